@@ -1,0 +1,617 @@
+// Every value class: what the library sends, stores or prints is a veskType.
+// A value knows its one-byte tag, its bytes, its text and its copy, and
+// nothing else. Attributes, errors, PDUs and descriptions are values as well
+// and have headers of their own.
+
+#ifndef OSTREL_TYPE_H
+#define OSTREL_TYPE_H
+
+#include <netinet/in.h>
+#include <ostrel/export.h>
+#include <ostrel/list.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+class veskType;
+
+namespace ostrel {
+struct Arrived;
+template <class Value>
+using IfValue = std::enable_if_t<std::is_convertible_v<Value*, veskType*>, int>;
+}  // namespace ostrel
+
+// The base of all values, and by itself the null value (tag 0).
+//
+// What holds for every value class:
+// - encode() writes the value into `buffer`, which has room for `length`
+//   bytes, and returns the bytes written; 0 means that the room does not do,
+//   and the buffer's contents are then unspecified. Every member of the
+//   integer family asks for 6 bytes of room and identifiers for 22 and 17,
+//   however few bytes they then write.
+// - decode() reads the value from the first bytes of `buffer`, never past
+//   `length`, and returns the bytes consumed; 0 means that they are no such
+//   value, and the value may then be changed in part. The tag byte is taken
+//   over as it stands: choose the class first, or call decodeCreate().
+// - getString() returns text from malloc that the caller frees.
+// - dup() returns a new value that the caller deletes.
+// - compare() returns 0 for equal, and else a number whose sign orders values
+//   of one class where that class says so. Values with different tags, and
+//   values of unrelated classes, give 1.
+// - operator== returns 1 or 0. Comparing with 0 asks whether a value is null,
+//   assigning 0 makes it null: that changes the tag and nothing else.
+class OSTREL_API veskType {
+ public:
+  veskType();              // tag 0: null
+  veskType(unsigned tag);  // the low 8 bits of `tag`
+  veskType(const veskType& other);
+
+  virtual ~veskType() = default;
+  virtual int compare(veskType& other);
+  virtual int operator==(veskType& other);
+  virtual int operator<(veskType& other);  // compare() is negative
+  virtual int operator>(veskType& other);  // compare() is greater than 0
+  virtual unsigned encode(char* buffer, unsigned length);
+  virtual unsigned decode(char* buffer, unsigned length);
+  virtual char* getString();
+
+  // Kept: of a plain veskType this is a new null value whatever its own tag.
+  virtual veskType* dup();
+
+  // Placeholders; classes with something to get or set have their own.
+  void* get();
+  void set();
+
+  // Kept: copies the other value's tag and nothing else.
+  veskType& operator=(const veskType& other);
+
+  // Makes the value null; the argument is 0 and is not looked at.
+  veskType& operator=(const void* null);
+
+  // 1 when the value is null; the argument is 0 and is not looked at.
+  int operator==(const void* null);
+
+  // Compares two values of one class. (C++20 also tries operands in exchanged
+  // order; an exact match keeps `a == b` from being ambiguous there.)
+  template <class Value, ostrel::IfValue<Value> = 0>
+  int operator==(Value& other) {
+    return *this == static_cast<veskType&>(other);
+  }
+
+  // Makes the value whose encoding stands at `buffer`: an object of the class
+  // that the first byte names, which is stored in *out and belongs to the
+  // caller. Returns the bytes consumed, or 0:
+  // - with length 0, *out is as it was;
+  // - with a tag that no class has, *out is null;
+  // - with bytes that are no such value, *out is the object as far as it got:
+  //   release it with destroyDecoded().
+  // Values inside values are read to a depth of 2048 and no further.
+  static unsigned decodeCreate(char* buffer, unsigned length, veskType** out);
+
+  // Frees a value that decodeCreate() handed over, whole or not, together
+  // with everything that arrived inside it; null is allowed. Ordinary delete
+  // leaves the elements of lists and the lists of PDUs to their owners.
+  static void destroyDecoded(veskType* value);
+
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size, void* place) noexcept;
+  static void operator delete(void* block, std::size_t size) noexcept;
+
+  std::uint8_t tag;  // names the class on the wire; 0: null
+
+ protected:
+  // Set on what arrived inside another value: such a value frees its contents
+  // when it is destroyed. What programs build never has it, nor has a copy.
+  bool ownsContents_ = false;
+
+ private:
+  friend struct ostrel::Arrived;
+};
+
+// Whole numbers, truth values and times of fixed width. All have a public
+// `value`, which default constructors set to 0. "Long" means 32 bits.
+// compare() returns the difference of the values, 32-bit differences with
+// wrap-around: Kept: a difference that overflows orders the wrong way.
+
+// Signed 8 bits; prints as the character itself.
+class OSTREL_API veskChar : public veskType {
+ public:
+  veskChar();
+  veskChar(const signed char value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::int8_t value;
+};
+
+// Signed 16 bits.
+class OSTREL_API veskShort : public veskType {
+ public:
+  veskShort();
+  veskShort(const short value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::int16_t value;
+};
+
+// Signed 32 bits.
+class OSTREL_API veskInt : public veskType {
+ public:
+  veskInt();
+  veskInt(const int value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::int32_t value;
+};
+
+// Signed 32 bits; of a wider argument the low 32 bits are kept.
+class OSTREL_API veskLong : public veskType {
+ public:
+  veskLong();
+  veskLong(const long value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::int32_t value;
+};
+
+// Unsigned 8 bits; prints as the character itself.
+class OSTREL_API veskUnsignedChar : public veskType {
+ public:
+  veskUnsignedChar();
+  veskUnsignedChar(const unsigned char value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::uint8_t value;
+};
+
+// Unsigned 16 bits.
+class OSTREL_API veskUnsignedShort : public veskType {
+ public:
+  veskUnsignedShort();
+  veskUnsignedShort(const unsigned short value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::uint16_t value;
+};
+
+// Unsigned 32 bits.
+class OSTREL_API veskUnsignedInt : public veskType {
+ public:
+  veskUnsignedInt();
+  veskUnsignedInt(const unsigned int value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::uint32_t value;
+};
+
+// Unsigned 32 bits; of a wider argument the low 32 bits are kept.
+class OSTREL_API veskUnsignedLong : public veskType {
+ public:
+  veskUnsignedLong();
+  veskUnsignedLong(const unsigned long value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  std::uint32_t value;
+};
+
+// IEEE-754 single precision. compare() returns the difference cut to a whole
+// number, so values less than 1 apart are neither less nor greater; outside
+// the range of an int it is the nearest int, and with a NaN 0. operator==
+// asks for exactly equal values.
+class OSTREL_API veskFloat : public veskType {
+ public:
+  veskFloat();
+  veskFloat(const float value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  float value;
+};
+
+// IEEE-754 double precision; compares as veskFloat does.
+// Kept: prints the upper 32 bits of its bit pattern as a signed number, so
+// that 1.0 reads 1072693248.
+class OSTREL_API veskDouble : public veskType {
+ public:
+  veskDouble();
+  veskDouble(const double value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  double value;
+};
+
+// True (not 0) or false; the number itself is kept. Prints "True" or "False".
+class OSTREL_API veskBool : public veskUnsignedInt {
+ public:
+  veskBool();
+  veskBool(const unsigned int value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+};
+
+// A measured level. decodeCreate() does not know its tag.
+class OSTREL_API veskGauge : public veskUnsignedInt {
+ public:
+  veskGauge();
+  veskGauge(const unsigned int value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+};
+
+// A number that only grows. decodeCreate() does not know its tag.
+class OSTREL_API veskCounter : public veskUnsignedInt {
+ public:
+  veskCounter();
+  veskCounter(const unsigned int value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+};
+
+// Calendar seconds; prints as their number.
+class OSTREL_API veskTime : public veskUnsignedInt {
+ public:
+  veskTime();
+  veskTime(const unsigned int value);
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+};
+
+// Names an object or a class: up to four numbers, "59.6.0.0". The first two
+// name the class; the other two are 0 in the identifier of a class.
+//
+// Text is two to four numbers with dots between, each decimal, octal after
+// "0" or hexadecimal after "0x", at most 4294967295; of a longer text the
+// first 48 characters count. Text that is no identifier, null included, makes
+// the identifier invalid: it then prints as "Invalid".
+class OSTREL_API veskOid : public veskType {
+ public:
+  veskOid();                  // invalid
+  veskOid(const char* text);  // as operator=
+  veskOid(veskOid& classOid, unsigned a, unsigned b);
+  veskOid(const veskOid& other);
+
+  // Orders by the numbers, the first difference first; an invalid identifier
+  // comes before a valid one.
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+
+  // Object (a, b) of a class. Invalid, with the numbers left as they were,
+  // unless `classOid` is valid and ends in 0.0.
+  void set(veskOid& classOid, unsigned a, unsigned b);
+  veskOid& set(const veskOid& other);
+  veskOid& set(const char* text);
+  veskOid& operator=(const veskOid& other);
+  veskOid& operator=(const char* text);
+
+  // 1 when validity and all numbers are equal, whatever the tags.
+  int operator==(veskOid& other);
+
+  // Kept: an invalid identifier equals any text that is no identifier, if the
+  // numbers left over are the same.
+  int operator==(const char* text);
+
+  // The class of this object as a new identifier, which the caller deletes;
+  // null when this one is invalid.
+  veskOid* getClassOid();
+
+  std::uint32_t valid;         // 1 or 0
+  std::uint32_t component[4];  // numbers that were not given are 0
+};
+
+// Names an attribute, an action or an event: up to three numbers, "59.6.1",
+// the first two those of the class. Everything else is as with veskOid, but
+// that 36 characters of text count.
+class OSTREL_API veskAid : public veskType {
+ public:
+  veskAid();
+  veskAid(const char* text);
+  veskAid(veskOid& classOid, unsigned n);
+  veskAid(const veskAid& other);
+
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+
+  // Kept: when a number claims more bytes than follow the validity byte, the
+  // identifier keeps that byte as `valid`; go by the result.
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+
+  // Attribute n of a class. Kept: only the class's first two numbers are
+  // used, whatever the others are.
+  void set(veskOid& classOid, unsigned n);
+  veskAid& set(const veskAid& other);
+  veskAid& set(const char* text);
+  veskAid& operator=(const veskAid& other);
+  veskAid& operator=(const char* text);
+  int operator==(veskAid& other);
+  int operator==(const char* text);
+  veskOid* getClassOid();
+
+  std::uint32_t valid;
+  std::uint32_t component[3];
+};
+
+// Counted text; NUL bytes may be part of it.
+class OSTREL_API veskString : public veskType {
+ public:
+  veskString();
+  veskString(const char* s, unsigned n = 0);  // as set()
+  veskString(const veskString& other);
+  ~veskString() override;
+
+  // Orders by bytes; of two texts of which one begins the other the shorter
+  // is the smaller. Kept: bytes after a NUL do not take part.
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+
+  // Holds a copy of the first n characters at `s`, or of all up to its NUL
+  // when n is 0. A null `s` empties the string.
+  void set(const char* s, unsigned n);
+  veskString& operator=(const char* s);
+  veskString& operator=(const veskString& other);
+
+  // The characters, which stay the string's and have no NUL at their end (null
+  // when it never held any); their number in *lengthOut unless that is null.
+  char* get(unsigned* lengthOut);
+
+  int operator==(veskString& other);  // same length, same bytes
+  int operator==(const char* s);      // null is no text and gives 0
+
+  veskUnsignedInt length;  // its value: how many characters are held
+  std::uint32_t capacity;  // bytes at `text`
+  char* text;              // owned; null until first set
+};
+
+// Counted bytes; print as "%02x " each.
+class OSTREL_API veskOpaque : public veskType {
+ public:
+  veskOpaque();
+  veskOpaque(const void* p, unsigned n);  // as set()
+  veskOpaque(const veskOpaque& other);
+  ~veskOpaque() override;
+
+  // 0 when the bytes are the same; else the sign orders by bytes.
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+  using veskType::operator=;
+  using veskType::operator==;
+
+  // Holds a copy of the n bytes at `p`. A null `p` empties the value.
+  void set(const void* p, unsigned n);
+  veskOpaque& operator=(const veskOpaque& other);
+
+  // The bytes, which stay the value's (null when it never held any); their
+  // number in *lengthOut unless that is null.
+  char* get(unsigned* lengthOut);
+
+  // Kept: 1 when the lengths are equal and the bytes differ, else 0; so no
+  // form of == ever finds two of them equal. Ask compare().
+  int operator==(veskOpaque& other);
+
+  veskUnsignedInt length;  // its value: how many bytes are held
+  char* bytes;             // owned; null until first set
+
+ private:
+  std::size_t held() const;
+
+  std::uint32_t capacity_;  // bytes at `bytes`
+};
+
+// An IPv4 address, or none. Prints as dotted numbers, "" without an address.
+class OSTREL_API veskAddress : public veskType {
+ public:
+  veskAddress();                  // none
+  veskAddress(const char* text);  // as operator=
+  veskAddress(const in_addr& a);
+  veskAddress(const veskAddress& other);
+  ~veskAddress() override;
+
+  // Orders by family, then by the addresses as 32-bit numbers, whose
+  // difference wraps around.
+  int compare(veskType& other) override;
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+
+  // Null when the family is neither 0 nor 2.
+  char* getString() override;
+  veskType* dup() override;
+
+  // Text is four decimal numbers from 0 to 255 with dots between. Any other
+  // text, host names and null included, leaves no address: no name is ever
+  // looked up here.
+  void set(const char* text);
+  void set(const in_addr& a);
+  void set(const veskAddress& other);
+  veskAddress& operator=(const char* text);
+  veskAddress& operator=(const in_addr& a);
+  veskAddress& operator=(const veskAddress& other);
+
+  // The address in network byte order, which stays the value's (null: none);
+  // the family in *familyOut unless that is null.
+  in_addr* get(unsigned* familyOut);
+
+  int operator==(veskAddress& other);
+
+  // Texts that are no address all equal a value without one.
+  int operator==(const char* text);
+
+  std::uint8_t family;  // 0: no address, 2: IPv4
+  in_addr* addr;        // owned; null when the family is 0
+};
+
+// A list of values that is itself a value (tag 128).
+//
+// Elements belong to whoever filled the list: destroying or assigning a list
+// frees none of them, clear(1) frees all, lists inside lists included. Only a
+// list that arrived inside another value owns its elements.
+//
+// An element is stored as its `veskType*`. The calls below take any value's
+// pointer and see to that; at() reads it back.
+class OSTREL_API veskList : public genericList, public veskType {
+ public:
+  veskList();
+  veskList(const veskList& other);  // shares the elements
+  ~veskList() override;
+
+  // Frees one element: a veskType* handed over as void*. A list is emptied
+  // with clear(1) first.
+  void destroy(void* element) override;
+
+  // Compares the counts, then the elements one by one with their compare();
+  // the first difference decides.
+  int compare(veskType& other) override;
+
+  // 1 when compare() gives 0, and not only for the same elements.
+  int operator==(veskType& other) override;
+  unsigned encode(char* buffer, unsigned length) override;
+
+  // Appends what it reads; after a failure the elements read so far stay.
+  unsigned decode(char* buffer, unsigned length) override;
+
+  // The elements' texts with ", " between.
+  char* getString() override;
+
+  // Copies each element with its dup().
+  veskType* dup() override;
+
+  // 1 when both lists hold the very same elements, by identity.
+  int operator==(veskList& other);
+
+  using genericList::operator=;
+  using veskType::operator=;
+  using veskType::operator==;
+  veskList& operator=(const veskList& other);  // shares the elements
+
+  using genericList::append;
+  using genericList::insert;
+  using genericList::remove;
+  using genericList::search;
+  template <class Value, ostrel::IfValue<Value> = 0>
+  void append(Value* value) {
+    genericList::append(stored(value));
+  }
+  template <class Value, ostrel::IfValue<Value> = 0>
+  void insert(unsigned i, Value* value) {
+    genericList::insert(i, stored(value));
+  }
+  template <class Value, ostrel::IfValue<Value> = 0>
+  listPointer* search(Value* value) {
+    return genericList::search(stored(value));
+  }
+  template <class Value, ostrel::IfValue<Value> = 0>
+  void remove(Value* value) {
+    genericList::remove(stored(value));
+  }
+
+  // The value at position i (from 0). Stops the process as index() does when
+  // the list is not that long.
+  veskType* at(unsigned i) { return static_cast<veskType*>(index(i)->data); }
+
+  // The same as a Value, or null when it is none.
+  template <class Value>
+  Value* at(unsigned i) {
+    return dynamic_cast<Value*>(at(i));
+  }
+
+ private:
+  static void* stored(veskType* value) { return value; }
+};
+
+#endif  // OSTREL_TYPE_H

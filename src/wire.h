@@ -1,0 +1,202 @@
+// The one place that touches bytes of the wire: a reader and a writer that
+// hold a position and what is left, and the integer body that integers,
+// identifiers and lengths share. All numbers are most significant byte first.
+//
+// Every access compares with what is left. The first failure sticks: a run of
+// reads or writes may be checked once, at its end.
+
+#ifndef OSTREL_SRC_WIRE_H
+#define OSTREL_SRC_WIRE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace ostrel {
+
+// What an integer body asks for, however few bytes it then takes: its length
+// byte and four bytes. So it is written with one full store and no branches.
+constexpr std::size_t kIntegerRoom = 5;
+
+inline std::uint32_t bigEndian(std::uint32_t number) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  return __builtin_bswap32(number);
+#else
+  return number;
+#endif
+}
+
+inline std::uint64_t bigEndian(std::uint64_t number) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  return __builtin_bswap64(number);
+#else
+  return number;
+#endif
+}
+
+inline std::uint16_t bigEndian(std::uint16_t number) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  return __builtin_bswap16(number);
+#else
+  return number;
+#endif
+}
+
+inline std::uint8_t bigEndian(std::uint8_t number) { return number; }
+
+// How many bytes a number has without its leading zero bytes: 0 to 4.
+inline unsigned significantBytes(std::uint32_t number) {
+  // The lowest bit stands in for a zero, which has no highest bit.
+  const unsigned bits = 32u - static_cast<unsigned>(__builtin_clz(number | 1));
+  return number == 0 ? 0 : (bits + 7) / 8;
+}
+
+class ByteWriter {
+ public:
+  ByteWriter(char* buffer, std::size_t length)
+      : at_(buffer), left_(length), begin_(buffer) {}
+
+  // Whether `bytes` more fit; when not, the writer has failed.
+  bool room(std::size_t bytes) {
+    if (left_ < bytes) ok_ = false;
+    return ok_;
+  }
+
+  // A number of fixed width.
+  template <class Number>
+  void number(Number value) {
+    if (!room(sizeof value)) return;
+    const Number bytes = bigEndian(value);
+    std::memcpy(at_, &bytes, sizeof bytes);
+    advance(sizeof bytes);
+  }
+
+  // An integer body: a length byte and the bytes without leading zeros.
+  void integer(std::uint32_t value) {
+    if (!room(kIntegerRoom)) return;
+    const unsigned significant = significantBytes(value);
+    *at_ = static_cast<char>(significant);
+    // The significant bytes come first; what the shift brings in behind them
+    // lies within the room and is written over or not counted.
+    const std::uint64_t shifted = std::uint64_t{value}
+                                  << (32 - 8 * significant);
+    const std::uint32_t bytes = bigEndian(static_cast<std::uint32_t>(shifted));
+    std::memcpy(at_ + 1, &bytes, sizeof bytes);
+    advance(1 + significant);
+  }
+
+  void bytes(const void* from, std::size_t count) {
+    if (count == 0 || !room(count)) return;
+    std::memcpy(at_, from, count);
+    advance(count);
+  }
+
+  // What a value's own encode() did to the rest: 0 bytes is its failure.
+  void wrote(std::size_t bytes) {
+    if (bytes == 0 || !room(bytes)) {
+      ok_ = false;
+      return;
+    }
+    advance(bytes);
+  }
+
+  void fail() { ok_ = false; }
+  bool ok() const { return ok_; }
+  char* at() const { return at_; }
+  unsigned left() const { return static_cast<unsigned>(left_); }
+
+  // Bytes written, 0 after a failure.
+  unsigned used() const {
+    return ok_ ? static_cast<unsigned>(at_ - begin_) : 0;
+  }
+
+ private:
+  void advance(std::size_t bytes) {
+    at_ += bytes;
+    left_ -= bytes;
+  }
+
+  char* at_;
+  std::size_t left_;
+  char* begin_;
+  bool ok_ = true;
+};
+
+class ByteReader {
+ public:
+  ByteReader(const char* buffer, std::size_t length)
+      : at_(buffer), left_(length), begin_(buffer) {}
+
+  // Whether `bytes` more are there; when not, the reader has failed.
+  bool has(std::size_t bytes) {
+    if (left_ < bytes) ok_ = false;
+    return ok_;
+  }
+
+  // A number of fixed width; 0 after a failure.
+  template <class Number>
+  Number number() {
+    Number bytes{};
+    if (!has(sizeof bytes)) return bytes;
+    std::memcpy(&bytes, at_, sizeof bytes);
+    skip(sizeof bytes);
+    return bigEndian(bytes);
+  }
+
+  // `count` bytes as one number, of which the low 32 bits are kept.
+  std::uint32_t significant(std::size_t count) {
+    if (!has(count)) return 0;
+    if (count == 0) return 0;
+    std::uint32_t value = 0;
+    if (count <= sizeof value && left_ >= sizeof value) {
+      std::memcpy(&value, at_, sizeof value);
+      value = bigEndian(value) >> (32 - 8 * count);
+    } else {
+      for (std::size_t i = 0; i < count; i++)
+        value = value << 8 | static_cast<unsigned char>(at_[i]);
+    }
+    skip(count);
+    return value;
+  }
+
+  // An integer body. Kept: it may claim more than four bytes, of which the
+  // last four make the number.
+  std::uint32_t integer() { return significant(number<std::uint8_t>()); }
+
+  // What a value's own decode() took: 0 bytes is its failure.
+  void read(std::size_t bytes) {
+    if (bytes == 0 || !has(bytes)) {
+      ok_ = false;
+      return;
+    }
+    skip(bytes);
+  }
+
+  void skip(std::size_t bytes) {
+    at_ += bytes;
+    left_ -= bytes;
+  }
+
+  void fail() { ok_ = false; }
+  bool ok() const { return ok_; }
+
+  // The values' own decode() takes a buffer that it may not change but is not
+  // declared const.
+  char* at() const { return const_cast<char*>(at_); }
+  unsigned left() const { return static_cast<unsigned>(left_); }
+
+  // Bytes read, 0 after a failure.
+  unsigned used() const {
+    return ok_ ? static_cast<unsigned>(at_ - begin_) : 0;
+  }
+
+ private:
+  const char* at_;
+  std::size_t left_;
+  const char* begin_;
+  bool ok_ = true;
+};
+
+}  // namespace ostrel
+
+#endif  // OSTREL_SRC_WIRE_H
