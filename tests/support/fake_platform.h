@@ -1,0 +1,201 @@
+// A system that lives in memory: a clock that moves when told, and a network
+// whose datagrams a script may lose, double, delay, reorder or cut. Tests that
+// link fake_platform.cc in place of the real calls run whole retransmission
+// schedules in no time, and see every call that the library makes.
+//
+// Time passes only in advance(), in the library's pauses, and in waits with
+// nothing to read. Peers are scripts called with each datagram that reaches
+// their address; they answer with bytes.
+
+#ifndef OSTREL_TESTS_SUPPORT_FAKE_PLATFORM_H
+#define OSTREL_TESTS_SUPPORT_FAKE_PLATFORM_H
+
+#include <netinet/in.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <queue>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace fake {
+
+// An endpoint from dotted text and a port in host order.
+sockaddr_in endpoint(const char* address, unsigned short port);
+// "192.0.2.1:5135"
+std::string text(const sockaddr_in& address);
+bool same(const sockaddr_in& a, const sockaddr_in& b);
+
+struct Datagram {
+  sockaddr_in from;
+  sockaddr_in to;
+  std::string bytes;
+  std::int64_t at = 0;    // microseconds of the clock when it was sent
+  unsigned char ttl = 1;  // networks it may cross, if it goes to a group
+};
+
+// What becomes of one datagram: nothing (lost), or one delivery or several,
+// each with its delay in microseconds and its own bytes.
+struct Delivery {
+  std::int64_t delay;
+  std::string bytes;
+};
+using Policy = std::function<std::vector<Delivery>(const Datagram&)>;
+
+// A policy for soaks: loses and doubles datagrams with the given chances, and
+// delays each copy by up to `spread` microseconds, so that they overtake one
+// another. The same seed gives the same network.
+Policy lossy(unsigned seed, double loss, double duplication,
+             std::int64_t spread);
+
+enum class Call {
+  kAllocate,
+  kPause,
+  kOpen,
+  kBind,
+  kSetSendBuffer,
+  kSetReceiveBuffer,
+  kSetMulticastTtl,
+  kSocketName,
+  kClose,
+  kSend,
+  kPeek,
+  kReceive,
+  kDiscard,
+  kWait,
+  kHostName,
+  kResolve,
+  kCalls  // how many there are
+};
+
+// Somebody else on the network, played by a script.
+class Peer {
+ public:
+  // Sends bytes from this peer's own address, through the policy.
+  void send(const sockaddr_in& to, const std::string& bytes) const;
+
+  sockaddr_in address;
+  std::function<void(Peer&, const Datagram&)> script;
+  std::set<std::uint32_t> groups;  // s_addr of the groups it listens to
+  int hops = 1;                    // the time-to-live that a group send needs
+  unsigned long received = 0;
+};
+using Script = std::function<void(Peer&, const Datagram&)>;
+
+// Everything about the one fake system. Tests call reset() first.
+class Platform {
+ public:
+  struct Wait {
+    int socket;
+    long seconds;
+    long microseconds;
+  };
+  struct Setting {
+    Call call;
+    int socket;
+    int value;
+  };
+  struct Socket {
+    sockaddr_in name;
+    bool bound = false;
+    bool open = true;
+    unsigned char ttl = 1;
+    std::deque<Datagram> queue;
+  };
+
+  Platform();
+  // Back to the beginning: no sockets, peers, failures or records.
+  void reset();
+
+  // The clock.
+  static constexpr std::int64_t kSecond = 1000 * 1000;
+  std::int64_t clock = 0;  // microseconds
+  long seconds() const { return static_cast<long>(clock / kSecond); }
+  // Lets time pass and delivers what falls due on the way.
+  void advance(double seconds);
+
+  // The host that the library runs on.
+  sockaddr_in host;      // its address; the port is not used
+  std::string hostName;  // "testhost"
+  std::map<std::string, in_addr> hosts;
+  long user = 0;
+  int nextDescriptor = 0;  // number of the next socket
+  unsigned short nextPort = 0;
+
+  // The network.
+  Policy policy;  // null: each datagram arrives once and at once
+  Peer& addPeer(const char* address, unsigned short port, Script script);
+  // A peer that also listens to a multicast group.
+  Peer& addPeer(const char* address, unsigned short port, const char* group,
+                int hops, Script script);
+  // Puts a datagram on the network, the policy included.
+  void send(const sockaddr_in& from, const sockaddr_in& to,
+            const std::string& bytes, unsigned char ttl = 1);
+  // Queues a datagram at a socket of the library, whatever the policy is.
+  void deliver(const sockaddr_in& from, int socket, const std::string& bytes);
+  // Delivers what is due by now.
+  void run();
+  // Where a socket of the library is reached from outside.
+  sockaddr_in addressOf(int socket) const;
+  std::size_t queued(int socket) const;
+  bool idle() const { return events_.empty(); }
+
+  // Makes calls of a kind fail with `error`: `times` of them, after `skip`
+  // more that succeed. Kept in order when given several times.
+  void failNext(Call call, int error, unsigned times = 1, unsigned skip = 0);
+
+  // What the library did.
+  bool recording = true;  // off: only the counts are kept
+  std::vector<Datagram> sent;
+  std::vector<unsigned> pauses;      // ticks
+  std::vector<int> closed;           // descriptors
+  std::vector<Setting> settings;     // socket options
+  std::vector<std::uint16_t> bound;  // ports asked for
+  std::vector<Wait> waits;
+  std::vector<Call> calls;  // all, in order
+  unsigned long count(Call call) const;
+  std::map<int, Socket> sockets;
+
+  // For fake_platform.cc: notes a call; false when it is to fail.
+  bool enter(Call call);
+  Socket* socket(int descriptor);
+  bool awaitDatagram(Socket& socket, std::int64_t until);
+
+ private:
+  struct Event {
+    std::int64_t at;
+    std::uint64_t order;
+    Datagram datagram;
+  };
+  struct Later {
+    bool operator()(const Event& a, const Event& b) const {
+      return a.at != b.at ? a.at > b.at : a.order > b.order;
+    }
+  };
+  struct Failure {
+    int error;
+    unsigned times;
+    unsigned skip;
+  };
+
+  void arrive(const Datagram& datagram);
+  bool isHere(const in_addr& address) const;
+
+  std::priority_queue<Event, std::vector<Event>, Later> events_;
+  std::uint64_t order_ = 0;
+  std::deque<Peer> peers_;
+  std::map<Call, std::deque<Failure>> failures_;
+  std::vector<unsigned long> counts_;
+};
+
+// The system that the library under test runs on.
+Platform& platform();
+
+}  // namespace fake
+
+#endif  // OSTREL_TESTS_SUPPORT_FAKE_PLATFORM_H
