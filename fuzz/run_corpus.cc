@@ -1,6 +1,6 @@
 // Feeds every file of the given folders to a fuzzer's entry point, so that the
-// seeds run as an ordinary test with any compiler. Says how many it fed; an empty
-// folder is a failure, since such a run would prove nothing.
+// seeds run as an ordinary test with any compiler. Says how many it fed; an
+// empty folder is a failure, since such a run would prove nothing.
 
 #include <algorithm>
 #include <cstddef>

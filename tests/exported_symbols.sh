@@ -15,21 +15,20 @@ if [ "$soname" != libOstrel.so.1 ]; then
   status=1
 fi
 
-# Each line becomes the plain name: no address, type, or "vtable for ".
-names=$("$nm" -DC --defined-only "$library" |
-  sed -E 's/^[0-9a-f]* *[A-Za-z] //; s/^(vtable|VTT|typeinfo|typeinfo name) for //
-          s/^((non-)?virtual thunk|guard variable) (to|for) //')
+names=$("$nm" -D --defined-only "$library" | awk '{ print $NF }' | sort -u)
 if [ -z "$names" ]; then
   echo "$library exports nothing"
   exit 1
 fi
 
+# Mangled: an optional mark (vtable, type, thunk), then the class or function.
+mark='(T[VIST]|Th?v?n?[0-9]+_|GV)?'
 public='vesk[A-Z]|genericList|listPointer|timeoutList|timeoutEntry|pendingRequest'
 public="$public|idMap|OSrequest|DSrequest|getPrincipalOid"
-others=$(echo "$names" | grep -Ev "^($public)")
+others=$(echo "$names" | grep -Ev "^_Z${mark}N?K?[0-9]+($public)")
 if [ -n "$others" ]; then
   echo "Symbols that are no part of the public interface:"
-  echo "$others"
+  echo "$others" | c++filt 2>/dev/null || echo "$others"
   status=1
 fi
 exit $status
