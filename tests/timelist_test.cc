@@ -497,7 +497,8 @@ TEST_F(TimeList, AgreesWithThePlainQueueOverRandomHistories) {
           if (queue.count == 0) break;
           const unsigned at = below(queue.count);
           queue.remove(at);
-          plain.entries.erase(std::next(plain.entries.begin(), at));
+          plain.entries.erase(
+              std::next(plain.entries.begin(), static_cast<int>(at)));
           break;
         }
       }

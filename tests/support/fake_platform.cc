@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -104,7 +105,7 @@ void Platform::reset() {
 
 void Platform::advance(double seconds) {
   const std::int64_t until =
-      clock + static_cast<std::int64_t>(seconds * static_cast<double>(kSecond));
+      clock + std::llround(seconds * static_cast<double>(kSecond));
   run();
   while (!events_.empty() && events_.top().at <= until) {
     clock = std::max(clock, events_.top().at);
