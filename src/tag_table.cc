@@ -2,7 +2,11 @@
 
 #include "tag_table.h"
 
+#include <ostrel/objectdesc.h>
 #include <ostrel/type.h>
+#include <ostrel/veskAttr.h>
+#include <ostrel/veskError.h>
+#include <ostrel/veskPDU.h>
 
 #include "tags.h"
 
@@ -36,6 +40,34 @@ constexpr Row kRows[] = {
     {kTagAid, make<veskAid>},
     {kTagTime, make<veskTime>},
     {kTagAddress, make<veskAddress>},
+    {kTagArgumentDesc, make<veskArgumentDesc>},
+    {kTagAttributeDesc, make<veskAttributeDesc>},
+    {kTagActionDesc, make<veskActionDesc>},
+    {kTagEventDesc, make<veskEventDesc>},
+    {kTagObjectDesc, make<veskObjectDesc>},
+    {kTagAttribute, make<veskAttribute>},
+    {kTagAttributeValueOp, make<veskAttributeValueOp>},
+    {kTagObject, make<veskObject>},
+    {kTagError, make<veskError>},
+    {kTagCreatePDU, make<veskCreatePDU>},
+    {kTagClonePDU, make<veskClonePDU>},
+    {kTagRemovePDU, make<veskRemovePDU>},
+    {kTagGetPDU, make<veskGetPDU>},
+    {kTagSetPDU, make<veskSetPDU>},
+    {kTagSearchPDU, make<veskSearchPDU>},
+    {kTagDSsearchPDU, make<veskDSsearchPDU>},
+    {kTagVerifyPDU, make<veskVerifyPDU>},
+    {kTagEventPDU, make<veskEventPDU>},
+    {kTagActionPDU, make<veskActionPDU>},
+    {kTagCreateRespPDU, make<veskCreateRespPDU>},
+    {kTagCloneRespPDU, make<veskCloneRespPDU>},
+    {kTagGetRespPDU, make<veskGetRespPDU>},
+    {kTagSetRespPDU, make<veskSetRespPDU>},
+    {kTagSearchRespPDU, make<veskSearchRespPDU>},
+    {kTagDSsearchRespPDU, make<veskDSsearchRespPDU>},
+    {kTagActionRespPDU, make<veskActionRespPDU>},
+    {kTagRemoveRespPDU, make<veskRemoveRespPDU>},
+    {kTagVerifyRespPDU, make<veskVerifyRespPDU>},
     {kTagUnsignedChar, make<veskUnsignedChar>},
     {kTagUnsignedShort, make<veskUnsignedShort>},
     {kTagUnsignedInt, make<veskUnsignedInt>},

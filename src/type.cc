@@ -796,37 +796,50 @@ unsigned veskType::decodeCreate(char* buffer, unsigned length, veskType** out) {
 }
 
 void veskType::destroyDecoded(veskType* value) {
-  if (value == nullptr) return;
-  value->ownsContents_ = true;
-  delete value;
+  if (value != nullptr) value->arrived_ = true;
+  destroyValue(value);
 }
 
-unsigned ostrel::decodeHeld(char* buffer, unsigned length, veskType** value) {
+void veskType::releaseContents() {}
+void veskType::separateContents() {}
+
+struct ostrel::Contents {
+  static void arrived(veskType& value) { value.arrived_ = true; }
+  static void release(veskType& value) { value.releaseContents(); }
+  static void separate(veskType& copy, const veskType& source) {
+    if (!source.arrived_) return;
+    copy.arrived_ = true;
+    copy.separateContents();
+  }
+};
+
+unsigned ostrel::decodeValue(char* buffer, unsigned length, veskType** value) {
+  *value = nullptr;
   const unsigned used = veskType::decodeCreate(buffer, length, value);
-  if (*value != nullptr) Arrived::own(**value);
+  if (*value != nullptr) Contents::arrived(**value);
   return used;
+}
+
+veskType* ostrel::copyValue(veskType* value) {
+  if (value == nullptr) return nullptr;
+  veskType* copy = value->dup();
+  Contents::separate(*copy, *value);
+  return copy;
 }
 
 void ostrel::destroyValue(veskType* value) {
   if (value == nullptr) return;
-  // The tag only spares most values the question; the class answers it.
-  const bool mayBeList = value->tag == kTagList || value->tag == kTagNull;
-  if (mayBeList && !Arrived::owns(*value)) {
-    if (auto* list = as<veskList>(value)) list->clear(1);
-  }
+  Contents::release(*value);
   delete value;
 }
 
-void ostrel::destroyList(veskList* list) {
-  if (list == nullptr) return;
-  list->clear(1);
-  delete list;
-}
+void ostrel::destroyList(veskList* list) { destroyValue(list); }
 
 veskList::veskList() : veskType(kTagList) {}
 veskList::veskList(const veskList& other)
     : genericList(other), veskType(kTagList) {}
-veskList::~veskList() { clear(ownsContents_ ? 1 : 0); }
+veskList::~veskList() { clear(0); }
+void veskList::releaseContents() { clear(1); }
 
 void veskList::destroy(void* element) {
   destroyValue(static_cast<veskType*>(element));
@@ -873,7 +886,7 @@ unsigned veskList::decode(char* buffer, unsigned length) {
   // Every element takes a byte at least, so a claim runs out with the input.
   for (std::uint32_t i = 0; i < claimed.value; i++) {
     veskType* arrived = nullptr;
-    reader.read(decodeHeld(reader.at(), reader.left(), &arrived));
+    reader.read(decodeValue(reader.at(), reader.left(), &arrived));
     if (!reader.ok()) {
       destroyValue(arrived);
       return 0;
@@ -892,7 +905,7 @@ char* veskList::getString() {
 veskType* veskList::dup() {
   auto* copy = new veskList;
   for (const listPointer* node = head.next; node != &head; node = node->next)
-    copy->append(element(node) == nullptr ? nullptr : element(node)->dup());
+    copy->append(copyValue(element(node)));
   return copy;
 }
 

@@ -1,4 +1,5 @@
-// The only casts: from a value to its class; and how containers free values.
+// The only casts: from a value to its class; and how whatever holds values
+// copies and frees them.
 
 #ifndef OSTREL_SRC_VALUES_H
 #define OSTREL_SRC_VALUES_H
@@ -24,23 +25,20 @@ inline veskType* element(const listPointer* node) {
   return static_cast<veskType*>(node->data);
 }
 
-// Reaches into values for the containers.
-struct Arrived {
-  // Makes a value that decode created own what arrived inside it.
-  static void own(veskType& value) { value.ownsContents_ = true; }
-  static bool owns(const veskType& value) { return value.ownsContents_; }
-};
-
-// Decodes the value at `buffer` into *value, where its holder frees it with
+// Decodes the value at `buffer` for a holder, which frees it with
 // destroyValue(). Returns the bytes consumed, or 0; *value is then null or the
 // value as far as it got.
-unsigned decodeHeld(char* buffer, unsigned length, veskType** value);
+unsigned decodeValue(char* buffer, unsigned length, veskType** value);
 
-// Frees a value that a container holds, null included: a list is emptied with
-// clear(1), and what arrived is freed with all that it holds.
+// A copy for a holder; null of null. What arrived is copied with all that it
+// holds, where dup() alone would leave some classes sharing.
+veskType* copyValue(veskType* value);
+
+// Frees a value that something holds; null is allowed. A list is emptied with
+// clear(1) first, and what arrived is freed with all that it holds.
 void destroyValue(veskType* value);
 
-// Empties and frees a list of values with its elements; null is allowed.
+// Empties a list with clear(1) and frees it; null is allowed.
 void destroyList(veskList* list);
 
 }  // namespace ostrel

@@ -17,7 +17,7 @@
 class veskType;
 
 namespace ostrel {
-struct Arrived;
+struct Contents;
 template <class Value>
 using IfValue = std::enable_if_t<std::is_convertible_v<Value*, veskType*>, int>;
 }  // namespace ostrel
@@ -101,12 +101,17 @@ class OSTREL_API veskType {
   std::uint8_t tag;  // names the class on the wire; 0: null
 
  protected:
-  // Set on what arrived inside another value: such a value frees its contents
-  // when it is destroyed. What programs build never has it, nor has a copy.
-  bool ownsContents_ = false;
+  // Set on what decode() made inside another value: whatever holds it frees it
+  // with all that arrived inside it. What programs build never has it.
+  bool arrived_ = false;
 
  private:
-  friend struct ostrel::Arrived;
+  friend struct ostrel::Contents;
+
+  // For what holds values: frees what this value's destructor leaves to
+  // others, and gives a copy its own of what it shares with its source.
+  virtual void releaseContents();
+  virtual void separateContents();
 };
 
 // Whole numbers, truth values and times of fixed width. All have a public
@@ -539,8 +544,7 @@ class OSTREL_API veskAddress : public veskType {
 // A list of values that is itself a value (tag 128).
 //
 // Elements belong to whoever filled the list: destroying or assigning a list
-// frees none of them, clear(1) frees all, lists inside lists included. Only a
-// list that arrived inside another value owns its elements.
+// frees none of them, clear(1) frees all, lists inside lists included.
 //
 // An element is stored as its `veskType*`. The calls below take any value's
 // pointer and see to that; at() reads it back.
@@ -568,7 +572,8 @@ class OSTREL_API veskList : public genericList, public veskType {
   // The elements' texts with ", " between.
   char* getString() override;
 
-  // Copies each element with its dup().
+  // Copies each element with its dup(); what arrived inside other values is
+  // copied whole, so that no copy shares its contents.
   veskType* dup() override;
 
   // 1 when both lists hold the very same elements, by identity.
@@ -612,6 +617,7 @@ class OSTREL_API veskList : public genericList, public veskType {
 
  private:
   static void* stored(veskType* value) { return value; }
+  void releaseContents() override;
 };
 
 #endif  // OSTREL_TYPE_H

@@ -1,0 +1,147 @@
+// Records that describe a class of objects: its attributes, its actions and
+// events, and their arguments. They are values like any other and print as a
+// nested text, "object NAME {" and so on.
+//
+// What holds for all five: constructors from lists take over the elements, as
+// the assignment of lists does, not the list; no destructor frees an element
+// of a list or a default value. Those belong to whoever made them: empty the
+// lists with clear(1) and delete `defval`, or use veskType::destroyDecoded()
+// for a record that decodeCreate() made. dup() copies the elements of lists.
+// Comparison is that of veskType: by tag alone.
+
+#ifndef OSTREL_OBJECTDESC_H
+#define OSTREL_OBJECTDESC_H
+
+#include <ostrel/type.h>
+
+namespace ostrel {
+class Members;
+}  // namespace ostrel
+
+// An argument of an action or event (tag 16).
+class OSTREL_API veskArgumentDesc : public veskType {
+ public:
+  veskArgumentDesc();
+  veskArgumentDesc(veskString& name, veskUnsignedInt& type);
+  veskArgumentDesc(const char* name, unsigned int type);
+
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+
+  veskString name;
+  veskUnsignedInt type;  // the type of its value, as a number
+};
+
+// An attribute of a class (tag 17).
+class OSTREL_API veskAttributeDesc : public veskType {
+ public:
+  veskAttributeDesc();
+
+  // Points at the given default value, which stays the caller's.
+  veskAttributeDesc(veskString& name, veskAid& id, veskUnsignedInt& type,
+                    veskType& defval, veskUnsignedInt& access,
+                    veskUnsignedInt& storage, veskBool& requiredOnCreate);
+
+  // Makes a copy of the default value, or a null value when there is none.
+  veskAttributeDesc(const char* name, veskAid& id, unsigned int type,
+                    veskType* defval, unsigned int access, unsigned int storage,
+                    unsigned int requiredOnCreate);
+  veskAttributeDesc(const veskAttributeDesc& other);  // as dup()
+
+  using veskType::operator=;
+  veskAttributeDesc& operator=(const veskAttributeDesc&) = delete;
+
+  unsigned encode(char* buffer, unsigned length) override;
+
+  // Kept: reads no more of the default value than its tag, so that only a
+  // description with a null default value comes back as it was. The record
+  // gets a new plain value for it, and frees one that it had made itself.
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+
+  // Kept: the copy points at the same default value.
+  veskType* dup() override;
+
+  veskString name;
+  veskAid id;
+  veskUnsignedInt type;
+  veskType* defval;  // never null; a null value stands for no default
+  veskUnsignedInt access;
+  veskUnsignedInt storage;
+  veskBool requiredOnCreate;
+
+ private:
+  ostrel::Members wireOrder(veskType& defaultValue);
+  void releaseContents() override;
+  void separateContents() override;
+
+  veskType* made_;  // the default value that the record made itself, or null
+};
+
+// An action of a class (tag 18).
+class OSTREL_API veskActionDesc : public veskType {
+ public:
+  veskActionDesc();
+  veskActionDesc(veskString& name, veskAid& id, veskList& arguments);
+  veskActionDesc(const char* name, veskAid& id, veskList& arguments);
+
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+
+  veskString name;
+  veskAid id;
+  veskList arguments;  // of veskArgumentDesc
+
+ private:
+  void releaseContents() override;
+};
+
+// An event of a class (tag 19).
+class OSTREL_API veskEventDesc : public veskType {
+ public:
+  veskEventDesc();
+  veskEventDesc(veskString& name, veskAid& id, veskList& arguments);
+  veskEventDesc(const char* name, veskAid& id, veskList& arguments);
+
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+
+  veskString name;
+  veskAid id;
+  veskList arguments;  // of veskArgumentDesc
+
+ private:
+  void releaseContents() override;
+};
+
+// A class of objects (tag 20).
+class OSTREL_API veskObjectDesc : public veskType {
+ public:
+  veskObjectDesc();
+  veskObjectDesc(veskString& name, veskOid& id, veskOid& derivedFrom,
+                 veskList& attributes, veskList& actions, veskList& events);
+
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+  veskType* dup() override;
+
+  veskString name;
+  veskOid id;
+  veskOid derivedFrom;
+  veskList attributes;  // of veskAttributeDesc
+  veskList actions;     // of veskActionDesc
+  veskList events;      // of veskEventDesc
+
+ private:
+  ostrel::Members wireOrder();
+  void releaseContents() override;
+};
+
+#endif  // OSTREL_OBJECTDESC_H

@@ -1,0 +1,98 @@
+#include <ostrel/objectdesc.h>
+
+#include "description.h"
+#include "tags.h"
+#include "values.h"
+
+using namespace ostrel;
+
+veskAttributeDesc::veskAttributeDesc()
+    : veskType(kTagAttributeDesc), defval(new veskType), made_(defval) {}
+
+veskAttributeDesc::veskAttributeDesc(veskString& called, veskAid& aid,
+                                     veskUnsignedInt& kind,
+                                     veskType& defaultValue,
+                                     veskUnsignedInt& accessMode,
+                                     veskUnsignedInt& storageClass,
+                                     veskBool& required)
+    : veskType(kTagAttributeDesc),
+      name(called),
+      id(aid),
+      type(kind),
+      defval(&defaultValue),
+      access(accessMode),
+      storage(storageClass),
+      requiredOnCreate(required),
+      made_(nullptr) {}
+
+veskAttributeDesc::veskAttributeDesc(const char* called, veskAid& aid,
+                                     unsigned int kind, veskType* defaultValue,
+                                     unsigned int accessMode,
+                                     unsigned int storageClass,
+                                     unsigned int required)
+    : veskType(kTagAttributeDesc),
+      name(called),
+      id(aid),
+      type(kind),
+      defval(defaultValue != nullptr ? copyValue(defaultValue) : new veskType),
+      access(accessMode),
+      storage(storageClass),
+      requiredOnCreate(required),
+      made_(defval) {}
+
+veskAttributeDesc::veskAttributeDesc(const veskAttributeDesc& other)
+    : veskType(other),
+      name(other.name),
+      id(other.id),
+      type(other.type),
+      defval(other.defval),
+      access(other.access),
+      storage(other.storage),
+      requiredOnCreate(other.requiredOnCreate),
+      made_(nullptr) {}
+
+Members veskAttributeDesc::wireOrder(veskType& defaultValue) {
+  return {name, id, type, defaultValue, access, storage, requiredOnCreate};
+}
+
+unsigned veskAttributeDesc::encode(char* buffer, unsigned length) {
+  return encodeMembers(veskType::encode(buffer, length), buffer, length,
+                       wireOrder(*defval));
+}
+
+unsigned veskAttributeDesc::decode(char* buffer, unsigned length) {
+  // Kept: a plain veskType reads the tag of the default value and leaves its
+  // body to the members behind it.
+  auto* arrived = new veskType;
+  if (defval == made_) destroyValue(made_);
+  defval = made_ = arrived;
+  return decodeMembers(veskType::decode(buffer, length), buffer, length,
+                       wireOrder(*arrived));
+}
+
+char* veskAttributeDesc::getString() {
+  Text text;
+  addOpening(&text, "\tattribute ", name);
+  addField(&text, "\t\tid ", id);
+  addField(&text, "\t\ttype ", type);
+  addField(&text, "\t\tdefval ", *defval);
+  addField(&text, "\t\taccess ", access);
+  addField(&text, "\t\tstorage ", storage);
+  addField(&text, "\t\trequiredOnCreate ", requiredOnCreate);
+  return text.add("\t};\n").release();
+}
+
+veskType* veskAttributeDesc::dup() {
+  return new veskAttributeDesc(name, id, type, *defval, access, storage,
+                               requiredOnCreate);
+}
+
+void veskAttributeDesc::releaseContents() {
+  if (!arrived_ || defval != made_) return;
+  destroyValue(made_);
+  defval = made_ = nullptr;
+}
+
+void veskAttributeDesc::separateContents() {
+  defval = made_ = copyValue(defval);
+}

@@ -1,0 +1,163 @@
+#include <ostrel/veskAttr.h>
+
+#include "members.h"
+#include "tags.h"
+#include "text.h"
+#include "value_op.h"
+#include "values.h"
+#include "wire.h"
+
+using namespace ostrel;
+
+namespace {
+
+constexpr std::size_t kLongestAttributeText = 1023;
+constexpr std::size_t kLongestObjectText = 8249;
+constexpr signed char kEquals = 1;
+
+// An operation code keeps the low 8 bits of what it is given.
+signed char lowByte(int op) { return static_cast<signed char>(op); }
+
+}  // namespace
+
+veskAttribute::veskAttribute() : veskType(kTagAttribute), value(nullptr) {}
+veskAttribute::veskAttribute(veskAid* aid) : veskAttribute() { id = *aid; }
+veskAttribute::veskAttribute(veskAid* aid, veskType* initial)
+    : veskAttribute(aid) {
+  value = copyValue(initial);
+}
+veskAttribute::veskAttribute(veskAttribute* other)
+    : veskAttribute(&other->id, other->value) {}
+veskAttribute::veskAttribute(const veskAttribute& other)
+    : veskType(other), id(other.id), value(copyValue(other.value)) {}
+veskAttribute::~veskAttribute() { destroyValue(value); }
+
+unsigned veskAttribute::encode(char* buffer, unsigned length) {
+  ByteWriter writer(buffer, length);
+  writer.number(tag);
+  writer.wrote(id.veskAid::encode(writer.at(), writer.left()));
+  writer.number(static_cast<std::uint8_t>(value != nullptr));
+  if (writer.ok() && value != nullptr)
+    writer.wrote(value->encode(writer.at(), writer.left()));
+  return writer.used();
+}
+
+unsigned veskAttribute::decode(char* buffer, unsigned length) {
+  ByteReader reader(buffer, length);
+  if (!reader.has(1)) return 0;
+  tag = reader.number<std::uint8_t>();
+  reader.read(id.veskAid::decode(reader.at(), reader.left()));
+  const bool hasValue = reader.number<std::uint8_t>() != 0;
+  if (!reader.ok() || !hasValue) return reader.used();
+  veskType* arrived = nullptr;
+  reader.read(decodeValue(reader.at(), reader.left(), &arrived));
+  if (reader.ok())
+    value = arrived;
+  else
+    destroyValue(arrived);
+  return reader.used();
+}
+
+char* veskAttribute::getString() {
+  Text text;
+  text.take(id.getString()).add(" = ");
+  if (value != nullptr) text.take(value->getString());
+  return text.cutTo(kLongestAttributeText).release();
+}
+
+veskType* veskAttribute::dup() { return new veskAttribute(this); }
+
+unsigned ostrel::encodeValueOp(veskAttribute& attribute, veskChar& op,
+                               char* buffer, unsigned length) {
+  const unsigned used = attribute.veskAttribute::encode(buffer, length);
+  return encodeMembers(used, buffer, length, Members(op));
+}
+
+char* ostrel::valueOpText(veskAttribute& attribute, const veskChar& op) {
+  Text text;
+  text.take(attribute.veskAttribute::getString()).add(" op = ");
+  text.add(std::uint32_t{static_cast<std::uint8_t>(op.value)});
+  return text.cutTo(kLongestAttributeText).release();
+}
+
+veskAttributeValueOp::veskAttributeValueOp() : op(kEquals) {
+  tag = kTagAttributeValueOp;
+}
+veskAttributeValueOp::veskAttributeValueOp(veskAid* aid)
+    : veskAttributeValueOp(aid, nullptr, kEquals) {}
+veskAttributeValueOp::veskAttributeValueOp(veskAid* aid, veskType* initial)
+    : veskAttributeValueOp(aid, initial, kEquals) {}
+veskAttributeValueOp::veskAttributeValueOp(veskAid* aid, veskType* initial,
+                                           int code)
+    : veskAttribute(aid, initial), op(lowByte(code)) {
+  tag = kTagAttributeValueOp;
+}
+veskAttributeValueOp::veskAttributeValueOp(veskAttribute* attr)
+    : veskAttribute(attr), op(kEquals) {
+  // Kept: the tag stays that of an attribute here.
+}
+veskAttributeValueOp::veskAttributeValueOp(veskAttribute* attr, int code)
+    : veskAttributeValueOp(&attr->id, attr->value, code) {}
+veskAttributeValueOp::veskAttributeValueOp(veskAttributeValueOp* other)
+    : veskAttributeValueOp(&other->id, other->value, other->op.value) {}
+veskAttributeValueOp::veskAttributeValueOp(const veskAttributeValueOp& other) =
+    default;
+
+unsigned veskAttributeValueOp::encode(char* buffer, unsigned length) {
+  return encodeValueOp(*this, op, buffer, length);
+}
+
+unsigned veskAttributeValueOp::decode(char* buffer, unsigned length) {
+  const unsigned used = veskAttribute::decode(buffer, length);
+  return decodeMembers(used, buffer, length, Members(op));
+}
+
+char* veskAttributeValueOp::getString() { return valueOpText(*this, op); }
+
+veskType* veskAttributeValueOp::dup() { return new veskAttributeValueOp(this); }
+
+veskObject::veskObject() : veskType(kTagObject), attributeList(new veskList) {}
+veskObject::veskObject(veskOid* id) : veskObject() { oid = *id; }
+veskObject::veskObject(veskOid* id, veskList* attrs)
+    : veskType(kTagObject), oid(*id), attributeList(attrs) {}
+veskObject::veskObject(veskObject* other)
+    : veskObject(&other->oid, other->attributeList) {}
+veskObject::~veskObject() { destroyList(attributeList); }
+
+unsigned veskObject::encode(char* buffer, unsigned length) {
+  return encodeMembers(veskType::encode(buffer, length), buffer, length,
+                       Members(oid, attributeList));
+}
+
+unsigned veskObject::decode(char* buffer, unsigned length) {
+  return decodeMembers(veskType::decode(buffer, length), buffer, length,
+                       Members(oid, attributeList));
+}
+
+char* veskObject::getString() {
+  Text text;
+  joinMembers(&text, " : ", Members(oid, attributeList));
+  return text.cutTo(kLongestObjectText).release();
+}
+
+veskType* veskObject::dup() { return new veskObject(this); }
+
+void veskObject::separateContents() {
+  if (attributeList != nullptr)
+    attributeList = as<veskList>(attributeList->dup());
+}
+
+void veskAtAppendAttr(veskList* list, const char* name, veskType* value) {
+  auto* attribute = new veskAttribute;
+  attribute->id = name;
+  attribute->value = value;
+  list->append(attribute);
+}
+
+void veskAppendAttr(veskList* list, const char* name, veskType* value) {
+  veskAtAppendAttr(list, name, copyValue(value));
+}
+
+void veskMakeAttrList(const char* const* names, veskList* list) {
+  for (; *names != nullptr; names++) veskAppendAttr(list, *names, nullptr);
+}

@@ -1,0 +1,373 @@
+#include <ostrel/veskPDU.h>
+
+#include "members.h"
+#include "tags.h"
+#include "text.h"
+#include "values.h"
+
+using namespace ostrel;
+
+namespace {
+
+veskList* copyList(veskList* list) { return as<veskList>(list->dup()); }
+
+// The list itself, or an empty one when there is none.
+veskList* listOrEmpty(veskList* list) {
+  return list != nullptr ? list : new veskList;
+}
+
+}  // namespace
+
+// The header
+
+veskPDU::veskPDU(unsigned int type) : veskType(type) {}
+veskPDU::veskPDU(unsigned int type, veskOid& who)
+    : veskType(type), principal(who) {}
+veskPDU::veskPDU(veskPDU* from, unsigned int type)
+    : veskType(type),
+      status(from->status.value),
+      requestId(from->requestId.value),
+      principal(from->principal) {}
+
+unsigned veskPDU::encode(char* buffer, unsigned length) {
+  unsigned used = veskType::encode(buffer, length);
+  const Members header(status, requestId, principal);
+  used = encodeMembers(used, buffer, length, header);
+  return encodeMembers(used, buffer, length, wireOrder());
+}
+
+unsigned veskPDU::decode(char* buffer, unsigned length) {
+  unsigned used = veskType::decode(buffer, length);
+  const Members header(status, requestId, principal);
+  used = decodeMembers(used, buffer, length, header);
+  return decodeMembers(used, buffer, length, wireOrder());
+}
+
+char* veskPDU::getString() {
+  Text text;
+  joinMembers(&text, " : ", Members(requestId, status, principal));
+  joinMembers(&text, " : ", textOrder());
+  return text.release();
+}
+
+veskType* veskPDU::dup() { return new veskPDU(this, kTagPDU); }
+
+void veskPDU::clear() {
+  for (const Member& member : wireOrder()) {
+    if (member.list == nullptr) continue;
+    destroyList(*member.list);
+    *member.list = nullptr;
+  }
+}
+
+void veskPDU::releaseContents() {
+  if (arrived_) clear();
+}
+
+void veskPDU::separateContents() {
+  for (const Member& member : wireOrder()) {
+    if (member.list != nullptr && *member.list != nullptr)
+      *member.list = copyList(*member.list);
+  }
+}
+
+Members veskPDU::wireOrder() { return {}; }
+Members veskPDU::textOrder() { return wireOrder(); }
+
+// Create and clone
+
+veskCreatePDU::veskCreatePDU() : veskPDU(kTagCreatePDU), list(new veskList) {}
+veskCreatePDU::veskCreatePDU(veskCreatePDU* from)
+    : veskPDU(from, kTagCreatePDU), oid(from->oid), list(from->list) {}
+veskCreatePDU::veskCreatePDU(veskOid& classOid, veskList* attributes)
+    : veskPDU(kTagCreatePDU), oid(classOid), list(attributes) {}
+veskCreatePDU::veskCreatePDU(veskOid& classOid, veskList* attributes,
+                             veskOid& who)
+    : veskPDU(kTagCreatePDU, who), oid(classOid), list(attributes) {}
+veskCreatePDU::veskCreatePDU(veskObject& object)
+    : veskCreatePDU(object.oid, copyList(object.attributeList)) {}
+veskCreatePDU::veskCreatePDU(veskObject& object, veskOid& who)
+    : veskCreatePDU(object.oid, copyList(object.attributeList), who) {}
+veskType* veskCreatePDU::dup() { return new veskCreatePDU(this); }
+Members veskCreatePDU::wireOrder() { return {oid, list}; }
+
+veskClonePDU::veskClonePDU() { tag = kTagClonePDU; }
+veskClonePDU::veskClonePDU(veskClonePDU* from) : veskCreatePDU(from) {
+  tag = kTagClonePDU;
+}
+veskClonePDU::veskClonePDU(veskOid& source, veskList* attributes)
+    : veskCreatePDU(source, attributes) {
+  tag = kTagClonePDU;
+}
+veskClonePDU::veskClonePDU(veskOid& source, veskList* attributes, veskOid& who)
+    : veskCreatePDU(source, attributes, who) {
+  tag = kTagClonePDU;
+}
+veskClonePDU::veskClonePDU(veskObject& object) : veskCreatePDU(object) {
+  tag = kTagClonePDU;
+}
+veskClonePDU::veskClonePDU(veskObject& object, veskOid& who)
+    : veskCreatePDU(object, who) {
+  tag = kTagClonePDU;
+}
+veskType* veskClonePDU::dup() { return new veskClonePDU(this); }
+
+// Remove and verify
+
+veskRemovePDU::veskRemovePDU() : veskPDU(kTagRemovePDU) {}
+veskRemovePDU::veskRemovePDU(veskRemovePDU* from)
+    : veskPDU(from, kTagRemovePDU), oid(from->oid) {}
+veskRemovePDU::veskRemovePDU(veskOid& object)
+    : veskPDU(kTagRemovePDU), oid(object) {}
+veskRemovePDU::veskRemovePDU(veskOid& object, veskOid& who)
+    : veskPDU(kTagRemovePDU, who), oid(object) {}
+veskType* veskRemovePDU::dup() { return new veskRemovePDU(this); }
+Members veskRemovePDU::wireOrder() { return {oid}; }
+
+veskVerifyPDU::veskVerifyPDU() : veskPDU(kTagVerifyPDU) {}
+veskVerifyPDU::veskVerifyPDU(veskVerifyPDU* from)
+    : veskPDU(from, kTagVerifyPDU), oid(from->oid) {}
+veskVerifyPDU::veskVerifyPDU(veskOid& object)
+    : veskPDU(kTagVerifyPDU), oid(object) {}
+veskVerifyPDU::veskVerifyPDU(veskOid& object, veskOid& who)
+    : veskPDU(kTagVerifyPDU, who), oid(object) {}
+veskType* veskVerifyPDU::dup() { return new veskVerifyPDU(this); }
+Members veskVerifyPDU::wireOrder() { return {oid}; }
+
+// Get and set
+
+veskGetPDU::veskGetPDU() : veskPDU(kTagGetPDU), list(new veskList) {}
+veskGetPDU::veskGetPDU(veskGetPDU* from)
+    : veskPDU(from, kTagGetPDU), oid(from->oid), list(from->list) {}
+veskGetPDU::veskGetPDU(veskOid& object, veskList* attributes)
+    : veskPDU(kTagGetPDU), oid(object), list(attributes) {}
+veskGetPDU::veskGetPDU(veskOid& object, veskList* attributes, veskOid& who)
+    : veskPDU(kTagGetPDU, who), oid(object), list(attributes) {}
+veskGetPDU::veskGetPDU(veskObject& object)
+    : veskGetPDU(object.oid, copyList(object.attributeList)) {}
+veskGetPDU::veskGetPDU(veskObject& object, veskOid& who)
+    : veskGetPDU(object.oid, copyList(object.attributeList), who) {}
+veskType* veskGetPDU::dup() { return new veskGetPDU(this); }
+Members veskGetPDU::wireOrder() { return {oid, list}; }
+
+veskSetPDU::veskSetPDU() { tag = kTagSetPDU; }
+veskSetPDU::veskSetPDU(veskSetPDU* from) : veskGetPDU(from) {
+  tag = kTagSetPDU;
+}
+veskSetPDU::veskSetPDU(veskOid& object, veskList* attributes)
+    : veskGetPDU(object, attributes) {
+  tag = kTagSetPDU;
+}
+veskSetPDU::veskSetPDU(veskOid& object, veskList* attributes, veskOid& who)
+    : veskGetPDU(object, attributes, who) {
+  tag = kTagSetPDU;
+}
+veskSetPDU::veskSetPDU(veskObject& object) : veskGetPDU(object) {
+  tag = kTagSetPDU;
+}
+veskSetPDU::veskSetPDU(veskObject& object, veskOid& who)
+    : veskGetPDU(object, who) {
+  tag = kTagSetPDU;
+}
+veskType* veskSetPDU::dup() { return new veskSetPDU(this); }
+
+// Search
+
+veskSearchPDU::veskSearchPDU()
+    : veskPDU(kTagSearchPDU), list(new veskList), flag(1) {}
+veskSearchPDU::veskSearchPDU(veskSearchPDU* from)
+    : veskPDU(from, kTagSearchPDU),
+      oid(from->oid),
+      list(from->list),
+      flag(from->flag.value) {}
+veskSearchPDU::veskSearchPDU(veskOid& classOid, veskList* wanted,
+                             unsigned int set)
+    : veskPDU(kTagSearchPDU), oid(classOid), list(wanted), flag(set) {}
+veskSearchPDU::veskSearchPDU(veskOid& classOid, veskList* wanted,
+                             unsigned int set, veskOid& who)
+    : veskPDU(kTagSearchPDU, who), oid(classOid), list(wanted), flag(set) {}
+veskType* veskSearchPDU::dup() { return new veskSearchPDU(this); }
+Members veskSearchPDU::wireOrder() { return {oid, list, flag}; }
+
+// Event and action
+
+veskEventPDU::veskEventPDU() : veskPDU(kTagEventPDU), list(new veskList) {}
+veskEventPDU::veskEventPDU(veskEventPDU* from)
+    : veskPDU(from, kTagEventPDU),
+      oid(from->oid),
+      aid(from->aid),
+      list(from->list) {}
+veskEventPDU::veskEventPDU(veskOid& object, veskAid& event, veskList* arguments)
+    : veskPDU(kTagEventPDU), oid(object), aid(event), list(arguments) {}
+veskType* veskEventPDU::dup() { return new veskEventPDU(this); }
+Members veskEventPDU::wireOrder() { return {oid, aid, list}; }
+
+veskActionPDU::veskActionPDU() : veskPDU(kTagActionPDU), list(new veskList) {}
+veskActionPDU::veskActionPDU(veskActionPDU* from)
+    : veskPDU(from, kTagActionPDU),
+      oid(from->oid),
+      aid(from->aid),
+      list(from->list) {}
+veskActionPDU::veskActionPDU(veskOid& object, veskAid& action,
+                             veskList* arguments)
+    : veskPDU(kTagActionPDU), oid(object), aid(action), list(arguments) {}
+veskActionPDU::veskActionPDU(veskOid& object, veskAid& action,
+                             veskList* arguments, veskOid& who)
+    : veskPDU(kTagActionPDU, who), oid(object), aid(action), list(arguments) {}
+veskType* veskActionPDU::dup() { return new veskActionPDU(this); }
+Members veskActionPDU::wireOrder() { return {aid, list}; }
+
+// Search of the directory service
+
+veskDSsearchPDU::veskDSsearchPDU()
+    : veskPDU(kTagDSsearchPDU), list(new veskList), list2(new veskList) {}
+veskDSsearchPDU::veskDSsearchPDU(veskDSsearchPDU* from)
+    : veskPDU(from, kTagDSsearchPDU),
+      oid(from->oid),
+      list(from->list),
+      list2(from->list2) {}
+veskDSsearchPDU::veskDSsearchPDU(veskOid& classOid, veskList* first,
+                                 veskList* second)
+    : veskPDU(kTagDSsearchPDU), oid(classOid), list(first), list2(second) {}
+veskDSsearchPDU::veskDSsearchPDU(veskOid& classOid, veskList* first,
+                                 veskList* second, veskOid& who)
+    : veskPDU(kTagDSsearchPDU, who),
+      oid(classOid),
+      list(first),
+      list2(second) {}
+veskType* veskDSsearchPDU::dup() { return new veskDSsearchPDU(this); }
+Members veskDSsearchPDU::wireOrder() { return {oid, list, list2}; }
+
+// Responses
+
+veskRespPDU::veskRespPDU(unsigned int type, veskList* failed)
+    : veskPDU(type), errors(listOrEmpty(failed)) {}
+veskRespPDU::veskRespPDU(veskRespPDU* from, unsigned int type)
+    : veskPDU(from, type), errors(from->errors) {}
+veskType* veskRespPDU::dup() { return new veskRespPDU(this, kTagRespPDU); }
+Members veskRespPDU::wireOrder() { return {errors}; }
+
+veskCreateRespPDU::veskCreateRespPDU() : veskCreateRespPDU(0) {}
+veskCreateRespPDU::veskCreateRespPDU(veskCreateRespPDU* from)
+    : veskRespPDU(from, kTagCreateRespPDU), oid(from->oid) {}
+veskCreateRespPDU::veskCreateRespPDU(int code)
+    : veskCreateRespPDU(code, nullptr) {}
+veskCreateRespPDU::veskCreateRespPDU(int code, veskList* failed)
+    : veskRespPDU(kTagCreateRespPDU, failed) {
+  status.value = code;
+}
+veskCreateRespPDU::veskCreateRespPDU(int code, veskOid& made, veskList* failed)
+    : veskCreateRespPDU(code, failed) {
+  oid = made;
+}
+veskType* veskCreateRespPDU::dup() { return new veskCreateRespPDU(this); }
+Members veskCreateRespPDU::wireOrder() { return {errors, oid}; }
+Members veskCreateRespPDU::textOrder() { return {oid}; }
+
+veskCloneRespPDU::veskCloneRespPDU() { tag = kTagCloneRespPDU; }
+veskCloneRespPDU::veskCloneRespPDU(veskCloneRespPDU* from)
+    : veskCreateRespPDU(from) {
+  tag = kTagCloneRespPDU;
+}
+veskCloneRespPDU::veskCloneRespPDU(int code) : veskCreateRespPDU(code) {
+  tag = kTagCloneRespPDU;
+}
+veskCloneRespPDU::veskCloneRespPDU(int code, veskList* failed)
+    : veskCreateRespPDU(code, failed) {
+  tag = kTagCloneRespPDU;
+}
+veskCloneRespPDU::veskCloneRespPDU(int code, veskOid& made, veskList* failed)
+    : veskCreateRespPDU(code, made, failed) {
+  tag = kTagCloneRespPDU;
+}
+veskType* veskCloneRespPDU::dup() { return new veskCloneRespPDU(this); }
+
+veskGetRespPDU::veskGetRespPDU() : veskGetRespPDU(0) {}
+veskGetRespPDU::veskGetRespPDU(veskGetRespPDU* from)
+    : veskRespPDU(from, kTagGetRespPDU), list(from->list) {}
+veskGetRespPDU::veskGetRespPDU(int code)
+    : veskGetRespPDU(code, nullptr, nullptr) {}
+veskGetRespPDU::veskGetRespPDU(veskList* attributes)
+    : veskGetRespPDU(0, attributes, nullptr) {}
+veskGetRespPDU::veskGetRespPDU(int code, veskList* attributes, veskList* failed)
+    : veskRespPDU(kTagGetRespPDU, failed), list(listOrEmpty(attributes)) {
+  status.value = code;
+}
+veskType* veskGetRespPDU::dup() { return new veskGetRespPDU(this); }
+Members veskGetRespPDU::wireOrder() { return {errors, list}; }
+Members veskGetRespPDU::textOrder() { return {list, errors}; }
+
+veskSetRespPDU::veskSetRespPDU() : veskSetRespPDU(0) {}
+veskSetRespPDU::veskSetRespPDU(veskSetRespPDU* from)
+    : veskRespPDU(from, kTagSetRespPDU) {}
+veskSetRespPDU::veskSetRespPDU(int code) : veskSetRespPDU(code, nullptr) {}
+veskSetRespPDU::veskSetRespPDU(int code, veskList* failed)
+    : veskRespPDU(kTagSetRespPDU, failed) {
+  status.value = code;
+}
+veskType* veskSetRespPDU::dup() { return new veskSetRespPDU(this); }
+
+// Kept: an action's response never takes a tag of its own.
+veskActionRespPDU::veskActionRespPDU() = default;
+veskActionRespPDU::veskActionRespPDU(veskActionRespPDU* from)
+    : veskSetRespPDU(from) {}
+veskActionRespPDU::veskActionRespPDU(int code) : veskSetRespPDU(code) {}
+veskActionRespPDU::veskActionRespPDU(int code, veskList* failed)
+    : veskSetRespPDU(code, failed) {}
+veskType* veskActionRespPDU::dup() { return new veskActionRespPDU(this); }
+
+veskSearchRespPDU::veskSearchRespPDU() : veskSearchRespPDU(0) {}
+veskSearchRespPDU::veskSearchRespPDU(veskSearchRespPDU* from)
+    : veskRespPDU(from, kTagSearchRespPDU), list(from->list) {}
+veskSearchRespPDU::veskSearchRespPDU(int code)
+    : veskSearchRespPDU(code, nullptr) {}
+veskSearchRespPDU::veskSearchRespPDU(int code, veskList* failed)
+    : veskSearchRespPDU(code, nullptr, failed) {}
+veskSearchRespPDU::veskSearchRespPDU(int code, veskList* found,
+                                     veskList* failed)
+    : veskRespPDU(kTagSearchRespPDU, failed), list(listOrEmpty(found)) {
+  status.value = code;
+}
+veskType* veskSearchRespPDU::dup() { return new veskSearchRespPDU(this); }
+Members veskSearchRespPDU::wireOrder() { return {errors, list}; }
+Members veskSearchRespPDU::textOrder() { return {list, errors}; }
+
+veskRemoveRespPDU::veskRemoveRespPDU() : veskRemoveRespPDU(0) {}
+veskRemoveRespPDU::veskRemoveRespPDU(veskRemoveRespPDU* from)
+    : veskPDU(from, kTagRemoveRespPDU) {}
+veskRemoveRespPDU::veskRemoveRespPDU(int code) : veskPDU(kTagRemoveRespPDU) {
+  status.value = code;
+}
+veskType* veskRemoveRespPDU::dup() { return new veskRemoveRespPDU(this); }
+
+veskVerifyRespPDU::veskVerifyRespPDU() : veskVerifyRespPDU(0) {}
+veskVerifyRespPDU::veskVerifyRespPDU(veskVerifyRespPDU* from)
+    : veskPDU(from, kTagVerifyRespPDU) {}
+veskVerifyRespPDU::veskVerifyRespPDU(int code) : veskPDU(kTagVerifyRespPDU) {
+  status.value = code;
+}
+veskType* veskVerifyRespPDU::dup() { return new veskVerifyRespPDU(this); }
+
+veskDSsearchRespPDU::veskDSsearchRespPDU() : veskDSsearchRespPDU(0) {}
+veskDSsearchRespPDU::veskDSsearchRespPDU(veskDSsearchRespPDU* from)
+    : veskRespPDU(from, kTagDSsearchRespPDU),
+      list(from->list),
+      list2(from->list2) {}
+veskDSsearchRespPDU::veskDSsearchRespPDU(int code)
+    : veskDSsearchRespPDU(code, nullptr) {}
+veskDSsearchRespPDU::veskDSsearchRespPDU(int code, veskList* second)
+    : veskRespPDU(kTagDSsearchRespPDU, nullptr),
+      list(new veskList),
+      list2(listOrEmpty(second)) {
+  status.value = code;
+}
+veskDSsearchRespPDU::veskDSsearchRespPDU(int code, veskList* first,
+                                         veskList* failed)
+    : veskRespPDU(kTagDSsearchRespPDU, failed),
+      list(listOrEmpty(first)),
+      list2(new veskList) {
+  status.value = code;
+}
+veskType* veskDSsearchRespPDU::dup() { return new veskDSsearchRespPDU(this); }
+Members veskDSsearchRespPDU::wireOrder() { return {errors, list2, list}; }
+Members veskDSsearchRespPDU::textOrder() { return {list, list2, errors}; }
