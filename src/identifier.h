@@ -104,9 +104,10 @@ unsigned decodeIdentifier(Identifier& self, char* buffer, unsigned length) {
   // loosely than the buffer, which has the last word.
   unsigned count = reader.left();
   for (std::uint32_t& number : self.component) {
+    if (reader.plainInteger(&number)) continue;
     const unsigned significant = reader.number<std::uint8_t>();
-    count--;
-    if (reader.ok() && significant > count) return 0;
+    const auto lengths = static_cast<unsigned>(&number - self.component) + 1;
+    if (reader.ok() && significant > count - lengths) return 0;
     if (!reader.has(significant)) {
       self.valid = 0;
       return 0;

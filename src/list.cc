@@ -87,8 +87,11 @@ void genericList::remove(void* element) {
 
 void genericList::clear(unsigned destroyElements) {
   while (count != 0) {
-    void* element = head.next->data;
-    if (destroyElements != 0 && element != nullptr) destroy(element);
-    unlink(head.next);
+    listPointer* node = head.next;
+    if (destroyElements != 0 && node->data != nullptr) destroy(node->data);
+    head.next = node->next;
+    count--;
+    delete node;
   }
+  head.prev = &head;
 }

@@ -5,9 +5,11 @@ namespace ostrel {
 thread_local Pool::Free Pool::free_ = {};
 
 void* Pool::refill(std::size_t size) {
-  const std::size_t slot = slotOf(size);
-  // Full blocks of a list's size, so that any size of that list fits.
-  return ::operator new(slot < kSlots ? slot * kGrain : size);
+#if !defined(OSTREL_POOL_OFF)
+  // A block that will serve every size of its list.
+  if (slotOf(size) < kSlots) size = (slotOf(size) + 1) * kGrain;
+#endif
+  return ::operator new(size);
 }
 
 void Pool::overflow(void* memory, std::size_t size) noexcept {
@@ -16,11 +18,13 @@ void Pool::overflow(void* memory, std::size_t size) noexcept {
   if (!free_.open) open();
 #endif
   if (memory == nullptr) return;
-  if (slot >= kSlots || free_.room[slot] == 0) {
+  const bool first =
+      free_.open && slot < kSlots && free_.blocks[slot] == nullptr;
+  if (!first) {
     ::operator delete(memory);
     return;
   }
-  keep(memory, slot);
+  free_.blocks[slot] = new (memory) Block{nullptr, 1};
 }
 
 // The first block that a thread gives back opens its lists. The closer frees
@@ -32,13 +36,11 @@ void Pool::open() noexcept {
   static thread_local Closer closer;
   static_cast<void>(closer);
   free_.open = true;
-  for (std::size_t slot = 1; slot < kSlots; slot++) free_.room[slot] = kKept;
 }
 
 Pool::Closer::~Closer() {
   free_.open = false;
   for (std::size_t slot = 0; slot < kSlots; slot++) {
-    free_.room[slot] = 0;
     while (Block* block = free_.blocks[slot]) {
       free_.blocks[slot] = block->next;
       ::operator delete(block);

@@ -30,44 +30,43 @@ class Pool {
     if (slot >= kSlots || free_.blocks[slot] == nullptr) return refill(size);
     Block* block = free_.blocks[slot];
     free_.blocks[slot] = block->next;
-    free_.room[slot]++;
     return block;
   }
 
   // Takes back a block that allocate() gave for the same size, by any thread.
   static void release(void* memory, std::size_t size) noexcept {
     const std::size_t slot = slotOf(size);
-    if (slot >= kSlots || free_.room[slot] == 0 || memory == nullptr) {
-      overflow(memory, size);
-      return;
+    if (slot < kSlots && memory != nullptr) {
+      Block* top = free_.blocks[slot];
+      if (top != nullptr && top->kept < kKept) {
+        auto* block = static_cast<Block*>(memory);
+        block->next = top;
+        block->kept = top->kept + 1;
+        free_.blocks[slot] = block;
+        return;
+      }
     }
-    keep(memory, slot);
+    overflow(memory, size);
   }
 
  private:
   struct Block {
     Block* next;
+    std::size_t kept;  // how many blocks there are from this one on
   };
 
   // Sizes that differ by less than this share a list.
-  static constexpr std::size_t kGrain = 16;
-  static constexpr std::size_t kSlots = 17;  // blocks of up to 256 bytes
-  static constexpr unsigned kKept = 2048;    // free blocks of one size
+  static constexpr std::size_t kGrain = sizeof(Block);
+  static constexpr std::size_t kSlots = 16;   // lists; larger blocks have none
+  static constexpr std::size_t kKept = 2048;  // blocks kept on one list
 
   struct Free {
     Block* blocks[kSlots];
-    unsigned room[kSlots];  // how many more may be kept
-    bool open;              // false before the first use and after the last
+    bool open;  // false before the first use and after the last
   };
 
   static std::size_t slotOf(std::size_t size) {
-    return (size + kGrain - 1) / kGrain;
-  }
-  static void keep(void* memory, std::size_t slot) noexcept {
-    Block* block = static_cast<Block*>(memory);
-    block->next = free_.blocks[slot];
-    free_.blocks[slot] = block;
-    free_.room[slot]--;
+    return size == 0 ? 0 : (size - 1) / kGrain;
   }
   static void* refill(std::size_t size);
   static void overflow(void* memory, std::size_t size) noexcept;
@@ -77,11 +76,7 @@ class Pool {
     ~Closer();
   };
 
-  static thread_local Free free_
-#if defined(__ELF__)
-      __attribute__((tls_model("initial-exec")))
-#endif
-      ;
+  static thread_local Free free_;
 };
 
 }  // namespace ostrel

@@ -106,13 +106,22 @@ unsigned decodeFixed(std::uint8_t* tag, Value* value, char* buffer,
   return reader.used();
 }
 
-// The bit pattern of a floating-point number.
+// The bit pattern of a floating-point number. Handed over by value, a
+// signalling NaN would become a quiet one on some 32-bit processors.
 template <class Bits, class Number>
-Bits bitsOf(Number value) {
+Bits bitsOf(const Number& value) {
   static_assert(sizeof(Bits) == sizeof(Number), "a pattern has all the bits");
   Bits bits;
   std::memcpy(&bits, &value, sizeof bits);
   return bits;
+}
+
+// A copy with the same bit pattern.
+template <class Scalar>
+veskType* copyFloating(const Scalar& self) {
+  auto* copy = new Scalar;
+  std::memcpy(&copy->value, &self.value, sizeof self.value);
+  return copy;
 }
 
 inline unsigned encodeInteger(std::uint8_t tag, std::uint32_t value,

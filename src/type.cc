@@ -276,7 +276,7 @@ char* veskFloat::getString() {
   const int length = std::snprintf(text, sizeof text, "%f", double{value});
   return copyText(text, static_cast<std::size_t>(length));
 }
-veskType* veskFloat::dup() { return new veskFloat(value); }
+veskType* veskFloat::dup() { return copyFloating(*this); }
 
 veskDouble::veskDouble() : veskDouble(0.0) {}
 veskDouble::veskDouble(const double initial)
@@ -298,7 +298,7 @@ char* veskDouble::getString() {
   const std::uint64_t upper = bitsOf<std::uint64_t>(value) >> 32;
   return numberText(static_cast<std::int32_t>(upper));
 }
-veskType* veskDouble::dup() { return new veskDouble(value); }
+veskType* veskDouble::dup() { return copyFloating(*this); }
 
 // Identifiers
 
@@ -629,6 +629,12 @@ namespace {
 constexpr std::uint8_t kNoFamily = 0;
 constexpr std::uint8_t kIPv4 = 2;
 
+in_addr* newAddress() { return new (Pool::allocate(sizeof(in_addr))) in_addr; }
+
+void freeAddress(in_addr* addr) {
+  if (addr != nullptr) Pool::release(addr, sizeof *addr);
+}
+
 }  // namespace
 
 veskAddress::veskAddress()
@@ -638,7 +644,7 @@ veskAddress::veskAddress(const in_addr& a) : veskAddress() { set(a); }
 veskAddress::veskAddress(const veskAddress& other) : veskAddress() {
   set(other);
 }
-veskAddress::~veskAddress() { delete addr; }
+veskAddress::~veskAddress() { freeAddress(addr); }
 
 int veskAddress::compare(veskType& other) {
   if (veskType::compare(other) != 0) return 1;
@@ -673,11 +679,10 @@ unsigned veskAddress::decode(char* buffer, unsigned length) {
     return reader.used();
   }
   if (family != kIPv4 || !reader.has(sizeof *addr)) return 0;
-  auto* arrived = new in_addr;
-  std::memcpy(arrived, reader.at(), sizeof *arrived);
-  reader.skip(sizeof *arrived);
-  delete addr;
-  addr = arrived;
+  freeAddress(addr);
+  addr = newAddress();
+  std::memcpy(addr, reader.at(), sizeof *addr);
+  reader.skip(sizeof *addr);
   return reader.used();
 }
 char* veskAddress::getString() {
@@ -691,7 +696,7 @@ veskType* veskAddress::dup() { return new veskAddress(*this); }
 
 void veskAddress::set(const in_addr& a) {
   family = kIPv4;
-  if (addr == nullptr) addr = new in_addr;
+  if (addr == nullptr) addr = newAddress();
   *addr = a;
 }
 void veskAddress::set(const char* text) {
@@ -701,7 +706,7 @@ void veskAddress::set(const char* text) {
     return;
   }
   family = kNoFamily;
-  delete addr;
+  freeAddress(addr);
   addr = nullptr;
 }
 void veskAddress::set(const veskAddress& other) {
@@ -743,25 +748,6 @@ int veskAddress::operator==(const char* text) {
 
 namespace {
 
-// How many values may arrive inside one another. Each takes a few stack
-// frames to read, print, compare, copy and free.
-constexpr unsigned kMaxNesting = 2048;
-
-// Counts the values that are being decoded inside one another.
-class Nesting {
- public:
-  Nesting() { depth_++; }
-  ~Nesting() { depth_--; }
-  Nesting(const Nesting&) = delete;
-  Nesting& operator=(const Nesting&) = delete;
-  bool tooDeep() const { return depth_ > kMaxNesting; }
-
- private:
-  static thread_local unsigned depth_;
-};
-
-thread_local unsigned Nesting::depth_ = 0;
-
 void addElements(Text* text, veskList& list) {
   const listPointer* first = list.head.next;
   for (const listPointer* node = first; node != &list.head; node = node->next) {
@@ -787,12 +773,9 @@ int compareElements(veskType* mine, veskType* theirs) {
 unsigned veskType::decodeCreate(char* buffer, unsigned length, veskType** out) {
   if (length == 0) return 0;
   *out = nullptr;
-  const Nesting nesting;
-  if (nesting.tooDeep()) return 0;
   const ValueMaker make = makerOf(static_cast<unsigned char>(buffer[0]));
   if (make == nullptr) return 0;
-  *out = make();
-  return (*out)->decode(buffer, length);
+  return make(buffer, length, out);
 }
 
 void veskType::destroyDecoded(veskType* value) {
@@ -805,6 +788,7 @@ void veskType::separateContents() {}
 
 struct ostrel::Contents {
   static void arrived(veskType& value) { value.arrived_ = true; }
+  static bool holdsValues(const veskType& value) { return value.holdsValues_; }
   static void release(veskType& value) { value.releaseContents(); }
   static void separate(veskType& copy, const veskType& source) {
     if (!source.arrived_) return;
@@ -829,15 +813,17 @@ veskType* ostrel::copyValue(veskType* value) {
 
 void ostrel::destroyValue(veskType* value) {
   if (value == nullptr) return;
-  Contents::release(*value);
+  if (Contents::holdsValues(*value)) Contents::release(*value);
   delete value;
 }
 
 void ostrel::destroyList(veskList* list) { destroyValue(list); }
 
-veskList::veskList() : veskType(kTagList) {}
+veskList::veskList() : veskType(kTagList) { holdsValues_ = true; }
 veskList::veskList(const veskList& other)
-    : genericList(other), veskType(kTagList) {}
+    : genericList(other), veskType(kTagList) {
+  holdsValues_ = true;
+}
 veskList::~veskList() { clear(0); }
 void veskList::releaseContents() { clear(1); }
 

@@ -58,14 +58,14 @@ class ByteWriter {
 
   // Whether `bytes` more fit; when not, the writer has failed.
   bool room(std::size_t bytes) {
-    if (left_ < bytes) ok_ = false;
-    return ok_;
+    if (left_ < bytes) fail();
+    return ok();
   }
 
   // A number of fixed width.
   template <class Number>
   void number(Number value) {
-    if (!room(sizeof value)) return;
+    if (left_ < sizeof value) return fail();
     const Number bytes = bigEndian(value);
     std::memcpy(at_, &bytes, sizeof bytes);
     advance(sizeof bytes);
@@ -73,7 +73,7 @@ class ByteWriter {
 
   // An integer body: a length byte and the bytes without leading zeros.
   void integer(std::uint32_t value) {
-    if (!room(kIntegerRoom)) return;
+    if (left_ < kIntegerRoom) return fail();
     const unsigned significant = significantBytes(value);
     *at_ = static_cast<char>(significant);
     // The significant bytes come first; what the shift brings in behind them
@@ -93,21 +93,22 @@ class ByteWriter {
 
   // What a value's own encode() did to the rest: 0 bytes is its failure.
   void wrote(std::size_t bytes) {
-    if (bytes == 0 || !room(bytes)) {
-      ok_ = false;
-      return;
-    }
+    if (bytes == 0 || left_ < bytes) return fail();
     advance(bytes);
   }
 
-  void fail() { ok_ = false; }
-  bool ok() const { return ok_; }
+  // Nothing fits, and nothing is there, once it has failed.
+  void fail() {
+    at_ = nullptr;
+    left_ = 0;
+  }
+  bool ok() const { return at_ != nullptr; }
   char* at() const { return at_; }
   unsigned left() const { return static_cast<unsigned>(left_); }
 
   // Bytes written, 0 after a failure.
   unsigned used() const {
-    return ok_ ? static_cast<unsigned>(at_ - begin_) : 0;
+    return ok() ? static_cast<unsigned>(at_ - begin_) : 0;
   }
 
  private:
@@ -119,7 +120,6 @@ class ByteWriter {
   char* at_;
   std::size_t left_;
   char* begin_;
-  bool ok_ = true;
 };
 
 class ByteReader {
@@ -129,15 +129,15 @@ class ByteReader {
 
   // Whether `bytes` more are there; when not, the reader has failed.
   bool has(std::size_t bytes) {
-    if (left_ < bytes) ok_ = false;
-    return ok_;
+    if (left_ < bytes) fail();
+    return ok();
   }
 
   // A number of fixed width; 0 after a failure.
   template <class Number>
   Number number() {
-    Number bytes{};
-    if (!has(sizeof bytes)) return bytes;
+    if (left_ < sizeof(Number)) return fail(), Number{};
+    Number bytes;
     std::memcpy(&bytes, at_, sizeof bytes);
     skip(sizeof bytes);
     return bigEndian(bytes);
@@ -146,29 +146,39 @@ class ByteReader {
   // `count` bytes as one number, of which the low 32 bits are kept.
   std::uint32_t significant(std::size_t count) {
     if (!has(count)) return 0;
-    if (count == 0) return 0;
     std::uint32_t value = 0;
-    if (count <= sizeof value && left_ >= sizeof value) {
-      std::memcpy(&value, at_, sizeof value);
-      value = bigEndian(value) >> (32 - 8 * count);
-    } else {
-      for (std::size_t i = 0; i < count; i++)
-        value = value << 8 | static_cast<unsigned char>(at_[i]);
-    }
+    for (std::size_t i = 0; i < count; i++)
+      value = value << 8 | static_cast<unsigned char>(at_[i]);
     skip(count);
     return value;
   }
 
+  // Reads an integer body that is no longer than it should be and has room
+  // behind it, as nearly all have, with one load. When this is not one, reads
+  // nothing and returns false.
+  bool plainInteger(std::uint32_t* value) {
+    if (left_ < kIntegerRoom) return false;
+    const auto count = static_cast<unsigned char>(*at_);
+    if (count > sizeof *value) return false;
+    std::uint32_t bytes;
+    std::memcpy(&bytes, at_ + 1, sizeof bytes);
+    *value = static_cast<std::uint32_t>(std::uint64_t{bigEndian(bytes)} >>
+                                        (32 - 8 * count));
+    skip(1u + count);
+    return true;
+  }
+
   // An integer body. Kept: it may claim more than four bytes, of which the
   // last four make the number.
-  std::uint32_t integer() { return significant(number<std::uint8_t>()); }
+  std::uint32_t integer() {
+    std::uint32_t value = 0;
+    if (plainInteger(&value)) return value;
+    return significant(number<std::uint8_t>());
+  }
 
   // What a value's own decode() took: 0 bytes is its failure.
   void read(std::size_t bytes) {
-    if (bytes == 0 || !has(bytes)) {
-      ok_ = false;
-      return;
-    }
+    if (bytes == 0 || left_ < bytes) return fail();
     skip(bytes);
   }
 
@@ -177,8 +187,12 @@ class ByteReader {
     left_ -= bytes;
   }
 
-  void fail() { ok_ = false; }
-  bool ok() const { return ok_; }
+  // Nothing fits, and nothing is there, once it has failed.
+  void fail() {
+    at_ = nullptr;
+    left_ = 0;
+  }
+  bool ok() const { return at_ != nullptr; }
 
   // The values' own decode() takes a buffer that it may not change but is not
   // declared const.
@@ -187,14 +201,13 @@ class ByteReader {
 
   // Bytes read, 0 after a failure.
   unsigned used() const {
-    return ok_ ? static_cast<unsigned>(at_ - begin_) : 0;
+    return ok() ? static_cast<unsigned>(at_ - begin_) : 0;
   }
 
  private:
   const char* at_;
   std::size_t left_;
   const char* begin_;
-  bool ok_ = true;
 };
 
 }  // namespace ostrel

@@ -105,6 +105,9 @@ class OSTREL_API veskType {
   // with all that arrived inside it. What programs build never has it.
   bool arrived_ = false;
 
+  // Set by classes that do something in releaseContents().
+  bool holdsValues_ = false;
+
  private:
   friend struct ostrel::Contents;
 
