@@ -1,0 +1,145 @@
+// Messages of any length over one UDP socket: cut into fragments on the way
+// out, put together again on the way in. What the bytes mean is the business of
+// message.h.
+//
+// Every datagram is a 16-byte header and up to 1456 bytes of the message. The
+// header's numbers are most significant byte first:
+//
+//   offset 0  2 bytes  version, always 1
+//          2  2        message id, the sender's
+//          4  2        number of fragments of the message
+//          6  2        number of this fragment, from 0
+//          8  4        length of the whole message
+//         12  4        where in the message this fragment's bytes belong
+//         16  1..1456  those bytes
+
+#ifndef OSTREL_DATAGRAM_H
+#define OSTREL_DATAGRAM_H
+
+#include <netinet/in.h>
+#include <ostrel/export.h>
+#include <ostrel/list.h>
+
+// One message of which some fragments have arrived.
+class OSTREL_API veskDatagramReassemblyEntry {
+ public:
+  // Copies what it is given, the pointer to the buffer of `length` bytes too,
+  // and marks no fragment as arrived. `received` is null when there was no
+  // memory for the marks.
+  veskDatagramReassemblyEntry(unsigned short count, unsigned short id,
+                              const sockaddr_in* sender, void* buffer,
+                              unsigned int length, long expiry);
+
+  // Frees the marks, not the buffer.
+  ~veskDatagramReassemblyEntry();
+
+  veskDatagramReassemblyEntry(const veskDatagramReassemblyEntry&) = delete;
+  veskDatagramReassemblyEntry& operator=(const veskDatagramReassemblyEntry&) =
+      delete;
+
+  unsigned short fragmentCount;  // as the first fragment to arrive said
+  unsigned short messageId;
+  sockaddr_in sender;
+  unsigned int totalLength;  // bytes of the message
+  long expiry;               // calendar second after which it is dropped
+  unsigned char* received;   // fragmentCount marks: 1 where one has arrived
+  void* buffer;              // totalLength bytes from malloc; whoever holds the
+                             // message owns them
+
+ private:
+  friend class veskDatagramHandler;
+  unsigned firstMissing_;  // every fragment before this one has arrived
+};
+
+// One UDP socket. Used by one thread at a time.
+class OSTREL_API veskDatagramHandler {
+ public:
+  // What is held of messages that are not complete: at most so many of them,
+  // and so many bytes of buffers and marks in all, which is room for the
+  // longest message at any time. Where a new one would go beyond, those whose
+  // first fragment is the oldest are dropped.
+  static constexpr unsigned int kMaxPartialMessages = 1024;
+  static constexpr unsigned int kMaxPartialBytes = 128 * 1024 * 1024;
+
+  veskDatagramHandler();
+
+  // Closes the socket.
+  // Kept: frees neither the entries of the reassembly list nor their buffers;
+  // dropPartialMessages() does.
+  ~veskDatagramHandler();
+
+  veskDatagramHandler(const veskDatagramHandler&) = delete;
+  veskDatagramHandler& operator=(const veskDatagramHandler&) = delete;
+
+  // Opens a socket on a port in host order, 0 for one that the system chooses.
+  // A socket that an earlier call opened is closed first. Returns the
+  // descriptor, or -1 with the cause in errno.
+  int open(unsigned short port);
+
+  // Sends `length` bytes as one message. Blocks for 100 ms after every 20
+  // fragments, so that the receiver keeps up, and as long as the system is
+  // short of buffers. Returns 1 when all fragments were sent; a message of no
+  // bytes sends nothing and counts as sent. Returns 0 on failure with the cause
+  // in errno (EMSGSIZE: more than 65535 fragments); fragments sent before it
+  // stay sent.
+  int send(const sockaddr_in* to, void* data, unsigned int length);
+
+  // Takes one datagram off the socket and, when that completes a message,
+  // hands the message over. Blocks until a datagram is there.
+  //   from  receives the sender; may be null.
+  //   data  receives the message when a length is returned; the caller owns it
+  //         and releases it with free().
+  // Returns the message's length in bytes, or 0 with errno
+  //   ENODATA          a fragment was stored, no message is complete; *data is
+  //                    null
+  //   EMSGSIZE         shorter than a header, or a header with no data
+  //   EPROTONOSUPPORT  of another version; also when nothing could be read
+  //   EBADMSG          a fragment that does not fit its message: *data is null;
+  //                    or a message in one fragment of another length than its
+  //                    header says
+  //   others           the system's; after ENOMEM the datagram stays queued
+  // Kept: after EBADMSG a buffer in *data is the caller's as well. After
+  // EMSGSIZE *data may hold a buffer too: it is the caller's if the header said
+  // one fragment, else it still belongs to the message that is put together.
+  unsigned int recv(sockaddr_in* from, void** data);
+
+  // Drops messages whose first fragment came more than 60 seconds ago, with
+  // their buffers. recv() calls it after each fragment of a longer message.
+  void tick();
+
+  // Drops every message that is not complete, with its buffer.
+  void dropPartialMessages();
+
+  // Closes the socket. Returns 1, or 0 when none is open or the system reports
+  // a failure.
+  // Kept: `socket` keeps its number; it is never closed a second time.
+  int close();
+
+  int socket;                    // -1 before the first open()
+  unsigned short nextMessageId;  // of the next message sent; wraps around
+  genericList reassemblyList;    // of veskDatagramReassemblyEntry*, the newest
+                                 // first
+
+ protected:
+  // As recv(). *owned tells whether a buffer left in *data is the caller's.
+  unsigned int take(sockaddr_in* from, void** data, bool* owned);
+
+ private:
+  veskDatagramReassemblyEntry* find(unsigned short id,
+                                    const sockaddr_in& sender, unsigned* at);
+  veskDatagramReassemblyEntry* create(unsigned short count, unsigned short id,
+                                      const sockaddr_in& sender,
+                                      unsigned length);
+  void makeRoom(unsigned bytes);
+  void drop(unsigned at);
+  unsigned refuse(int error);
+  unsigned takeWhole(unsigned length, unsigned offset, void** data);
+  unsigned takeFragment(veskDatagramReassemblyEntry* entry, unsigned at,
+                        unsigned number, unsigned offset, void** data,
+                        bool* owned);
+
+  int opened_;  // what open() opened and nobody closed since, or -1
+  int closed_;  // what close() closed and open() did not replace, or -1
+};
+
+#endif  // OSTREL_DATAGRAM_H

@@ -1,0 +1,341 @@
+// Fragments: how they are made, which are let in, and where their bytes go.
+
+#include <ostrel/datagram.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "platform.h"
+#include "wire.h"
+
+namespace {
+
+using ostrel::ByteReader;
+using ostrel::ByteWriter;
+namespace platform = ostrel::platform;
+using Entry = veskDatagramReassemblyEntry;
+
+constexpr std::uint16_t kVersion = 1;
+constexpr unsigned kHeaderSize = 16;
+constexpr unsigned kFragmentData = 1456;
+constexpr unsigned kMostFragments = 65535;
+constexpr unsigned kLargestDatagram = 65507;  // what UDP over IPv4 carries
+constexpr unsigned kLargestSingle = kLargestDatagram - kHeaderSize;
+constexpr int kSocketBuffer = 65536;
+constexpr unsigned kPaceFragments = 20;
+constexpr unsigned kPaceTicks = 10;
+constexpr long kPartialSeconds = 60;
+
+struct FragmentHeader {
+  std::uint16_t version;
+  std::uint16_t messageId;
+  std::uint16_t count;
+  std::uint16_t number;
+  std::uint32_t total;
+  std::uint32_t offset;
+};
+
+FragmentHeader readHeader(const char (&bytes)[kHeaderSize]) {
+  ByteReader reader(bytes, sizeof bytes);
+  FragmentHeader header;
+  header.version = reader.number<std::uint16_t>();
+  header.messageId = reader.number<std::uint16_t>();
+  header.count = reader.number<std::uint16_t>();
+  header.number = reader.number<std::uint16_t>();
+  header.total = reader.number<std::uint32_t>();
+  header.offset = reader.number<std::uint32_t>();
+  return header;
+}
+
+void writeHeader(const FragmentHeader& header, char (&bytes)[kHeaderSize]) {
+  ByteWriter writer(bytes, sizeof bytes);
+  writer.number(header.version);
+  writer.number(header.messageId);
+  writer.number(header.count);
+  writer.number(header.number);
+  writer.number(header.total);
+  writer.number(header.offset);
+}
+
+// Whether a fragment may be stored, and for one that opens a message whether
+// its claim can be true. What is asked is what the memory's safety needs; a
+// later fragment's own count and total are never looked at.
+bool acceptFragment(const FragmentHeader& header, const Entry* stored) {
+  if (header.count == 0) return false;
+  if (stored != nullptr) {
+    return header.number < stored->fragmentCount &&
+           header.offset <= stored->totalLength;
+  }
+  if (header.offset > header.total) return false;
+  if (header.count == 1) return header.total <= kLargestSingle;
+  return header.number < header.count &&
+         header.total <= header.count * kFragmentData;
+}
+
+// Whether a call that read a datagram got no further than `bytes` of it. A call
+// that failed did not fall short: it goes on as if all had arrived.
+bool fellShort(long got, unsigned bytes) {
+  return got >= 0 && static_cast<unsigned long>(got) < bytes;
+}
+
+unsigned tooShort() {
+  if (errno == 0) errno = EMSGSIZE;
+  return 0;
+}
+
+}  // namespace
+
+veskDatagramReassemblyEntry::veskDatagramReassemblyEntry(
+    unsigned short count, unsigned short id, const sockaddr_in* from,
+    void* message, unsigned int length, long expires)
+    : fragmentCount(count),
+      messageId(id),
+      sender(*from),
+      totalLength(length),
+      expiry(expires),
+      received(static_cast<unsigned char*>(platform::allocate(count))),
+      buffer(message),
+      firstMissing_(0) {}
+
+veskDatagramReassemblyEntry::~veskDatagramReassemblyEntry() {
+  std::free(received);
+}
+
+veskDatagramHandler::veskDatagramHandler()
+    : socket(-1), nextMessageId(0), opened_(-1), closed_(-1) {}
+
+veskDatagramHandler::~veskDatagramHandler() { close(); }
+
+int veskDatagramHandler::open(unsigned short port) {
+  if (opened_ >= 0 && opened_ == socket) close();
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_ANY);
+  address.sin_port = htons(port);
+  socket = platform::openSocket();
+  int cause = errno;
+  if (socket >= 0 && platform::bindSocket(socket, address) < 0) {
+    cause = errno;
+    platform::closeSocket(socket);
+    socket = -1;
+  }
+  platform::setSendBuffer(socket, kSocketBuffer);
+  platform::setReceiveBuffer(socket, kSocketBuffer);
+  errno = cause;
+  opened_ = socket;
+  closed_ = -1;
+  return socket;
+}
+
+int veskDatagramHandler::send(const sockaddr_in* to, void* data,
+                              unsigned int length) {
+  const unsigned short id = nextMessageId++;
+  const unsigned count =
+      length / kFragmentData + (length % kFragmentData != 0 ? 1 : 0);
+  if (count > kMostFragments) {
+    errno = EMSGSIZE;
+    return 0;
+  }
+  FragmentHeader header = {kVersion, id,     static_cast<std::uint16_t>(count),
+                           0,        length, 0};
+  const char* bytes = static_cast<const char*>(data);
+  for (unsigned sent = 0; sent < count;) {
+    const unsigned left = length - header.offset;
+    const unsigned size = left < kFragmentData ? left : kFragmentData;
+    char headerBytes[kHeaderSize];
+    writeHeader(header, headerBytes);
+    if (platform::sendParts(socket, *to, headerBytes, kHeaderSize,
+                            bytes + header.offset, size) < 0) {
+      if (errno != ENOBUFS) return 0;
+      platform::pause(kPaceTicks);
+      continue;
+    }
+    sent++;
+    header.number++;
+    header.offset += size;
+    if (sent % kPaceFragments == 0) platform::pause(kPaceTicks);
+  }
+  return 1;
+}
+
+unsigned int veskDatagramHandler::recv(sockaddr_in* from, void** data) {
+  bool owned = false;
+  return take(from, data, &owned);
+}
+
+unsigned int veskDatagramHandler::take(sockaddr_in* from, void** data,
+                                       bool* owned) {
+  sockaddr_in local;
+  if (from == nullptr) from = &local;
+  // Senders are compared byte for byte, the padding included.
+  *from = {};
+  *owned = false;
+  errno = 0;
+  char bytes[kHeaderSize] = {};
+  const long got = platform::peek(socket, from, bytes, kHeaderSize);
+  if (fellShort(got, kHeaderSize)) {
+    platform::discard(socket);
+    return tooShort();
+  }
+  const FragmentHeader header = readHeader(bytes);
+  if (header.version != kVersion) return refuse(EPROTONOSUPPORT);
+
+  unsigned at = 0;
+  Entry* entry = nullptr;
+  if (header.count > 1) entry = find(header.messageId, *from, &at);
+  if (!acceptFragment(header, entry)) {
+    *data = nullptr;
+    return refuse(EBADMSG);
+  }
+  if (header.count == 1) {
+    *owned = true;
+    return takeWhole(header.total, header.offset, data);
+  }
+  if (entry == nullptr) {
+    *data = nullptr;
+    entry = create(header.count, header.messageId, *from, header.total);
+    if (entry == nullptr) return 0;
+  }
+  return takeFragment(entry, at, header.number, header.offset, data, owned);
+}
+
+// Takes a message that is one fragment.
+unsigned veskDatagramHandler::takeWhole(unsigned length, unsigned offset,
+                                        void** data) {
+  *data = platform::allocate(length);
+  if (*data == nullptr) return 0;
+  char again[kHeaderSize];
+  const long got = platform::receiveParts(socket, again, kHeaderSize,
+                                          static_cast<char*>(*data) + offset,
+                                          length - offset);
+  if (fellShort(got, kHeaderSize + 1)) return tooShort();
+  if (got == static_cast<long>(kHeaderSize + length)) return length;
+  errno = EBADMSG;
+  return 0;
+}
+
+// Takes a fragment of the message at position `at`.
+unsigned veskDatagramHandler::takeFragment(Entry* entry, unsigned at,
+                                           unsigned number, unsigned offset,
+                                           void** data, bool* owned) {
+  *data = entry->buffer;
+  char again[kHeaderSize];
+  const long got = platform::receiveParts(socket, again, kHeaderSize,
+                                          static_cast<char*>(*data) + offset,
+                                          entry->totalLength - offset);
+  if (fellShort(got, kHeaderSize + 1)) return tooShort();
+  // Kept: a read that failed marks its fragment too. The buffer began as zeros,
+  // so what the fragment would have filled is zeros.
+  entry->received[number] = 1;
+  // Marks are never taken back, so the search goes on where it stopped.
+  while (entry->firstMissing_ < entry->fragmentCount &&
+         entry->received[entry->firstMissing_] != 0) {
+    entry->firstMissing_++;
+  }
+  if (entry->firstMissing_ < entry->fragmentCount) {
+    tick();
+    *data = nullptr;
+    errno = ENODATA;
+    return 0;
+  }
+  const unsigned length = entry->totalLength;
+  reassemblyList.remove(at);
+  delete entry;
+  *owned = true;
+  tick();
+  return length;
+}
+
+// Takes the datagram off the socket for a reason of our own.
+unsigned veskDatagramHandler::refuse(int error) {
+  platform::discard(socket);
+  errno = error;
+  return 0;
+}
+
+Entry* veskDatagramHandler::find(unsigned short id, const sockaddr_in& sender,
+                                 unsigned* at) {
+  for (unsigned i = 0; i < reassemblyList.count; ++i) {
+    auto* entry = static_cast<Entry*>(reassemblyList.index(i)->data);
+    if (entry->messageId != id) continue;
+    if (std::memcmp(&entry->sender, &sender, sizeof sender) != 0) continue;
+    *at = i;
+    return entry;
+  }
+  return nullptr;
+}
+
+// Opens a message at the front of the list. Null when there is no memory: for
+// the buffer, and the datagram stays queued; or for the entry, and it is gone.
+Entry* veskDatagramHandler::create(unsigned short count, unsigned short id,
+                                   const sockaddr_in& sender, unsigned length) {
+  makeRoom(count + length);
+  void* buffer = platform::allocate(length);
+  if (buffer == nullptr) return nullptr;
+  auto* entry = new (std::nothrow) Entry(count, id, &sender, buffer, length,
+                                         platform::now() + kPartialSeconds);
+  if (entry == nullptr || entry->received == nullptr) {
+    const int cause = errno;
+    delete entry;
+    std::free(buffer);
+    platform::discard(socket);
+    errno = cause;
+    return nullptr;
+  }
+  reassemblyList.insert(0, entry);
+  return entry;
+}
+
+// Drops the oldest messages until one more of so many bytes is within bounds.
+void veskDatagramHandler::makeRoom(unsigned bytes) {
+  std::uint64_t held = bytes;
+  for (unsigned i = 0; i < reassemblyList.count; ++i) {
+    const auto* entry = static_cast<Entry*>(reassemblyList.index(i)->data);
+    held += std::uint64_t{entry->totalLength} + entry->fragmentCount;
+  }
+  while (reassemblyList.count > 0 &&
+         (reassemblyList.count >= kMaxPartialMessages ||
+          held > kMaxPartialBytes)) {
+    const unsigned last = reassemblyList.count - 1;
+    const auto* entry = static_cast<Entry*>(reassemblyList.index(last)->data);
+    held -= std::uint64_t{entry->totalLength} + entry->fragmentCount;
+    drop(last);
+  }
+}
+
+void veskDatagramHandler::drop(unsigned at) {
+  auto* entry = static_cast<Entry*>(reassemblyList.index(at)->data);
+  reassemblyList.remove(at);
+  std::free(entry->buffer);
+  delete entry;
+}
+
+void veskDatagramHandler::tick() {
+  const long now = platform::now();
+  for (unsigned i = 0; i < reassemblyList.count;) {
+    const auto* entry = static_cast<Entry*>(reassemblyList.index(i)->data);
+    if (now > entry->expiry) {
+      drop(i);
+    } else {
+      i++;
+    }
+  }
+}
+
+void veskDatagramHandler::dropPartialMessages() {
+  while (reassemblyList.count > 0) drop(0);
+}
+
+int veskDatagramHandler::close() {
+  if (socket < 0) return 0;
+  if (socket == closed_) {
+    errno = EBADF;
+    return 0;
+  }
+  // Even a close that reports a failure has released the descriptor.
+  closed_ = socket;
+  opened_ = -1;
+  return platform::closeSocket(socket) == 0 ? 1 : 0;
+}

@@ -1,0 +1,177 @@
+// Datagrams over real sockets on loopback: what the network sees and what the
+// system gives back, where the in-memory network could only repeat what its
+// author believes.
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <ostrel/datagram.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include "platform.h"
+#include "support/fragments.h"
+
+namespace {
+
+using fake::fragment;
+using fake::fragments;
+using fake::pattern;
+namespace platform = ostrel::platform;
+
+sockaddr_in loopback(unsigned short port) {
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
+// A socket used with bare system calls.
+class BareSocket {
+ public:
+  BareSocket() : descriptor(::socket(AF_INET, SOCK_DGRAM, 0)) {
+    sockaddr_in address = loopback(0);
+    EXPECT_EQ(::bind(descriptor, reinterpret_cast<sockaddr*>(&address),
+                     sizeof address),
+              0);
+    socklen_t size = sizeof name;
+    ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&name), &size);
+  }
+  ~BareSocket() { ::close(descriptor); }
+  BareSocket(const BareSocket&) = delete;
+  BareSocket& operator=(const BareSocket&) = delete;
+
+  void send(const sockaddr_in& to, const std::string& bytes) const {
+    EXPECT_EQ(::sendto(descriptor, bytes.data(), bytes.size(), 0,
+                       reinterpret_cast<const sockaddr*>(&to), sizeof to),
+              static_cast<ssize_t>(bytes.size()));
+  }
+  std::string receive() const {
+    std::string bytes(65536, '\0');
+    const ssize_t got = ::recv(descriptor, bytes.data(), bytes.size(), 0);
+    bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+    return bytes;
+  }
+
+  int descriptor;
+  sockaddr_in name = {};
+};
+
+class DatagramSocket : public ::testing::Test {
+ protected:
+  DatagramSocket() {
+    EXPECT_GE(handler.open(0), 0);
+    sockaddr_in own = {};
+    EXPECT_EQ(platform::socketName(handler.socket, &own), 0);
+    name = loopback(ntohs(own.sin_port));
+  }
+  ~DatagramSocket() override { handler.dropPartialMessages(); }
+
+  // The message that the next datagrams complete.
+  std::string receive() {
+    void* data = nullptr;
+    unsigned length = 0;
+    while (length == 0) {
+      length = handler.recv(&sender, &data);
+      if (length == 0 && errno != ENODATA) return "";
+    }
+    std::string message(static_cast<char*>(data), length);
+    std::free(data);
+    return message;
+  }
+
+  bool readable() { return platform::waitReadable(handler.socket, 0, 0) == 1; }
+
+  veskDatagramHandler handler;
+  BareSocket peer;
+  sockaddr_in name = {};
+  sockaddr_in sender = {};
+};
+
+TEST_F(DatagramSocket, SendPutsTheseBytesOnTheNetwork) {
+  std::string message = pattern(1459);
+  handler.nextMessageId = 0x1234;
+  ASSERT_EQ(handler.send(&peer.name, message.data(), 1459), 1);
+  EXPECT_EQ(peer.receive(), fake::raw("0001 1234 0002 0000 000005B3 00000000") +
+                                message.substr(0, 1456));
+  EXPECT_EQ(peer.receive(), fake::raw("0001 1234 0002 0001 000005B3 000005B0") +
+                                message.substr(1456));
+}
+
+TEST_F(DatagramSocket, RecvPutsFragmentsTogetherAndTellsTheSender) {
+  const std::string message = pattern(3000);
+  for (const std::string& bytes : fragments(7, message)) peer.send(name, bytes);
+  EXPECT_EQ(receive(), message);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(&sender), sizeof sender),
+            std::string(reinterpret_cast<char*>(&peer.name), sizeof sender));
+}
+
+TEST_F(DatagramSocket, TwoHandlersExchangeALongMessage) {
+  veskDatagramHandler other;
+  ASSERT_GE(other.open(0), 0);
+  std::string message = pattern(19 * 1456);
+  ASSERT_EQ(
+      other.send(&name, message.data(), static_cast<unsigned>(message.size())),
+      1);
+  EXPECT_EQ(receive(), message);
+}
+
+TEST_F(DatagramSocket, RefusedDatagramsAreTakenOffTheSocket) {
+  void* data = nullptr;
+  for (const std::string& bytes :
+       {std::string(), std::string(10, 'x'), fragment(1, 1, 0, 1, 0, "x", 2),
+        fragment(1, 0, 0, 1, 0, "x"), fragment(1, 2, 2, 1500, 0, "x")}) {
+    peer.send(name, bytes);
+    ASSERT_TRUE(readable());
+    EXPECT_EQ(handler.recv(nullptr, &data), 0U);
+    EXPECT_NE(errno, ENODATA);
+    EXPECT_FALSE(readable());
+  }
+  peer.send(name, fragments(1, "abc")[0]);
+  EXPECT_EQ(receive(), "abc");
+}
+
+TEST_F(DatagramSocket, DataBeyondTheMessageIsCutOffByTheRead) {
+  peer.send(name, fragment(1, 1, 0, 3, 0, "abcdef"));
+  EXPECT_EQ(receive(), "abc");
+  peer.send(name, fragment(1, 1, 0, 0, 0, "abcdef"));
+  void* data = nullptr;
+  EXPECT_EQ(handler.recv(nullptr, &data), 0U);
+  EXPECT_EQ(errno, EMSGSIZE);
+  std::free(data);
+  EXPECT_FALSE(readable());
+}
+
+TEST_F(DatagramSocket, LargestDatagramArrives) {
+  const std::string message = pattern(65491);
+  peer.send(name, fragment(1, 1, 0, message.size(), 0, message));
+  EXPECT_EQ(receive(), message);
+}
+
+TEST_F(DatagramSocket, PortThatIsTakenIsReported) {
+  veskDatagramHandler other;
+  EXPECT_EQ(other.open(ntohs(name.sin_port)), -1);
+  EXPECT_EQ(errno, EADDRINUSE);
+}
+
+TEST_F(DatagramSocket, ClosedHandlerDoesNotCloseItsNumberAgain) {
+  veskDatagramHandler other;
+  const int number = other.open(0);
+  EXPECT_EQ(other.close(), 1);
+  const BareSocket taker;  // takes the number that has become free
+  ASSERT_EQ(taker.descriptor, number);
+  EXPECT_EQ(other.close(), 0);
+  {
+    veskDatagramHandler gone;
+    gone.socket = -1;
+  }
+  EXPECT_EQ(::fcntl(taker.descriptor, F_GETFD) >= 0, true);
+}
+
+}  // namespace
