@@ -92,29 +92,43 @@ unsigned encodeIdentifier(Identifier& self, char* buffer, unsigned length) {
   return writer.used();
 }
 
+// A component that is longer than it should be, or that the input ends in.
+// Kept: `count` is what followed the validity byte less the length bytes, so
+// it judges more loosely than the buffer, which has the last word; and only
+// when that one judges is the identifier made invalid.
+inline void readOddComponent(ByteReader& reader, std::size_t count,
+                             std::uint32_t* number, std::uint32_t* valid) {
+  const std::size_t significant = reader.number<std::uint8_t>();
+  if (reader.ok() && significant > count) {
+    reader.fail();
+  } else if (!reader.has(significant)) {
+    *valid = 0;
+  } else {
+    *number = reader.significant(significant);
+  }
+}
+
+template <class Identifier>
+inline void readIdentifier(ByteReader& reader, Identifier& self) {
+  if (!reader.has(1)) return;
+  self.tag = reader.number<std::uint8_t>();
+  if (!reader.has(1)) return;
+  self.valid = reader.number<std::uint8_t>();
+  if (self.valid == 0) return;
+  std::size_t count = reader.left();
+  for (std::uint32_t& number : self.component) {
+    count--;
+    if (reader.plainInteger(&number)) continue;
+    readOddComponent(reader, count, &number, &self.valid);
+    if (!reader.ok()) return;
+  }
+  self.valid = 1;
+}
+
 template <class Identifier>
 unsigned decodeIdentifier(Identifier& self, char* buffer, unsigned length) {
   ByteReader reader(buffer, length);
-  if (!reader.has(1)) return 0;
-  self.tag = reader.number<std::uint8_t>();
-  if (!reader.has(1)) return 0;
-  self.valid = reader.number<std::uint8_t>();
-  if (self.valid == 0) return reader.used();
-  // Kept: this count goes down by the length bytes alone, so it judges more
-  // loosely than the buffer, which has the last word.
-  unsigned count = reader.left();
-  for (std::uint32_t& number : self.component) {
-    if (reader.plainInteger(&number)) continue;
-    const unsigned significant = reader.number<std::uint8_t>();
-    const auto lengths = static_cast<unsigned>(&number - self.component) + 1;
-    if (reader.ok() && significant > count - lengths) return 0;
-    if (!reader.has(significant)) {
-      self.valid = 0;
-      return 0;
-    }
-    number = reader.significant(significant);
-  }
-  self.valid = 1;
+  readIdentifier(reader, self);
   return reader.used();
 }
 

@@ -1,5 +1,6 @@
 #include <ostrel/veskAttr.h>
 
+#include "identifier.h"
 #include "members.h"
 #include "tags.h"
 #include "text.h"
@@ -46,7 +47,7 @@ unsigned veskAttribute::decode(char* buffer, unsigned length) {
   ByteReader reader(buffer, length);
   if (!reader.has(1)) return 0;
   tag = reader.number<std::uint8_t>();
-  reader.read(id.veskAid::decode(reader.at(), reader.left()));
+  readIdentifier(reader, id);
   const bool hasValue = reader.number<std::uint8_t>() != 0;
   if (!reader.ok() || !hasValue) return reader.used();
   veskType* arrived = nullptr;

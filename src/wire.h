@@ -158,13 +158,13 @@ class ByteReader {
   // nothing and returns false.
   bool plainInteger(std::uint32_t* value) {
     if (left_ < kIntegerRoom) return false;
-    const auto count = static_cast<unsigned char>(*at_);
+    const std::size_t count = static_cast<unsigned char>(*at_);
     if (count > sizeof *value) return false;
     std::uint32_t bytes;
     std::memcpy(&bytes, at_ + 1, sizeof bytes);
     *value = static_cast<std::uint32_t>(std::uint64_t{bigEndian(bytes)} >>
                                         (32 - 8 * count));
-    skip(1u + count);
+    skip(1 + count);
     return true;
   }
 
