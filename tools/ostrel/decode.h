@@ -1,0 +1,57 @@
+// Bytes to values: what `ostrel decode` does, and what --trace shows of a
+// datagram.
+
+#ifndef OSTREL_TOOLS_OSTREL_DECODE_H
+#define OSTREL_TOOLS_OSTREL_DECODE_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "json.h"
+#include "value_text.h"
+
+namespace cli {
+
+// The header of a datagram, as include/ostrel/datagram.h describes it, and what
+// follows it.
+struct Datagram {
+  unsigned messageId = 0;
+  unsigned fragmentCount = 0;
+  unsigned fragment = 0;
+  std::uint32_t totalLength = 0;
+  std::uint32_t offset = 0;
+  std::string data;
+};
+
+// Takes a datagram apart. False when the bytes are none: too short, of another
+// version, or of numbers that contradict one another.
+bool readDatagram(std::string_view bytes, Datagram* datagram);
+
+// "message 7, fragment 1 of 2, bytes 0 to 1455 of 2000".
+std::string datagramText(const Datagram& datagram);
+Json datagramJson(const Datagram& datagram);
+
+// One value that was read, and how.
+struct Decoded {
+  std::vector<Datagram> datagrams;  // those that carried it; may be none
+  std::string bytes;                // the whole encoding
+  Value value;                      // null when it could not be decoded
+  std::size_t used = 0;             // how many of the bytes it took
+  std::string problem;              // why there is no value, or empty
+};
+
+// Decodes each input: an encoded value, PDUs included, or a datagram. The
+// fragments of one message make one result, whatever their order.
+std::vector<Decoded> decodeAll(const std::vector<std::string>& inputs);
+
+std::string decodedText(const Decoded& decoded);
+Json decodedJson(const Decoded& decoded);
+
+// The encoding of a value; empty when it has none.
+std::string encoded(veskType& value);
+
+}  // namespace cli
+
+#endif  // OSTREL_TOOLS_OSTREL_DECODE_H

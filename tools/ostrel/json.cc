@@ -1,0 +1,224 @@
+#include "json.h"
+
+#include <ostrel/veskError.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+
+#include "pdu_text.h"
+#include "value_text.h"
+
+namespace cli {
+namespace {
+
+Json typed(const char* type, Json value) {
+  Json json;
+  json["type"] = type;
+  json["value"] = std::move(value);
+  return json;
+}
+
+// Bytes that are no text have them in hexadecimal too, and U+FFFD in the text.
+Json textJson(std::string_view bytes) {
+  Json json = typed("string", std::string(bytes));
+  if (!isUtf8(bytes)) json["hex"] = hexText(bytes);
+  return json;
+}
+
+// JSON has no form for these.
+Json realJson(double number) {
+  if (std::isnan(number)) return "nan";
+  if (std::isinf(number)) return number < 0 ? "-inf" : "inf";
+  return number;
+}
+
+Json elements(veskList* list) {
+  Json array = Json::array();
+  if (list == nullptr) return array;
+  for (unsigned i = 0; i < list->count; ++i)
+    array.push_back(toJson(list->at(i)));
+  return array;
+}
+
+Json withoutType(Json json) {
+  json.erase("type");
+  return json;
+}
+
+Json attributeJson(veskAttribute& attribute) {
+  Json json;
+  json["type"] = "attribute";
+  json["id"] = aidJson(attribute.id);
+  json["value"] =
+      attribute.value != nullptr ? toJson(attribute.value) : Json(nullptr);
+  auto* condition = dynamic_cast<veskAttributeValueOp*>(&attribute);
+  if (condition == nullptr) return json;
+  const unsigned code = static_cast<unsigned char>(condition->op.value);
+  const char* symbol = operatorSymbol(code);
+  json["type"] = "condition";
+  json["operator"] = symbol != nullptr ? Json(symbol) : Json(nullptr);
+  json["operatorCode"] = code;
+  return json;
+}
+
+Json pduJson(veskPDU& pdu) {
+  Json json;
+  json["type"] = pduName(pdu);
+  json["tag"] = pdu.tag;
+  json["requestId"] = pdu.requestId.value;
+  json["status"] = codeJson(pdu.status.value);
+  json["principal"] = oidJson(pdu.principal);
+  for (const Field& field : fieldsOf(pdu)) {
+    Json& member = json[field.name];
+    if (auto* list = dynamic_cast<veskList*>(field.value))
+      member = elements(list);
+    else if (field.value != nullptr)
+      member = toJson(field.value)["value"];
+  }
+  return json;
+}
+
+Json addressJson(veskAddress& address) {
+  if (address.family == 0) return nullptr;
+  char* text = address.getString();
+  Json json = text != nullptr ? Json(text) : Json(nullptr);
+  std::free(text);
+  return json;
+}
+
+template <class T>
+bool is(veskType* value, T** out) {
+  *out = dynamic_cast<T*>(value);
+  return *out != nullptr;
+}
+
+// Whole numbers and truth values.
+bool wholeJson(veskType* value, Json* json) {
+  veskBool* truth = nullptr;
+  veskTime* time = nullptr;
+  veskUnsignedInt* number = nullptr;
+  if (is(value, &truth)) {
+    *json = typed("bool", truth->value != 0);
+    if (truth->value > 1) (*json)["number"] = truth->value;
+  } else if (is(value, &time)) {
+    *json = typed("time", time->value);
+    (*json)["text"] = timeText(time->value);
+  } else if (is(value, &number)) {
+    *json = typed(dynamic_cast<veskGauge*>(value) != nullptr     ? "gauge"
+                  : dynamic_cast<veskCounter*>(value) != nullptr ? "counter"
+                                                                 : "uint",
+                  number->value);
+  } else if (auto* p = dynamic_cast<veskInt*>(value)) {
+    *json = typed("int", p->value);
+  } else if (auto* l = dynamic_cast<veskLong*>(value)) {
+    *json = typed("long", l->value);
+  } else if (auto* ul = dynamic_cast<veskUnsignedLong*>(value)) {
+    *json = typed("ulong", ul->value);
+  } else if (auto* s = dynamic_cast<veskShort*>(value)) {
+    *json = typed("short", s->value);
+  } else if (auto* us = dynamic_cast<veskUnsignedShort*>(value)) {
+    *json = typed("ushort", us->value);
+  } else if (auto* c = dynamic_cast<veskChar*>(value)) {
+    *json = typed("char", c->value);
+  } else if (auto* uc = dynamic_cast<veskUnsignedChar*>(value)) {
+    *json = typed("uchar", uc->value);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+Json toJson(veskType* value) {
+  if (value == nullptr || value->tag == 0) return typed("null", nullptr);
+  Json json;
+  if (wholeJson(value, &json)) return json;
+  if (auto* p = dynamic_cast<veskFloat*>(value))
+    return typed("float", realJson(static_cast<double>(p->value)));
+  if (auto* d = dynamic_cast<veskDouble*>(value))
+    return typed("double", realJson(d->value));
+  if (auto* text = dynamic_cast<veskString*>(value))
+    return textJson(contents(*text));
+  if (auto* bytes = dynamic_cast<veskOpaque*>(value))
+    return typed("opaque", hexText(contents(*bytes)));
+  if (auto* oid = dynamic_cast<veskOid*>(value))
+    return typed("oid", oidJson(*oid));
+  if (auto* aid = dynamic_cast<veskAid*>(value))
+    return typed("aid", aidJson(*aid));
+  if (auto* address = dynamic_cast<veskAddress*>(value))
+    return typed("addr", addressJson(*address));
+  if (auto* list = dynamic_cast<veskList*>(value))
+    return typed("list", elements(list));
+  if (auto* attribute = dynamic_cast<veskAttribute*>(value))
+    return attributeJson(*attribute);
+  if (auto* pdu = dynamic_cast<veskPDU*>(value)) return pduJson(*pdu);
+  if (auto* object = dynamic_cast<veskObject*>(value)) {
+    json["type"] = "object";
+    json["oid"] = oidJson(object->oid);
+    json["attributes"] = attributesJson(object->attributeList);
+    return json;
+  }
+  if (auto* error = dynamic_cast<veskError*>(value)) {
+    json["type"] = "error";
+    json["index"] = error->index.value;
+    json.update(codeJson(error->code.value));
+    return json;
+  }
+  json = typed("description", plainText(value));
+  json["tag"] = value->tag;
+  return json;
+}
+
+Json attributesJson(veskList* list) {
+  Json array = Json::array();
+  if (list == nullptr) return array;
+  for (unsigned i = 0; i < list->count; ++i) {
+    Json element = toJson(list->at(i));
+    const bool attribute = dynamic_cast<veskAttribute*>(list->at(i)) != nullptr;
+    array.push_back(attribute ? withoutType(std::move(element))
+                              : std::move(element));
+  }
+  return array;
+}
+
+Json errorsJson(veskList* list) {
+  Json array = Json::array();
+  if (list == nullptr) return array;
+  for (unsigned i = 0; i < list->count; ++i) {
+    Json element = toJson(list->at(i));
+    const bool error = dynamic_cast<veskError*>(list->at(i)) != nullptr;
+    array.push_back(error ? withoutType(std::move(element))
+                          : std::move(element));
+  }
+  return array;
+}
+
+Json oidJson(const veskOid& oid) {
+  return oid.valid != 0 ? Json(oidText(oid)) : Json(nullptr);
+}
+
+Json aidJson(const veskAid& aid) {
+  return aid.valid != 0 ? Json(aidText(aid)) : Json(nullptr);
+}
+
+Json codeJson(int code) {
+  // "5(Permission Denied)" without the number.
+  std::string text = codeText(code);
+  const std::size_t open = text.find('(');
+  if (open != text.npos) {
+    text = text.substr(open + 1);
+    text = text.substr(0, text.rfind(')'));
+  }
+  Json json;
+  json["code"] = code;
+  json["text"] = text;
+  return json;
+}
+
+std::string line(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace cli
