@@ -354,7 +354,7 @@ TEST(Aid, IsInvalidWithinAnInvalidClass) {
   EXPECT_EQ(veskAid(invalid, 4).valid, 0u);
 }
 
-TEST(Aid, TakesOverTheValidityOfTheClass) {
+TEST(Aid, KeepsTheValidityOfTheClassAsItIs) {
   veskOid classOid("59.6");
   classOid.valid = 7;
   EXPECT_EQ(veskAid(classOid, 4).valid, 7u);
@@ -601,7 +601,7 @@ TEST(IdentifierBytes, KeepsATruncatedAidLookingValid) {
   EXPECT_EQ(other.valid, 7u);
 }
 
-TEST(IdentifierBytes, FailWithAnInvalidAidWhereTheLooseCountPasses) {
+TEST(IdentifierBytes, KeepsTheLooseCountButNeverReadsPastTheBuffer) {
   // The count goes down by length bytes alone, so it lets these through; the
   // buffer ends all the same.
   for (const char* bytes :

@@ -678,7 +678,7 @@ TEST(Compare, SmallIntegersGiveTheirFullDifference) {
   EXPECT_EQ(bottom.compare(ceiling), -65535);
 }
 
-TEST(Compare, DifferentClassesAreGreaterInBothDirections) {
+TEST(Compare, KeepsDifferentClassesGreaterInBothDirections) {
   veskInt number(5);
   veskLong other(5);
   EXPECT_EQ(number.compare(other), 1);
@@ -847,13 +847,14 @@ TEST(Char, PrintsItsByte) {
   EXPECT_EQ(textOf(end), "");
 }
 
-TEST(Float, DecodesAndEncodesEveryBitPattern) {
+TEST(Float, PreservesEveryBitPatternWhenDecodedEncodedAndCopied) {
   for (const char* bytes :
        {"05 7F C0 00 01", "05 FF C0 00 00", "05 7F FF FF FF", "05 00 7F FF FF",
         "05 7F 80 00 01", "05 FF A5 5A 5A"}) {
     veskFloat value;
     EXPECT_EQ(decodeFrom(value, hex(bytes)), 5u);
     EXPECT_THAT(encoded(value), IsHex(bytes));
+    EXPECT_THAT(encoded(*OwnedValue(value.dup())), IsHex(bytes));
   }
   for (const char* bytes :
        {"06 7F F8 00 00 00 00 00 01", "06 7F F0 00 00 00 00 00 01",
@@ -861,6 +862,7 @@ TEST(Float, DecodesAndEncodesEveryBitPattern) {
     veskDouble value;
     EXPECT_EQ(decodeFrom(value, hex(bytes)), 9u);
     EXPECT_THAT(encoded(value), IsHex(bytes));
+    EXPECT_THAT(encoded(*OwnedValue(value.dup())), IsHex(bytes));
   }
 }
 

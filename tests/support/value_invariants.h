@@ -1,0 +1,121 @@
+// What holds for any bytes that are read as a value. The fuzzer aborts on a
+// broken invariant, the property tests report it.
+//
+// Exceptions, by name:
+// - Numbers may arrive with leading zero bytes, and validity bytes as anything
+//   but 0: the second encoding is the shortest one, not that which arrived.
+// - A copy has the tag of its class, not the one that arrived, and the copy of
+//   an action response that of a set response: copies keep the text.
+// - operator== never finds two opaques equal, nor two NaNs: compare() is asked.
+
+#ifndef OSTREL_TESTS_SUPPORT_VALUE_INVARIANTS_H
+#define OSTREL_TESTS_SUPPORT_VALUE_INVARIANTS_H
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "ostrel/type.h"
+
+namespace ostrel::test {
+
+// The room that encode() may ask for beyond the bytes that decode() consumed:
+// an invalid identifier takes 2 bytes and asks for 22.
+constexpr unsigned kMostSpareRoom = 20;
+
+// A value made from bytes by decodeCreate, and freed as such.
+class Arrival {
+ public:
+  explicit Arrival(const std::string& bytes) {
+    // A block of its own: reading past its end is seen.
+    const std::unique_ptr<char[]> block(new char[bytes.size()]);
+    if (!bytes.empty()) std::memcpy(block.get(), bytes.data(), bytes.size());
+    const auto size = static_cast<unsigned>(bytes.size());
+    used_ = veskType::decodeCreate(block.get(), size, &value_);
+  }
+  ~Arrival() { veskType::destroyDecoded(value_); }
+  Arrival(const Arrival&) = delete;
+  Arrival& operator=(const Arrival&) = delete;
+
+  unsigned used() const { return used_; }
+  veskType& operator*() const { return *value_; }
+
+ private:
+  veskType* value_ = nullptr;
+  unsigned used_ = 0;
+};
+
+// The encoding in exactly `room` bytes; empty when it fails.
+inline std::string encodedIn(veskType& value, unsigned room) {
+  const std::unique_ptr<char[]> block(new char[room]);
+  return std::string(block.get(), value.encode(block.get(), room));
+}
+
+// The printed text; a null pointer gives a text that no value prints.
+inline std::string printed(veskType& value) {
+  char* text = value.getString();
+  const std::string result = text == nullptr ? "\x01(null)" : text;
+  std::free(text);
+  return result;
+}
+
+// A copy of a list of values, freed with its elements.
+class ListCopy {
+ public:
+  explicit ListCopy(veskType& list)
+      : list_(dynamic_cast<veskList*>(list.dup())) {}
+  ~ListCopy() {
+    list_->clear(1);
+    delete list_;
+  }
+  ListCopy(const ListCopy&) = delete;
+  ListCopy& operator=(const ListCopy&) = delete;
+
+  veskType& operator*() const { return *list_; }
+
+ private:
+  veskList* list_;
+};
+
+// Copies the value as an element of a list, which gives the copy contents of
+// its own whatever its class. Values at the nesting bound do not fit in one
+// more list and are passed over.
+inline const char* brokenCopyInvariant(const std::string& bytes) {
+  const std::string asElement = std::string("\x80\x43\x01\x01", 4) + bytes;
+  const Arrival list(asElement);
+  if (list.used() == 0) return nullptr;
+  const ListCopy first(*list);
+  const ListCopy second(*first);
+  if (printed(*first) != printed(*list)) return "a copy has another text";
+  if (printed(*second) != printed(*list)) return "a copy's copy differs";
+  if ((*first).compare(*second) != 0) return "a copy's copy is not equal";
+  return nullptr;
+}
+
+// Names the invariant that these bytes break, or returns null.
+inline const char* brokenInvariant(const std::string& bytes) {
+  const Arrival value(bytes);
+  if (value.used() > bytes.size()) return "decode consumed more than given";
+  if (value.used() == 0) return nullptr;
+
+  const unsigned room = value.used() + kMostSpareRoom;
+  const std::string encoding = encodedIn(*value, room);
+  if (encoding.empty()) return "what decoded does not encode";
+  if (encoding.size() > value.used()) return "the encoding grew";
+
+  const Arrival again(encoding);
+  if (again.used() != encoding.size()) return "the encoding does not decode";
+  if (encodedIn(*again, room) != encoding) return "the encoding is not stable";
+  if (printed(*again) != printed(*value)) return "the text changed";
+  if ((*value).compare(*again) != 0) return "the value changed";
+  if ((*again).compare(*value) != 0) return "compare has a side";
+  if (*value < *again || *value > *again) return "equal values have an order";
+  if ((*value == *again) != (*again == *value)) return "equality has a side";
+  return brokenCopyInvariant(encoding);
+}
+
+}  // namespace ostrel::test
+
+#endif  // OSTREL_TESTS_SUPPORT_VALUE_INVARIANTS_H
