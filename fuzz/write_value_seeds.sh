@@ -79,6 +79,20 @@ seed attribute_value_op      18 0B 01 01 3B 01 06 01 02 01 03 01 05 01 01
 seed object                  19 0A 01 01 3B 01 06 01 03 01 07 80 43 01 01 \
                              17 0B 00 01 03 01 05
 seed object_in_list          80 43 01 01 19 0A 00 80 43 01 01 17 0B 00 00
+seed attribute_desc          11 09 43 00 0B 00 43 00 00 43 00 43 00 07 00
+seed action_desc_in_list     80 43 01 01 12 09 43 00 0B 00 80 43 01 01 \
+                             10 09 43 00 43 00
+seed object_desc             14 09 43 00 0A 00 0A 00 80 43 01 01 \
+                             11 09 43 00 0B 00 43 00 00 43 00 43 00 07 00 \
+                             80 43 00 80 43 00
+seed get_pdu                 1F 03 00 43 01 07 0A 00 0A 01 01 3B 01 06 00 00 \
+                             80 43 01 01 17 0B 00 00
+seed get_pdu_in_list         80 43 01 01 \
+                             1F 03 00 43 01 07 0A 00 0A 01 01 3B 01 06 00 00 \
+                             80 43 01 01 17 0B 00 00
+seed action_response         2A 03 00 43 01 07 0A 00 80 43 01 01 03 01 05
+seed action_response_in_list 80 43 01 01 \
+                             2A 03 00 43 01 07 0A 00 80 43 01 01 03 01 05
 # shellcheck disable=SC2046  # words are bytes
 seed lists_nested_64         $(repeat 63 80 43 01 01) 80 43 00
 # shellcheck disable=SC2046

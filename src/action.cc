@@ -19,6 +19,7 @@ unsigned veskActionDesc::encode(char* buffer, unsigned length) {
 }
 
 unsigned veskActionDesc::decode(char* buffer, unsigned length) {
+  holdsValues_ = true;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
                        callableOrder(*this));
 }

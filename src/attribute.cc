@@ -61,6 +61,7 @@ unsigned veskAttributeDesc::encode(char* buffer, unsigned length) {
 }
 
 unsigned veskAttributeDesc::decode(char* buffer, unsigned length) {
+  holdsValues_ = true;
   // Kept: a plain veskType reads the tag of the default value and leaves its
   // body to the members behind it.
   auto* arrived = new veskType;

@@ -17,6 +17,7 @@ unsigned veskEventDesc::encode(char* buffer, unsigned length) {
 }
 
 unsigned veskEventDesc::decode(char* buffer, unsigned length) {
+  holdsValues_ = true;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
                        callableOrder(*this));
 }

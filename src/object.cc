@@ -27,6 +27,7 @@ unsigned veskObjectDesc::encode(char* buffer, unsigned length) {
 }
 
 unsigned veskObjectDesc::decode(char* buffer, unsigned length) {
+  holdsValues_ = true;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
                        wireOrder());
 }

@@ -793,6 +793,7 @@ struct ostrel::Contents {
   static void separate(veskType& copy, const veskType& source) {
     if (!source.arrived_) return;
     copy.arrived_ = true;
+    copy.holdsValues_ = source.holdsValues_;
     copy.separateContents();
   }
 };

@@ -9,7 +9,10 @@ using namespace ostrel;
 
 namespace {
 
-veskList* copyList(veskList* list) { return as<veskList>(list->dup()); }
+// A copy of the list with its elements; null of null.
+veskList* copyList(veskList* list) {
+  return list != nullptr ? as<veskList>(list->dup()) : nullptr;
+}
 
 // The list itself, or an empty one when there is none.
 veskList* listOrEmpty(veskList* list) {
@@ -37,6 +40,7 @@ unsigned veskPDU::encode(char* buffer, unsigned length) {
 }
 
 unsigned veskPDU::decode(char* buffer, unsigned length) {
+  holdsValues_ = true;
   unsigned used = veskType::decode(buffer, length);
   const Members header(status, requestId, principal);
   used = decodeMembers(used, buffer, length, header);
@@ -53,10 +57,15 @@ char* veskPDU::getString() {
 veskType* veskPDU::dup() { return new veskPDU(this, kTagPDU); }
 
 void veskPDU::clear() {
-  for (const Member& member : wireOrder()) {
-    if (member.list == nullptr) continue;
-    destroyList(*member.list);
-    *member.list = nullptr;
+  const Members members = wireOrder();
+  for (const Member& member : members) {
+    if (member.list == nullptr || *member.list == nullptr) continue;
+    veskList* list = *member.list;
+    // A program may have given one list in two places.
+    for (const Member& other : members) {
+      if (other.list != nullptr && *other.list == list) *other.list = nullptr;
+    }
+    destroyList(list);
   }
 }
 
@@ -66,8 +75,7 @@ void veskPDU::releaseContents() {
 
 void veskPDU::separateContents() {
   for (const Member& member : wireOrder()) {
-    if (member.list != nullptr && *member.list != nullptr)
-      *member.list = copyList(*member.list);
+    if (member.list != nullptr) *member.list = copyList(*member.list);
   }
 }
 

@@ -105,7 +105,8 @@ class OSTREL_API veskType {
   // with all that arrived inside it. What programs build never has it.
   bool arrived_ = false;
 
-  // Set by classes that do something in releaseContents().
+  // Set when there may be something to do in releaseContents(): in lists, and
+  // by the decode() of other classes that free what arrived inside them.
   bool holdsValues_ = false;
 
  private:
