@@ -1,0 +1,134 @@
+// A get's answer with 1 to 1000 attributes: building, encoding, decoding and
+// printing it, beside systems that carry the same content. Benchmarks are
+// named operation/system/attributes; scripts/bench makes the table.
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "answer_content.h"
+
+namespace ostrel::bench {
+namespace {
+
+constexpr unsigned kCounts[] = {1, 10, 100, 1000};
+
+// Answers with their kinds in so many different orders, taken in turn, are
+// more than a branch predictor remembers.
+constexpr unsigned kShuffles = 32;
+constexpr unsigned kShuffledCount = 100;
+
+using Systems = std::vector<std::unique_ptr<System>>;
+using Operation = void (System::*)();
+
+struct NamedSystem {
+  const char* name;
+  SystemMaker make;
+  bool builds;
+};
+
+constexpr NamedSystem kSystems[] = {
+    {"ostrel", makeOstrel, true},
+    {"limit", makeLimit, false},
+    {"xdr", makeXdr, true},
+    {"msgpack", makeMsgpack, true},
+    {"msgpack-structs", makeMsgpackStructs, false},
+    {"capnproto", makeCapnProto, true},
+};
+
+Systems setUp(SystemMaker make, const std::vector<Content>& contents) {
+  Systems systems;
+  for (const Content& content : contents) {
+    systems.push_back(make(content));
+    if (!(systems.back()->read() == content))
+      stop("a system does not give back what it was given");
+  }
+  return systems;
+}
+
+void checkLimit(const Content& content) {
+  if (makeLimit(content)->bytes() != makeOstrel(content)->bytes())
+    stop("the limit's bytes are not the library's");
+}
+
+// Whether repeating an operation takes ever more memory: a system that does not
+// free what it makes has no figure.
+bool leaks(const Systems& systems, Operation operation) {
+  constexpr std::size_t kRounds = 64;
+  constexpr std::size_t kSmallestBlock = 16;
+  const auto runAll = [&] {
+    for (std::size_t round = 0; round < kRounds; round++) {
+      for (const auto& system : systems) (system.get()->*operation)();
+    }
+  };
+  runAll();
+  const std::size_t before = mallinfo2().uordblks;
+  runAll();
+  const std::size_t after = mallinfo2().uordblks;
+  return after >= before + kRounds * systems.size() * kSmallestBlock;
+}
+
+void run(benchmark::State& state, SystemMaker make,
+         const std::vector<Content>& contents, Operation operation) {
+  const Systems systems = setUp(make, contents);
+  if (leaks(systems, operation))
+    state.SkipWithError("does not free its memory");
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    (systems[turn].get()->*operation)();
+    if (++turn == systems.size()) turn = 0;
+  }
+}
+
+void add(const std::string& operationName, const NamedSystem& system,
+         const std::string& suffix, const std::vector<Content>& contents,
+         Operation operation) {
+  const std::string name = operationName + "/" + system.name + "/" + suffix;
+  benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+    run(state, system.make, contents, operation);
+  });
+}
+
+void addAll(const NamedSystem& system, const std::string& suffix,
+            const std::vector<Content>& contents) {
+  if (system.builds) {
+    add("build", system, suffix, contents, &System::build);
+    add("build-names", system, suffix, contents, &System::buildFromNames);
+  }
+  // The same function as that of "msgpack".
+  if (system.make != makeMsgpackStructs)
+    add("encode", system, suffix, contents, &System::encode);
+  add("decode", system, suffix, contents, &System::decode);
+  if (system.make == makeOstrel)
+    add("print", system, suffix, contents, &System::print);
+}
+
+void registerAll() {
+  for (const unsigned count : kCounts) {
+    const Content content = cycling(count);
+    checkLimit(content);
+    for (const NamedSystem& system : kSystems)
+      addAll(system, std::to_string(count), {content});
+  }
+  std::vector<Content> shuffles;
+  for (unsigned seed = 1; seed <= kShuffles; seed++)
+    shuffles.push_back(shuffled(kShuffledCount, seed));
+  for (const Content& content : shuffles) checkLimit(content);
+  for (const NamedSystem& system : kSystems)
+    addAll(system, "shuffled", shuffles);
+}
+
+}  // namespace
+}  // namespace ostrel::bench
+
+int main(int argc, char** argv) {
+  ostrel::bench::registerAll();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,290 @@
+// MessagePack, from msgpack-cxx: an answer is the array
+//
+//   [status, request id, principal or nil, [errors...], [attributes...]]
+//
+// and an attribute is [[59, 6, 5], kind, value], the kind being a small number
+// that tells counters from addresses.
+
+#include <benchmark/benchmark.h>
+
+#include <msgpack.hpp>
+#include <optional>
+#include <variant>
+
+#include "answer_content.h"
+
+namespace ostrel::bench {
+namespace {
+
+struct PackedCounter {
+  std::uint32_t value;
+};
+
+struct PackedAddress {
+  std::uint32_t value;
+};
+
+// A value's place here is its kind in the packed bytes.
+using PackedValue = std::variant<std::int32_t, PackedCounter, std::string,
+                                 PackedAddress, double, bool, ObjectId>;
+
+struct PackedAttribute {
+  AttributeId id;
+  PackedValue value;
+};
+
+struct PackedError {
+  std::uint32_t index;
+  std::int32_t code;
+  MSGPACK_DEFINE(index, code)
+};
+
+struct PackedAnswer {
+  std::int32_t status = 0;
+  std::uint32_t requestId = 0;
+  std::optional<ObjectId> principal;
+  std::vector<PackedError> errors;
+  std::vector<PackedAttribute> attributes;
+  MSGPACK_DEFINE(status, requestId, principal, errors, attributes)
+};
+
+// What is packed of a value behind its kind.
+template <class Plain>
+const Plain& plain(const Plain& value) {
+  return value;
+}
+std::uint32_t plain(const PackedCounter& counter) { return counter.value; }
+std::uint32_t plain(const PackedAddress& address) { return address.value; }
+
+template <class Value>
+Value converted(const msgpack::object& object) {
+  return object.as<Value>();
+}
+template <>
+PackedCounter converted(const msgpack::object& object) {
+  return {object.as<std::uint32_t>()};
+}
+template <>
+PackedAddress converted(const msgpack::object& object) {
+  return {object.as<std::uint32_t>()};
+}
+
+PackedValue convertedValue(std::uint32_t kind, const msgpack::object& object) {
+  switch (kind) {
+    case 0:
+      return converted<std::int32_t>(object);
+    case 1:
+      return converted<PackedCounter>(object);
+    case 2:
+      return converted<std::string>(object);
+    case 3:
+      return converted<PackedAddress>(object);
+    case 4:
+      return converted<double>(object);
+    case 5:
+      return converted<bool>(object);
+    case 6:
+      return converted<ObjectId>(object);
+    default:
+      throw msgpack::type_error();
+  }
+}
+
+}  // namespace
+}  // namespace ostrel::bench
+
+namespace msgpack {
+MSGPACK_API_VERSION_NAMESPACE(MSGPACK_DEFAULT_API_NS) {
+  namespace adaptor {
+
+  using ostrel::bench::PackedAttribute;
+
+  template <>
+  struct pack<PackedAttribute> {
+    template <class Stream>
+    packer<Stream>& operator()(packer<Stream>& out,
+                               const PackedAttribute& from) const {
+      out.pack_array(3);
+      out.pack(from.id);
+      out.pack(static_cast<std::uint32_t>(from.value.index()));
+      std::visit(
+          [&out](const auto& value) {
+            using ostrel::bench::plain;
+            out.pack(plain(value));
+          },
+          from.value);
+      return out;
+    }
+  };
+
+  template <>
+  struct convert<PackedAttribute> {
+    const msgpack::object& operator()(const msgpack::object& from,
+                                      PackedAttribute& to) const {
+      if (from.type != type::ARRAY || from.via.array.size != 3)
+        throw type_error();
+      const msgpack::object* member = from.via.array.ptr;
+      member[0].convert(to.id);
+      to.value = ostrel::bench::convertedValue(member[1].as<std::uint32_t>(),
+                                               member[2]);
+      return from;
+    }
+  };
+
+  }  // namespace adaptor
+}
+}  // namespace msgpack
+
+namespace ostrel::bench {
+namespace {
+
+PackedValue makeValue(const Item& item) {
+  switch (item.kind) {
+    case Kind::kInteger:
+      return static_cast<std::int32_t>(item.bits);
+    case Kind::kCounter:
+      return PackedCounter{item.bits};
+    case Kind::kShortText:
+    case Kind::kLongText:
+      return item.text;
+    case Kind::kAddress:
+      return PackedAddress{item.bits};
+    case Kind::kReal:
+      return item.real;
+    case Kind::kTruth:
+      return item.bits != 0;
+    case Kind::kObject:
+      return item.object;
+  }
+  return {};
+}
+
+struct ValueReader {
+  Item* item;
+
+  void operator()(std::int32_t value) const {
+    item->kind = Kind::kInteger;
+    item->bits = static_cast<std::uint32_t>(value);
+  }
+  void operator()(PackedCounter value) const {
+    item->kind = Kind::kCounter;
+    item->bits = value.value;
+  }
+  void operator()(const std::string& value) const {
+    item->text = value;
+    item->kind = value.size() == kLongText ? Kind::kLongText : Kind::kShortText;
+  }
+  void operator()(PackedAddress value) const {
+    item->kind = Kind::kAddress;
+    item->bits = value.value;
+  }
+  void operator()(double value) const {
+    item->kind = Kind::kReal;
+    item->real = value;
+  }
+  void operator()(bool value) const {
+    item->kind = Kind::kTruth;
+    item->bits = value ? 1 : 0;
+  }
+  void operator()(const ObjectId& value) const {
+    item->kind = Kind::kObject;
+    item->object = value;
+  }
+};
+
+class Msgpack : public System {
+ public:
+  explicit Msgpack(const Content& content)
+      : content_(content), answer_(fromNumbers()) {
+    msgpack::pack(bytes_, answer_);
+  }
+
+  void build() override {
+    PackedAnswer answer = fromNumbers();
+    benchmark::DoNotOptimize(answer);
+  }
+
+  void buildFromNames() override {
+    PackedAnswer answer =
+        make([](const Item& item) { return parseName(item.name); });
+    benchmark::DoNotOptimize(answer);
+  }
+
+  void encode() override {
+    bytes_.clear();
+    msgpack::pack(bytes_, answer_);
+    benchmark::ClobberMemory();
+  }
+
+  void decode() override {
+    msgpack::object_handle handle =
+        msgpack::unpack(bytes_.data(), bytes_.size());
+    benchmark::DoNotOptimize(handle);
+  }
+
+  void print() override { stop("MessagePack does not print"); }
+
+  std::string bytes() override { return {bytes_.data(), bytes_.size()}; }
+
+  Content read() override {
+    const PackedAnswer answer = decoded();
+    Content content;
+    content.status = answer.status;
+    content.requestId = answer.requestId;
+    for (const PackedAttribute& attribute : answer.attributes) {
+      content.items.push_back(namedItem(attribute.id));
+      std::visit(ValueReader{&content.items.back()}, attribute.value);
+    }
+    return content;
+  }
+
+ protected:
+  PackedAnswer decoded() {
+    return msgpack::unpack(bytes_.data(), bytes_.size())
+        .get()
+        .as<PackedAnswer>();
+  }
+
+ private:
+  template <class IdOf>
+  PackedAnswer make(IdOf idOf) {
+    PackedAnswer answer;
+    answer.status = content_.status;
+    answer.requestId = content_.requestId;
+    answer.attributes.reserve(content_.items.size());
+    for (const Item& item : content_.items)
+      answer.attributes.push_back({idOf(item), makeValue(item)});
+    return answer;
+  }
+  PackedAnswer fromNumbers() {
+    return make([](const Item& item) {
+      return AttributeId{kClass[0], kClass[1], item.number};
+    });
+  }
+
+  const Content content_;
+  PackedAnswer answer_;
+  msgpack::sbuffer bytes_;
+};
+
+class MsgpackStructs final : public Msgpack {
+ public:
+  using Msgpack::Msgpack;
+
+  void decode() override {
+    PackedAnswer answer = decoded();
+    benchmark::DoNotOptimize(answer);
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<System> makeMsgpack(const Content& content) {
+  return std::make_unique<Msgpack>(content);
+}
+
+std::unique_ptr<System> makeMsgpackStructs(const Content& content) {
+  return std::make_unique<MsgpackStructs>(content);
+}
+
+}  // namespace ostrel::bench

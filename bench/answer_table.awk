@@ -1,0 +1,69 @@
+# Makes the table of scripts/bench from the CSV of answer_bench: the medians of
+# the CPU time, in nanoseconds for each attribute, and the ratios of medians.
+
+BEGIN {
+  FS = ","
+  split("1 10 100 1000 shuffled", columns, " ")
+  split("build build-names encode decode print", operations, " ")
+  split("ostrel limit xdr msgpack msgpack-structs capnproto", systems, " ")
+}
+
+/_median"/ {
+  name = $1
+  gsub(/"|_median/, "", name)
+  split(name, part, "/")
+  attributes = part[3] == "shuffled" ? 100 : part[3]
+  median[part[1], part[2], part[3]] = $4 / attributes
+}
+
+# A missing figure is a failure, not a zero.
+function of(operation, name, column) {
+  if ((operation, name, column) in median)
+    return median[operation, name, column]
+  missing = missing " " operation "/" name "/" column
+  return 0
+}
+
+function row(operation, name,    i, line) {
+  line = sprintf("%-12s %-16s", operation, name)
+  for (i = 1; i <= 5; i++)
+    line = line sprintf("%10.1f", of(operation, name, columns[i]))
+  print line
+}
+
+function ratio(operation, name, column, most,    mine, theirs, r) {
+  mine = of(operation, "ostrel", column)
+  theirs = of(operation, name, column)
+  if (theirs == 0) return
+  r = mine / theirs
+  printf "%-12s %-16s %-10s %8.2f %10.2f  %s\n", operation, name, column, r,
+    most, r <= most ? "reached" : "NOT REACHED"
+}
+
+END {
+  print "Nanoseconds for each attribute (medians of the CPU time)\n"
+  printf "%-12s %-16s", "operation", "system"
+  for (i = 1; i <= 5; i++) printf "%10s", columns[i]
+  print ""
+  for (i = 1; i <= 5; i++) {
+    for (j = 1; j <= 6; j++) {
+      if ((operations[i], systems[j], 100) in median)
+        row(operations[i], systems[j])
+    }
+  }
+  print "\nThe library's median divided by another's, and the most that it may be\n"
+  printf "%-12s %-16s %-10s %8s %10s\n", "operation", "other system",
+    "attributes", "ratio", "at most"
+  ratio("encode", "xdr", 100, 0.6)
+  ratio("encode", "limit", 100, 1.7)
+  ratio("decode", "msgpack", 100, 0.6)
+  ratio("decode", "limit", 100, 2.4)
+  ratio("build", "msgpack", 100, 1.2)
+  ratio("build-names", "msgpack", 100, 1.2)
+  ratio("encode", "xdr", "shuffled", 0.6)
+  ratio("decode", "msgpack", "shuffled", 1.0)
+  if (missing != "") {
+    print "No figures for" missing
+    exit 1
+  }
+}
