@@ -99,3 +99,7 @@ seed lists_nested_64         $(repeat 63 80 43 01 01) 80 43 00
 seed lists_nested_too_deep   $(repeat 2200 80 43 01 01) 00
 # shellcheck disable=SC2046
 seed attributes_too_deep     $(repeat 2200 17 0B 00 01) 00
+# shellcheck disable=SC2046
+seed attributes_nested_2000  $(repeat 2000 17 0B 00 01) 00
+# shellcheck disable=SC2046
+seed objects_nested_2000     $(repeat 2000 19 0A 00 80 43 01 01) 00

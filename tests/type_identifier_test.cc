@@ -549,10 +549,14 @@ TEST(IdentifierBytes, KeepsAskingForTheLargestBodyEvenWhenInvalid) {
   EXPECT_THAT(encodeInto(aid, 17).bytes, IsHex("0B 00"));
 }
 
-TEST(IdentifierBytes, WriteTheValidityAsItIs) {
+TEST(IdentifierBytes, WriteTheLowEightBitsOfTheValidity) {
   veskOid oid("59.6");
   oid.valid = 5;
   EXPECT_THAT(encoded(oid), IsHex("0A 05 01 3B 01 06 00 00"));
+  oid.valid = 0x105;
+  EXPECT_THAT(encoded(oid), IsHex("0A 05 01 3B 01 06 00 00"));
+  oid.valid = 0x100;
+  EXPECT_THAT(encoded(oid), IsHex("0A 00"));
 }
 
 TEST(IdentifierBytes, AcceptAnyValidityAndStoreOne) {
