@@ -1,0 +1,95 @@
+// Requests and their answers: numbers each request, remembers it until its
+// answer comes, and sends it again when its time has passed. Nothing happens by
+// itself: whoever owns a handler calls tick().
+
+#ifndef OSTREL_TRANSACTION_H
+#define OSTREL_TRANSACTION_H
+
+#include <netinet/in.h>
+#include <ostrel/export.h>
+#include <ostrel/timelist.h>
+
+#include <cstdint>
+
+class veskMessageHandler;
+class veskPDU;
+
+namespace ostrel {
+class PendingIndex;
+}  // namespace ostrel
+
+// One request that waits for its answer.
+struct OSTREL_API pendingRequest {
+  sockaddr_in destination;
+  veskPDU* request;  // the sender's; must live as long as it is pending
+  long timeout;      // seconds from the last transmission to the next
+  int retriesLeft;   // transmissions that may still follow
+  int multicast;     // 1: sent to a group, so answers may be many; else 0
+};
+
+// Sends requests and matches answers to them, over a socket of its own. Its
+// operations return the codes of veskError.h: 0, 10 "Network Error" or
+// 11 "Encode/decode Error". Used by one thread at a time.
+class OSTREL_API veskTransactionHandler {
+ public:
+  veskTransactionHandler();
+
+  // Closes and destroys the message handler.
+  // Kept: frees no pending record; pending.clear(1) before does.
+  ~veskTransactionHandler();
+
+  veskTransactionHandler(const veskTransactionHandler&) = delete;
+  veskTransactionHandler& operator=(const veskTransactionHandler&) = delete;
+
+  // Opens the socket, on a port that the system chooses. Returns the
+  // descriptor, or -1 with the cause in errno.
+  int open();
+
+  // Writes the next request id into the PDU, sends it and remembers it as
+  // pending. The PDU stays the caller's, who keeps it until its answer has
+  // come, tick() has given it up, or flush() has forgotten it. Returns 0, or
+  // the code of the failed send, with nothing remembered.
+  int send(const sockaddr_in* to, veskPDU* pdu);
+
+  // Takes one datagram off the socket, waiting for one if there is none. When
+  // it completes the answer to a pending request, *pdu receives it, which the
+  // caller clears and deletes; otherwise *pdu is null. `from` receives the
+  // datagram's sender; may be null. An answer ends its request, unless that
+  // went to a group. Answers to no pending request are dropped. Returns what
+  // the message handler's recv() returns: 0 without a PDU is no failure.
+  // Kept: answers are matched by request id alone, whoever sends them.
+  int recv(sockaddr_in* from, veskPDU** pdu);
+
+  // Sends again what is due, and gives up requests that have no transmission
+  // left: each call at most one, whose PDU is then in *pdu and is the caller's
+  // as it always was, with 10 in *err and errno ETIMEDOUT. A request that
+  // cannot be sent again is given up as well, with the code in *err. Otherwise
+  // *pdu is null and *err 0.
+  // *next receives the seconds until the earliest pending request is due, and
+  // is left alone when none is pending; it may be null.
+  // Returns 1 when another request is due at once: call again. Else 0.
+  int tick(long* next, int* err, veskPDU** pdu);
+
+  // Forgets the pending request with this id, the first if several have it.
+  // Returns 1, or 0 when none has it.
+  // Kept: requests that are due later fall due earlier, by the time that was
+  // left between this one and the one before it.
+  int flush(unsigned int id);
+
+  // Closes the socket; what is pending stays pending. Returns 1, or 0 when none
+  // is open or the system reports a failure.
+  int close();
+
+  veskMessageHandler* messageHandler;  // owned
+  std::uint32_t nextRequestId;         // of the next request; wraps around
+  timeoutList pending;                 // of pendingRequest*, made with new, due
+                                       // at their next transmission
+  long initialTimeout;                 // seconds to the first retransmission;
+                                       // then doubled each time. At first 3
+  int retries;                         // transmissions after the first; 2
+
+ private:
+  ostrel::PendingIndex* index_;  // owned
+};
+
+#endif  // OSTREL_TRANSACTION_H

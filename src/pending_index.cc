@@ -1,0 +1,107 @@
+#include "pending_index.h"
+
+#include <ostrel/veskPDU.h>
+
+namespace ostrel {
+namespace {
+
+constexpr std::uint64_t kNeverRight = ~std::uint64_t{0};
+constexpr std::uint32_t kHalfOfAllIds = 0x80000000;
+
+pendingRequest* recordOf(const timeoutEntry* entry) {
+  return static_cast<pendingRequest*>(entry->data);
+}
+
+std::uint32_t idOf(const timeoutEntry* entry) {
+  return recordOf(entry)->request->requestId.value;
+}
+
+// Whether an id was given out lately: it comes before the next one.
+bool wasGivenOut(std::uint32_t id, std::uint32_t nextId) {
+  return id != nextId && nextId - id <= kHalfOfAllIds;
+}
+
+}  // namespace
+
+void PendingIndex::beforeStamp(const veskPDU* pdu) {
+  const auto found = entries_.find(pdu->requestId.value);
+  if (found == entries_.end()) return;
+  if (found->second != nullptr && changes_ == queue_.changes() &&
+      recordOf(found->second)->request != pdu) {
+    return;
+  }
+  // It may be pending already, and its record changes its id with it.
+  changes_ = kNeverRight;
+}
+
+void PendingIndex::insert(long seconds, pendingRequest* record) {
+  const bool right = changes_ == queue_.changes();
+  timeoutEntry* entry = queue_.insert(seconds, record);
+  if (!right) return;
+  file(entry);
+  changes_ = queue_.changes();
+}
+
+pendingRequest* PendingIndex::pop() {
+  const bool right = forget(queue_.anchor.next);
+  auto* record = static_cast<pendingRequest*>(queue_.pop());
+  if (right) changes_ = queue_.changes();
+  return record;
+}
+
+pendingRequest* PendingIndex::remove(timeoutEntry* entry) {
+  const bool right = forget(entry);
+  pendingRequest* record = recordOf(entry);
+  queue_.removeEntry(entry);
+  if (right) changes_ = queue_.changes();
+  return record;
+}
+
+timeoutEntry* PendingIndex::find(std::uint32_t id, std::uint32_t nextId) {
+  if (changes_ != queue_.changes()) refresh();
+  const auto found = entries_.find(id);
+  if (found == entries_.end()) {
+    // Nobody waits for it any more. An id that was never given out can only be
+    // one that the program wrote into a pending PDU itself.
+    return wasGivenOut(id, nextId) ? nullptr : walk(id);
+  }
+  timeoutEntry* entry = found->second;
+  if (entry != nullptr && idOf(entry) == id) return entry;
+  entry = walk(id);
+  if (entry == nullptr) entries_.erase(found);
+  return entry;
+}
+
+void PendingIndex::refresh() {
+  entries_.clear();
+  for (unsigned i = 0; i < queue_.count; ++i) file(queue_.index(i));
+  changes_ = queue_.changes();
+}
+
+void PendingIndex::file(timeoutEntry* entry) {
+  const auto [place, isNew] = entries_.emplace(idOf(entry), entry);
+  if (!isNew) place->second = nullptr;
+}
+
+// Whether the index is right still once the entry is gone. It is not when the
+// entry is filed elsewhere, its id having been changed, or shares its id.
+bool PendingIndex::forget(timeoutEntry* entry) {
+  if (changes_ != queue_.changes()) return false;
+  const auto found = entries_.find(idOf(entry));
+  if (found == entries_.end() || found->second != entry) {
+    changes_ = kNeverRight;
+    return false;
+  }
+  entries_.erase(found);
+  return true;
+}
+
+timeoutEntry* PendingIndex::walk(std::uint32_t id) {
+  for (unsigned i = 0; i < queue_.count; ++i) {
+    timeoutEntry* entry = queue_.index(i);
+    if (idOf(entry) == id) return entry;
+  }
+  return nullptr;
+}
+
+}  // namespace ostrel

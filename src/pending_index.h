@@ -1,0 +1,54 @@
+// Finds the pending request with a given id without walking the queue: the way
+// of every answer, with thousands of requests outstanding.
+//
+// What it finds is what a walk from the front would find, the first record in
+// queue order whose PDU has the id now. So the queue may be changed behind its
+// back, ids may be shared, and a PDU may be sent while it is still pending: it
+// then looks at the whole queue again.
+
+#ifndef OSTREL_SRC_PENDING_INDEX_H
+#define OSTREL_SRC_PENDING_INDEX_H
+
+#include <ostrel/timelist.h>
+#include <ostrel/transaction.h>
+
+#include <cstdint>
+#include <unordered_map>
+
+namespace ostrel {
+
+class PendingIndex {
+ public:
+  explicit PendingIndex(timeoutList& queue) : queue_(queue) {}
+
+  // To be called before a PDU gets another id.
+  void beforeStamp(const veskPDU* pdu);
+
+  // Puts a record into the queue, due in so many seconds.
+  void insert(long seconds, pendingRequest* record);
+
+  // Takes the first record out of the queue, which is not empty.
+  pendingRequest* pop();
+
+  // Takes an entry out of the queue and returns its record.
+  pendingRequest* remove(timeoutEntry* entry);
+
+  // The first entry whose request has this id, or null. nextId is the id of the
+  // next request: those just below it have been given out before.
+  timeoutEntry* find(std::uint32_t id, std::uint32_t nextId);
+
+ private:
+  void refresh();
+  void file(timeoutEntry* entry);
+  bool forget(timeoutEntry* entry);
+  timeoutEntry* walk(std::uint32_t id);
+
+  timeoutList& queue_;
+  // Null where several entries share the id, or did.
+  std::unordered_map<std::uint32_t, timeoutEntry*> entries_;
+  std::uint64_t changes_ = 0;  // of the queue, when the index was last right
+};
+
+}  // namespace ostrel
+
+#endif  // OSTREL_SRC_PENDING_INDEX_H

@@ -1,0 +1,96 @@
+// Sending, matching and sending again.
+
+#include <ostrel/message.h>
+#include <ostrel/transaction.h>
+#include <ostrel/veskPDU.h>
+
+#include <cerrno>
+
+#include "codes.h"
+#include "pending_index.h"
+#include "seconds.h"
+
+namespace {
+
+constexpr long kInitialTimeout = 3;
+constexpr int kRetries = 2;
+
+int isMulticast(const sockaddr_in& address) {
+  return IN_MULTICAST(ntohl(address.sin_addr.s_addr)) ? 1 : 0;
+}
+
+}  // namespace
+
+veskTransactionHandler::veskTransactionHandler()
+    : messageHandler(new veskMessageHandler),
+      nextRequestId(0),
+      initialTimeout(kInitialTimeout),
+      retries(kRetries),
+      index_(new ostrel::PendingIndex(pending)) {}
+
+veskTransactionHandler::~veskTransactionHandler() {
+  close();
+  delete messageHandler;
+  delete index_;
+}
+
+int veskTransactionHandler::open() { return messageHandler->open(0); }
+
+int veskTransactionHandler::send(const sockaddr_in* to, veskPDU* pdu) {
+  index_->beforeStamp(pdu);
+  pdu->requestId = veskUnsignedInt(nextRequestId++);
+  const int code = messageHandler->send(to, pdu);
+  if (code != ostrel::kNoError) return code;
+  index_->insert(initialTimeout, new pendingRequest{*to, pdu, initialTimeout,
+                                                    retries, isMulticast(*to)});
+  return ostrel::kNoError;
+}
+
+int veskTransactionHandler::recv(sockaddr_in* from, veskPDU** pdu) {
+  *pdu = nullptr;
+  const int code = messageHandler->recv(from, pdu);
+  if (*pdu == nullptr) return code;
+  timeoutEntry* entry = index_->find((*pdu)->requestId.value, nextRequestId);
+  if (entry == nullptr) {
+    (*pdu)->clear();
+    veskType::destroyDecoded(*pdu);
+    *pdu = nullptr;
+    return code;
+  }
+  const auto* record = static_cast<pendingRequest*>(entry->data);
+  if (record->multicast == 0) delete index_->remove(entry);
+  return code;
+}
+
+int veskTransactionHandler::tick(long* next, int* err, veskPDU** pdu) {
+  *err = ostrel::kNoError;
+  *pdu = nullptr;
+  while (pending.tick(next) == 1) {
+    pendingRequest* record = index_->pop();
+    int code = ostrel::kNetworkError;
+    if (record->retriesLeft > 0) {
+      code = messageHandler->send(&record->destination, record->request);
+    } else {
+      errno = ETIMEDOUT;
+    }
+    if (record->retriesLeft <= 0 || code != ostrel::kNoError) {
+      *err = code;
+      *pdu = record->request;
+      delete record;
+      return pending.tick(next);
+    }
+    record->timeout = ostrel::addSeconds(record->timeout, record->timeout);
+    record->retriesLeft--;
+    index_->insert(record->timeout, record);
+  }
+  return 0;
+}
+
+int veskTransactionHandler::flush(unsigned int id) {
+  timeoutEntry* entry = index_->find(id, nextRequestId);
+  if (entry == nullptr) return 0;
+  delete index_->remove(entry);
+  return 1;
+}
+
+int veskTransactionHandler::close() { return messageHandler->close(); }
