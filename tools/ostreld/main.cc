@@ -1,0 +1,188 @@
+// The servers' command line.
+
+#include <arpa/inet.h>
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "log.h"
+#include "serve.h"
+
+namespace {
+
+using ostreld::Level;
+
+constexpr int kExitUsage = 2;
+constexpr int kExitSetup = 3;
+
+const std::map<std::string, Level> kLevels = {{"error", Level::kError},
+                                              {"warning", Level::kWarning},
+                                              {"info", Level::kInfo},
+                                              {"debug", Level::kDebug}};
+
+std::vector<std::string> levelNames() {
+  std::vector<std::string> names;
+  for (const auto& [name, level] : kLevels) names.push_back(name);
+  return names;
+}
+
+struct Common {
+  std::string listen = "127.0.0.1";
+  std::string level = "info";
+};
+
+void addCommon(CLI::App* command, Common* common) {
+  command
+      ->add_option("--listen", common->listen,
+                   "IPv4 address to listen on; 0.0.0.0 stands for all of this "
+                   "machine's")
+      ->check(CLI::Validator(CLI::ValidIPV4).description(""))
+      ->type_name("ADDRESS")
+      ->capture_default_str();
+  command
+      ->add_option("--log-level", common->level,
+                   "What is logged to standard error, with all that is more "
+                   "important: error, warning, info or debug")
+      ->check(CLI::IsMember(levelNames()).description(""))
+      ->capture_default_str();
+}
+
+// Where a service's or user's state belongs.
+std::string defaultStore() {
+  const auto value = [](const char* name) {
+    const char* text = std::getenv(name);
+    return std::string(text == nullptr ? "" : text);
+  };
+  const std::string service = value("STATE_DIRECTORY");
+  if (!service.empty()) return service + "/objects.db";
+  std::string state = value("XDG_STATE_HOME");
+  if (state.empty()) state = value("HOME") + "/.local/state";
+  return state + "/ostreld/objects.db";
+}
+
+void makeFolderOf(const std::string& store) {
+  const auto folder = std::filesystem::path(store).parent_path();
+  if (!folder.empty()) std::filesystem::create_directories(folder);
+}
+
+struct ServeArguments {
+  Common common;
+  ostreld::ServeOptions options;
+  std::string store;
+  bool memory = false;
+  bool readOnly = false;
+  std::vector<std::string> writers;
+};
+
+void addServe(CLI::App* app, ServeArguments* arguments) {
+  CLI::App* serve = app->add_subcommand("serve", "Run an object server");
+  serve->footer(
+      "Requests from this machine may write, others may not, unless --writer "
+      "or\n--read-only say otherwise. A principal is what the sender claims to "
+      "be.\n\n"
+      "Examples:\n"
+      "  ostreld serve                          objects in the state "
+      "directory\n"
+      "  ostreld serve --memory                 objects that end with the "
+      "server\n"
+      "  ostreld serve --listen 127.0.0.2 --store second.db\n"
+      "  ostreld serve --listen 0.0.0.0 --writer 59.110.1.1000\n\n"
+      "SIGTERM and Ctrl-C end it.");
+  addCommon(serve, &arguments->common);
+  auto& options = arguments->options;
+  serve->add_option("--port", options.port, "UDP port; clients use 5135")
+      ->capture_default_str();
+  auto* store = serve
+                    ->add_option("--store", arguments->store,
+                                 "File that holds the objects")
+                    ->default_str(defaultStore());
+  serve
+      ->add_flag("--memory", arguments->memory,
+                 "Keep the objects in memory alone")
+      ->excludes(store);
+  auto* readOnly =
+      serve->add_flag("--read-only", arguments->readOnly, "Nobody may write");
+  serve
+      ->add_option("--writer", arguments->writers,
+                   "Principal whose requests may write, from anywhere; may be "
+                   "repeated; \"any\" stands for every request")
+      ->excludes(readOnly)
+      ->allow_extra_args(false);
+  serve
+      ->add_option("--max-request", options.longestRequest,
+                   "Longest request, in bytes")
+      ->capture_default_str();
+  serve
+      ->add_option("--max-answer", options.longestAnswer,
+                   "Longest answer, in bytes; instead of a longer one error "
+                   "255 is sent")
+      ->capture_default_str();
+  serve
+      ->add_option("--rate", options.requestsPerSecond,
+                   "Requests in a second that are answered for each sender's "
+                   "address; 0: all")
+      ->capture_default_str();
+  serve
+      ->add_option("--clock-rate", options.clockRate,
+                   "Let the hours of registrations pass so many times as fast")
+      ->check(CLI::PositiveNumber)
+      ->group("");
+}
+
+in_addr addressOf(const std::string& text) {
+  in_addr address = {};
+  inet_pton(AF_INET, text.c_str(), &address);
+  return address;
+}
+
+int runServe(ServeArguments& arguments) {
+  auto& options = arguments.options;
+  options.listen = addressOf(arguments.common.listen);
+  if (arguments.readOnly) {
+    options.policy = ostreld::Policy::readOnly();
+  } else if (!arguments.writers.empty()) {
+    options.policy = ostreld::Policy::writers(arguments.writers);
+  }
+  if (arguments.memory) {
+    options.store = ":memory:";
+  } else {
+    options.store = arguments.store.empty() ? defaultStore() : arguments.store;
+    // What the objects hold is nobody else's business.
+    umask(S_IRWXG | S_IRWXO);
+    makeFolderOf(options.store);
+  }
+  return ostreld::serve(options);
+}
+
+}  // namespace
+
+int main(int count, char** texts) {
+  CLI::App app("Servers for objects of system administration.", "ostreld");
+  app.set_version_flag("--version", std::string("ostreld " OSTREL_VERSION));
+  app.require_subcommand(1);
+  app.get_formatter()->column_width(30);
+  app.footer("ostreld COMMAND --help says more about each.");
+  ServeArguments serve;
+  addServe(&app, &serve);
+  try {
+    app.parse(count, texts);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kExitUsage;
+  }
+  try {
+    ostreld::setLogLevel(kLevels.at(serve.common.level));
+    return runServe(serve);
+  } catch (const std::invalid_argument& error) {
+    ostreld::log(Level::kError, error.what());
+    return kExitUsage;
+  } catch (const std::exception& error) {
+    ostreld::log(Level::kError, error.what());
+    return kExitSetup;
+  }
+}

@@ -1,0 +1,24 @@
+#include "rate_limit.h"
+
+#include <algorithm>
+
+namespace ostreld {
+
+bool RateLimit::allows(in_addr sender, Time now) {
+  if (perSecond_ == 0) return true;
+  // Whoever sends from many addresses starts with new buckets at times; that
+  // costs less than memory without a bound.
+  if (buckets_.size() >= kMostSenders && buckets_.count(sender.s_addr) == 0)
+    buckets_.clear();
+  Bucket& bucket = buckets_.try_emplace(sender.s_addr, Bucket{perSecond_, now})
+                       .first->second;
+  const std::chrono::duration<double> passed = now - bucket.at;
+  bucket.tokens =
+      std::min(perSecond_, bucket.tokens + passed.count() * perSecond_);
+  bucket.at = now;
+  if (bucket.tokens < 1) return false;
+  bucket.tokens -= 1;
+  return true;
+}
+
+}  // namespace ostreld

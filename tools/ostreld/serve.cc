@@ -1,0 +1,129 @@
+#include "serve.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+
+#include "clock.h"
+#include "dispatcher.h"
+#include "host_manager.h"
+#include "log.h"
+#include "principals.h"
+#include "rate_limit.h"
+#include "registrations.h"
+#include "service.h"
+#include "signals.h"
+#include "store.h"
+#include "udp_socket.h"
+
+namespace ostreld {
+namespace {
+
+// Requests that are answered before signals and timers have their turn.
+constexpr int kBatch = 64;
+constexpr double kRetrySeconds = 10;
+constexpr double kLongestWait = 3600;
+constexpr double kMillisecondsPerSecond = 1000;
+
+class ObjectServer {
+ public:
+  explicit ObjectServer(const ServeOptions& options)
+      : clock_(options.clockRate),
+        clockRate_(options.clockRate),
+        socket_(options.listen, options.port, options.longestRequest),
+        store_(options.store),
+        registrations_(&store_, &clock_),
+        host_(options.listen),
+        dispatcher_(&store_, &registrations_, options.policy),
+        service_(&store_, &registrations_, &dispatcher_, options.longestAnswer),
+        rate_(options.requestsPerSecond) {
+    dispatcher_.add(&host_);
+    dispatcher_.add(&principals_);
+  }
+
+  int run() {
+    for (;;) {
+      const int wait = runTimers();
+      pollfd ready[] = {{socket_.socket, POLLIN, 0},
+                        {signals_.descriptor(), POLLIN, 0}};
+      poll(ready, 2, wait);
+      if (ready[1].revents != 0 && ended()) return 0;
+      if (ready[0].revents != 0) answerRequests();
+    }
+  }
+
+ private:
+  // Returns the milliseconds until the next timer.
+  int runTimers() {
+    double wait = kRetrySeconds;
+    try {
+      wait = registrations_.tick();
+    } catch (const StoreError& error) {
+      log(Level::kError, error.what());
+    }
+    sendEvents();
+    wait = std::min(wait, kLongestWait) / clockRate_ * kMillisecondsPerSecond;
+    return std::max(0, static_cast<int>(std::ceil(wait)));
+  }
+
+  bool ended() {
+    while (const int signal = signals_.take()) {
+      if (signal == SIGHUP) continue;
+      log(Level::kInfo, "ended by a signal");
+      return true;
+    }
+    return false;
+  }
+
+  void answerRequests() {
+    for (int i = 0; i < kBatch; ++i) {
+      sockaddr_in from = {};
+      std::string request;
+      const auto taken = socket_.take(&from, &request);
+      if (taken == UdpSocket::Taken::kNothing) return;
+      if (taken == UdpSocket::Taken::kPart) continue;
+      const auto now = std::chrono::steady_clock::now();
+      if (!rate_.allows(from.sin_addr, now)) {
+        log(Level::kDebug, "too many requests of " + text(from));
+        continue;
+      }
+      std::string answer = service_.handle(from, request, now);
+      if (!answer.empty()) socket_.sendTo(from, answer);
+      sendEvents();
+    }
+  }
+
+  void sendEvents() {
+    for (Outgoing& event : registrations_.takeOutgoing())
+      socket_.sendTo(event.to, event.bytes);
+  }
+
+  Signals signals_;
+  SystemClock clock_;
+  double clockRate_;
+  UdpSocket socket_;
+  Store store_;
+  Registrations registrations_;
+  HostManager host_;
+  Principals principals_;
+  Dispatcher dispatcher_;
+  Service service_;
+  RateLimit rate_;
+};
+
+}  // namespace
+
+int serve(const ServeOptions& options) {
+  ObjectServer server(options);
+  sockaddr_in address = {};
+  address.sin_addr = options.listen;
+  address.sin_port = htons(options.port);
+  log(Level::kInfo,
+      "object server on " + text(address) + ", objects in " +
+          (options.store == ":memory:" ? "memory" : options.store));
+  return server.run();
+}
+
+}  // namespace ostreld

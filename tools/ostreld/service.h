@@ -1,0 +1,47 @@
+// The object server without its socket: from the bytes of a request to the
+// bytes of its answer, with everything that makes an answer a promise. One
+// transaction for each request, on the disk before there is an answer; one
+// execution, however often the request arrives.
+
+#ifndef OSTRELD_SERVICE_H
+#define OSTRELD_SERVICE_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "answer_cache.h"
+#include "dispatcher.h"
+#include "registrations.h"
+#include "store.h"
+
+namespace ostreld {
+
+class Service {
+ public:
+  // What is given has to outlive this object. An answer that would be longer
+  // than `longestAnswer` bytes is a refusal instead.
+  Service(Store* store, Registrations* registrations, Dispatcher* dispatcher,
+          std::size_t longestAnswer);
+
+  // The answer's bytes; empty when there is nothing to answer.
+  std::string handle(const sockaddr_in& from, std::string_view request,
+                     AnswerCache::Time now);
+
+ private:
+  std::string execute(veskPDU& request, const sockaddr_in& from,
+                      const std::string& key);
+  std::string encode(veskPDU& request, veskPDU& answer);
+  void logRequest(veskPDU& request, const sockaddr_in& from);
+
+  Store* store_;
+  Registrations* registrations_;
+  Dispatcher* dispatcher_;
+  std::size_t longestAnswer_;
+  AnswerCache answers_;
+};
+
+}  // namespace ostreld
+
+#endif  // OSTRELD_SERVICE_H

@@ -1,0 +1,30 @@
+#include "signals.h"
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+namespace ostreld {
+
+Signals::Signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, signal);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  descriptor_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
+  if (descriptor_ < 0)
+    throw std::system_error(errno, std::generic_category(), "signalfd");
+}
+
+Signals::~Signals() { close(descriptor_); }
+
+int Signals::take() {
+  signalfd_siginfo info = {};
+  if (read(descriptor_, &info, sizeof info) != sizeof info) return 0;
+  return static_cast<int>(info.ssi_signo);
+}
+
+}  // namespace ostreld

@@ -1,0 +1,219 @@
+#include "store.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "codes.h"
+
+namespace ostreld {
+namespace {
+
+constexpr std::int64_t kSchemaVersion = 1;
+constexpr std::size_t kComponentBytes = 4;
+constexpr std::size_t kClassBytes = 2 * kComponentBytes;
+
+// Identifiers are stored most significant byte first: their order as bytes is
+// their order as numbers.
+void appendNumber(std::string* key, std::uint32_t number) {
+  for (int shift = 24; shift >= 0; shift -= 8)
+    key->push_back(static_cast<char>(number >> shift & 0xFF));
+}
+
+template <class Identifier>
+std::string keyOf(const Identifier& id) {
+  std::string key;
+  for (const std::uint32_t number : id.component) appendNumber(&key, number);
+  return key;
+}
+
+template <class Identifier>
+Identifier fromKey(std::string_view key) {
+  Identifier id;
+  id.valid = 1;
+  for (std::size_t i = 0; i < std::size(id.component); ++i) {
+    std::uint32_t number = 0;
+    for (std::size_t at = 0; at < kComponentBytes; ++at) {
+      const std::size_t position = i * kComponentBytes + at;
+      const auto byte = position < key.size()
+                            ? static_cast<unsigned char>(key[position])
+                            : 0U;
+      number = number << 8 | byte;
+    }
+    id.component[i] = number;
+  }
+  return id;
+}
+
+}  // namespace
+
+Store::Schema::Schema(Database& database, const std::string& path) {
+  try {
+    prepare(database);
+  } catch (const StoreError& error) {
+    const bool busy = sqlite3_errcode(database.handle()) == SQLITE_BUSY;
+    throw StoreError("cannot use the store " + path + ": " +
+                     (busy ? "another server is using it (database is locked)"
+                           : error.what()));
+  }
+}
+
+void Store::Schema::prepare(Database& database) {
+  // A second server on the same file would not know of this one's
+  // registrations, so the file is ours alone.
+  database.execute("PRAGMA locking_mode = EXCLUSIVE");
+  database.execute("PRAGMA journal_mode = WAL");
+  database.execute("PRAGMA synchronous = FULL");
+  Transaction transaction(database);
+  const std::int64_t version = database.number("PRAGMA user_version");
+  if (version > kSchemaVersion)
+    throw StoreError("it was written by a later version of ostreld");
+  if (version == 0) {
+    database.execute(
+        "CREATE TABLE object (oid BLOB PRIMARY KEY) WITHOUT ROWID;"
+        "CREATE TABLE attribute (oid BLOB, aid BLOB, value BLOB NOT NULL,"
+        "  PRIMARY KEY (oid, aid)) WITHOUT ROWID;"
+        "CREATE TABLE counter (class BLOB PRIMARY KEY, last INTEGER NOT NULL)"
+        "  WITHOUT ROWID;"
+        "CREATE TABLE answer (request BLOB PRIMARY KEY,"
+        "  expires INTEGER NOT NULL, answer BLOB NOT NULL) WITHOUT ROWID;"
+        "CREATE INDEX answer_expires ON answer (expires);"
+        "PRAGMA user_version = 1");
+  }
+  transaction.commit();
+}
+
+Store::Store(const std::string& path)
+    : database_(path),
+      schema_(database_, path),
+      classesQuery_(database_,
+                    "SELECT DISTINCT substr(oid, 1, 8) FROM object ORDER BY 1"),
+      listQuery_(database_,
+                 "SELECT oid FROM object WHERE oid BETWEEN ? AND ?"
+                 " ORDER BY oid"),
+      objectQuery_(database_, "SELECT 1 FROM object WHERE oid = ?"),
+      attributesQuery_(database_,
+                       "SELECT aid, value FROM attribute WHERE oid = ?"
+                       " ORDER BY aid"),
+      insertObject_(database_, "INSERT INTO object VALUES (?)"),
+      removeObject_(database_, "DELETE FROM object WHERE oid = ?"),
+      removeAttributes_(database_, "DELETE FROM attribute WHERE oid = ?"),
+      writeAttribute_(database_, "REPLACE INTO attribute VALUES (?, ?, ?)"),
+      takeNumber_(database_,
+                  "INSERT INTO counter VALUES (?, 1)"
+                  " ON CONFLICT DO UPDATE SET last = last + 1 RETURNING last"),
+      keepAnswer_(database_, "REPLACE INTO answer VALUES (?, ?, ?)"),
+      forgetAnswers_(database_, "DELETE FROM answer WHERE expires < ?"),
+      answersQuery_(database_, "SELECT request, answer FROM answer") {}
+
+std::vector<veskOid> Store::classes() {
+  std::vector<veskOid> result;
+  Rows rows(classesQuery_);
+  while (rows.next()) result.push_back(fromKey<veskOid>(rows.bytes(0)));
+  return result;
+}
+
+int Store::list(veskOid& classOid, veskList* oids) {
+  const std::string first = keyOf(classOid);
+  std::string last = first.substr(0, kClassBytes);
+  last.resize(first.size(), '\xFF');
+  Rows rows(listQuery_, std::string_view(first), std::string_view(last));
+  while (rows.next())
+    oids->append(new veskOid(fromKey<veskOid>(rows.bytes(0))));
+  return kNoError;
+}
+
+int Store::verify(veskOid& oid) {
+  const std::string key = keyOf(oid);
+  Rows rows(objectQuery_, std::string_view(key));
+  return rows.next() ? kNoError : kNoSuchName;
+}
+
+int Store::read(veskOid& oid, veskList* attributes) {
+  if (verify(oid) != kNoError) return kNoSuchName;
+  const std::string key = keyOf(oid);
+  Rows rows(attributesQuery_, std::string_view(key));
+  while (rows.next()) {
+    auto attribute = make<veskAttribute>();
+    attribute->id = fromKey<veskAid>(rows.bytes(0));
+    attribute->value = decoded(rows.bytes(1)).release();
+    attributes->append(attribute.release());
+  }
+  return kNoError;
+}
+
+int Store::set(const Asker&, veskOid& oid, veskList& attributes,
+               veskList* errors) {
+  if (verify(oid) != kNoError) return kNoSuchName;
+  Transaction transaction(database_);
+  veskList good;
+  forEach(attributes, [&](unsigned, veskType* element) {
+    if (writable(element) == kNoError) good.append(element);
+  });
+  write(keyOf(oid), good);
+  transaction.commit();
+  return checkWritable(attributes, errors);
+}
+
+int Store::create(const Asker&, veskOid& classOid, veskList& attributes,
+                  veskOid* created, veskList* errors) {
+  const int code = checkWritable(attributes, errors);
+  if (code != kNoError) return code;
+  Transaction transaction(database_);
+  const std::string classKey = keyOf(classOid).substr(0, kClassBytes);
+  const auto number = static_cast<std::uint64_t>(takeNumber(classKey));
+  veskOid oid;
+  oid.set(classOid, static_cast<unsigned>(number >> 32),
+          static_cast<unsigned>(number & 0xFFFFFFFF));
+  const std::string key = keyOf(oid);
+  Rows(insertObject_, std::string_view(key)).finish();
+  write(key, attributes);
+  transaction.commit();
+  *created = oid;
+  return kNoError;
+}
+
+int Store::remove(const Asker&, veskOid& oid) {
+  if (verify(oid) != kNoError) return kNoSuchName;
+  const std::string key = keyOf(oid);
+  Transaction transaction(database_);
+  Rows(removeAttributes_, std::string_view(key)).finish();
+  Rows(removeObject_, std::string_view(key)).finish();
+  transaction.commit();
+  return kNoError;
+}
+
+void Store::keepAnswer(std::string_view request, std::string_view answer,
+                       std::int64_t expires) {
+  Rows(keepAnswer_, request, expires, answer).finish();
+}
+
+void Store::forgetAnswers(std::int64_t now) {
+  Rows(forgetAnswers_, now).finish();
+}
+
+void Store::eachAnswer(const SeeAnswer& see) {
+  Rows rows(answersQuery_);
+  while (rows.next()) see(rows.bytes(0), rows.bytes(1));
+}
+
+// The next number of a class; it is never given out again.
+std::int64_t Store::takeNumber(const std::string& classKey) {
+  Rows rows(takeNumber_, std::string_view(classKey));
+  if (!rows.next()) database_.fail("no number for a new object");
+  return rows.number(0);
+}
+
+// Attributes that are writable, the last of several with one identifier.
+void Store::write(const std::string& oidKey, veskList& attributes) {
+  forEach(attributes, [&](unsigned, veskType* element) {
+    auto& attribute = dynamic_cast<veskAttribute&>(*element);
+    const auto value = encoded(*attribute.value, kLongestValue);
+    if (!value) throw StoreError("a value has no encoding");
+    const std::string aidKey = keyOf(attribute.id);
+    Rows(writeAttribute_, std::string_view(oidKey), std::string_view(aidKey),
+         std::string_view(*value))
+        .finish();
+  });
+}
+
+}  // namespace ostreld

@@ -1,0 +1,52 @@
+// A server's socket: the library's fragments on an address of our choice, with
+// a bound on what a request may claim.
+
+#ifndef OSTRELD_UDP_SOCKET_H
+#define OSTRELD_UDP_SOCKET_H
+
+#include <netinet/in.h>
+#include <ostrel/datagram.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ostreld {
+
+class UdpSocket : public veskDatagramHandler {
+ public:
+  // Opens a socket on the address and port (host order). Throws
+  // std::runtime_error with a sentence for the user.
+  UdpSocket(in_addr address, std::uint16_t port, std::size_t longestMessage);
+  ~UdpSocket();
+
+  // Opens a socket for what is sent to a multicast group. It shares its port
+  // with other sockets of the group.
+  struct Group {
+    in_addr address;
+  };
+  UdpSocket(Group group, std::uint16_t port, std::size_t longestMessage);
+
+  // Receives what is sent to the group on the interface with this address.
+  // Returns whether that succeeded; the cause is in errno.
+  bool join(in_addr group, in_addr interface);
+
+  enum class Taken { kNothing, kPart, kMessage };
+
+  // Takes one datagram, never waiting for one. kPart: there was one and it
+  // completed no message.
+  Taken take(sockaddr_in* from, std::string* message);
+
+  // Whether all of it was handed to the system.
+  bool sendTo(const sockaddr_in& to, std::string& message);
+
+ private:
+  void openOn(in_addr address, std::uint16_t port, bool shared);
+
+  std::size_t longestMessage_;
+};
+
+}  // namespace ostreld
+
+#endif  // OSTRELD_UDP_SOCKET_H
