@@ -1,0 +1,65 @@
+// The tree of commands and options, with their help. Shell completion is made
+// from it as well.
+
+#ifndef OSTREL_TOOLS_OSTREL_COMMAND_LINE_H
+#define OSTREL_TOOLS_OSTREL_COMMAND_LINE_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "settings.h"
+#include "verbs.h"
+
+namespace cli {
+
+class CommandLine {
+ public:
+  CommandLine();
+  CommandLine(const CommandLine&) = delete;
+  CommandLine& operator=(const CommandLine&) = delete;
+
+  // Reads the arguments, without the program's name. Throws CLI::ParseError,
+  // which stands for --help and --version too.
+  void parse(std::vector<std::string> arguments);
+
+  // The text of a help or version request, or what to say about a mistake.
+  std::string textFor(const CLI::ParseError& error);
+
+  // Does what was asked for. Throws Failure and TextError.
+  Exit run(Output& output);
+
+  // The name of the command, or "" while there is none.
+  std::string command() const;
+
+  // The object, class or action that it is about, as typed in; may be "".
+  const std::string& subject() const { return id_; }
+
+  const Settings& settings() const { return settings_; }
+  CLI::App& app() { return app_; }
+
+ private:
+  using Run = std::function<Exit(Output&)>;
+
+  CLI::App* add(const std::string& name, const std::string& description,
+                const std::string& more, Run run);
+  void addObjectVerbs();
+  void addClassVerbs();
+  void addOtherVerbs();
+
+  CLI::App app_;
+  Settings settings_;
+  Run run_;
+
+  // What the words of the command line are put into.
+  std::string id_;
+  Words words_;
+  WatchOptions watch_;
+  int hops_ = 8;
+  std::string shell_;
+};
+
+}  // namespace cli
+
+#endif  // OSTREL_TOOLS_OSTREL_COMMAND_LINE_H

@@ -1,0 +1,16 @@
+// Shell completion, made from the tree of commands.
+
+#ifndef OSTREL_TOOLS_OSTREL_COMPLETION_H
+#define OSTREL_TOOLS_OSTREL_COMPLETION_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace cli {
+
+std::string bashCompletion(CLI::App& app);
+std::string zshCompletion(CLI::App& app);
+
+}  // namespace cli
+
+#endif  // OSTREL_TOOLS_OSTREL_COMPLETION_H

@@ -1,0 +1,49 @@
+// --trace: every PDU as text and in hexadecimal, as it leaves and as it
+// arrives. What arrives is looked at before the library takes it off the
+// socket, so that datagrams which it refuses or drops are shown as well.
+
+#ifndef OSTREL_TOOLS_OSTREL_TRACE_H
+#define OSTREL_TOOLS_OSTREL_TRACE_H
+
+#include <netinet/in.h>
+#include <ostrel/veskPDU.h>
+
+#include <string>
+#include <vector>
+
+#include "output.h"
+
+namespace cli {
+
+// "127.0.0.1:5135".
+std::string endpointText(const sockaddr_in& address);
+
+class Trace {
+ public:
+  explicit Trace(Output& output) : output_(output) {}
+
+  // What is sent to somebody; `how` is "sent", "sent again" or "would send".
+  void sent(const char* how, const sockaddr_in& to, veskPDU& pdu);
+
+  // Shows the datagram that waits at a socket, and the PDU once its last
+  // fragment is there.
+  void arriving(int socket);
+
+ private:
+  struct Partial {
+    sockaddr_in from;
+    std::vector<std::string> datagrams;
+  };
+
+  void arrived(const sockaddr_in& from, const std::string& datagram);
+  void show(const char* how, const char* preposition,
+            const sockaddr_in& address, const std::string& pdu,
+            const std::string& bytes, Json json);
+
+  Output& output_;
+  std::vector<Partial> partials_;
+};
+
+}  // namespace cli
+
+#endif  // OSTREL_TOOLS_OSTREL_TRACE_H
