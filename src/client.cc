@@ -1,0 +1,30 @@
+#include "client.h"
+
+#include "platform.h"
+
+namespace ostrel {
+
+int Client::setAccess() {
+  const long user = platform::effectiveUser();
+  if (currentAccess.valid != 0 && currentAccess.id == user) return kNoError;
+  for (unsigned i = 0; i < principalCache.count; i++) {
+    const auto* known = static_cast<idMap*>(principalCache.index(i)->data);
+    if (known->id != user) continue;
+    currentAccess = *known;
+    return kNoError;
+  }
+  idMap found;
+  found.id = user;
+  const int code = getPrincipalOid(user, &found, 0, handler, socket);
+  if (code != kNoError) return code;
+  currentAccess = found;
+  principalCache.append(new idMap(found));
+  return kNoError;
+}
+
+void Client::sign(veskPDU* request) {
+  setAccess();
+  request->principal = currentAccess;
+}
+
+}  // namespace ostrel

@@ -1,0 +1,125 @@
+#include "exchange.h"
+
+#include "platform.h"
+
+namespace ostrel {
+namespace {
+
+constexpr unsigned short kObjectServerPort = 5135;
+constexpr unsigned short kDirectoryPort = 5136;
+constexpr std::uint32_t kDirectoryGroup = 0xe0000102;  // 224.0.1.2
+constexpr unsigned kIPv4 = 2;  // family of an address value
+
+// The address in a value; null when it is no IPv4 address.
+const in_addr* addressOf(veskAddress* value) {
+  if (value == nullptr) return nullptr;
+  unsigned family = 0;
+  const in_addr* address = value->get(&family);
+  return family == kIPv4 ? address : nullptr;
+}
+
+// One request from its sending to its end. However it ends, the handler
+// forgets the request: its owner may free it then.
+class Exchange {
+ public:
+  Exchange(veskTransactionHandler& handler, int socket, veskPDU& request,
+           veskAddress* from = nullptr)
+      : handler_(handler), socket_(socket), request_(request), from_(from) {}
+  ~Exchange() {
+    const KeepErrno keep;
+    handler_.flush(request_.requestId.value);
+  }
+  Exchange(const Exchange&) = delete;
+  Exchange& operator=(const Exchange&) = delete;
+
+  int send(const in_addr& address, unsigned short port);
+
+  // Waits for the next answer, or for whatever leaves none to wait for.
+  Ending next();
+
+ private:
+  veskTransactionHandler& handler_;
+  int socket_;
+  veskPDU& request_;
+  veskAddress* from_;  // null: nobody asks who answered
+  sockaddr_in sender_ = {};
+};
+
+int Exchange::send(const in_addr& address, unsigned short port) {
+  sockaddr_in destination = {};
+  destination.sin_family = AF_INET;
+  destination.sin_port = htons(port);
+  destination.sin_addr = address;
+  return handler_.send(&destination, &request_);
+}
+
+Ending Exchange::next() {
+  for (;;) {
+    // Each turn asks the clock anew: datagrams that answer nothing must not
+    // put off what is due.
+    long seconds = 0;
+    int code = kNoError;
+    veskPDU* pdu = nullptr;
+    handler_.tick(&seconds, &code, &pdu);
+    if (pdu != nullptr) return {code, true, nullptr, pdu};
+
+    const int ready = platform::waitReadable(socket_, seconds, 0);
+    if (ready < 0) return {kNetworkError, true};
+    if (ready == 0) continue;
+
+    code = handler_.recv(&sender_, &pdu);
+    Arrived<veskPDU> answer(pdu);
+    if (from_ != nullptr) *from_ = sender_.sin_addr;
+    if (code == kNoError && answer != nullptr)
+      return {kNoError, true, std::move(answer)};
+  }
+}
+
+}  // namespace
+
+Ending askObjectServer(veskTransactionHandler& handler, int socket,
+                       veskAddress* server, veskPDU& request) {
+  const in_addr* address = addressOf(server);
+  if (address == nullptr) return {kAddressError};
+  Exchange exchange(handler, socket, request);
+  const int code = exchange.send(*address, kObjectServerPort);
+  if (code != kNoError) return {code};
+  return exchange.next();
+}
+
+Ending askDirectory(veskTransactionHandler& handler, int socket,
+                    veskAddress* server, veskPDU& request, veskAddress* from,
+                    bool firstAnswer) {
+  const in_addr group = {htonl(kDirectoryGroup)};
+  const in_addr* address = server == nullptr ? &group : addressOf(server);
+  if (address == nullptr) return {kAddressError};
+  Exchange exchange(handler, socket, request, from);
+  if (exchange.send(*address, kDirectoryPort) != kNoError)
+    return {kNetworkError};
+
+  Arrived<veskPDU> firstError;
+  for (;;) {
+    Ending ending = exchange.next();
+    if (ending.answer == nullptr) {
+      if (ending.gaveUp == nullptr || firstError == nullptr) return ending;
+      return {firstError->status.value, true, std::move(firstError)};
+    }
+    ending.code = ending.answer->status.value;
+    if (ending.code == kNoError || firstAnswer || server != nullptr)
+      return ending;
+    if (firstError == nullptr) firstError = std::move(ending.answer);
+  }
+}
+
+void moveElements(veskList* from, veskList* to) {
+  *to = *from;
+  from->clear(0);
+}
+
+void moveErrors(veskList* from, veskList* to) {
+  if (from->count == 0 || to == nullptr) return;
+  to->clear(1);
+  moveElements(from, to);
+}
+
+}  // namespace ostrel
