@@ -81,31 +81,55 @@ int equalIdentifiers(Identifier& self, veskType& other) {
 }
 
 template <class Identifier>
-unsigned encodeIdentifier(Identifier& self, char* buffer, unsigned length) {
-  ByteWriter writer(buffer, length);
+inline void writeIdentifier(ByteWriter& writer, const Identifier& self) {
+  if (!writer.room(1 + kIdentifierRoom<Identifier>)) return;
   writer.number(self.tag);
-  if (!writer.room(kIdentifierRoom<Identifier>)) return 0;
   const auto validity = static_cast<std::uint8_t>(self.valid);
   writer.number(validity);
-  if (validity == 0) return writer.used();
-  for (const std::uint32_t number : self.component) writer.integer(number);
+  if (validity == 0) return;
+  char* at = writer.at();
+  for (const std::uint32_t number : self.component)
+    at = storeInteger(at, number);
+  writer.moveTo(at);
+}
+
+template <class Identifier>
+unsigned encodeIdentifier(Identifier& self, char* buffer, unsigned length) {
+  ByteWriter writer(buffer, length);
+  writeIdentifier(writer, self);
   return writer.used();
 }
 
-// A component that is longer than it should be, or that the input ends in.
-// Kept: `count` is what followed the validity byte less the length bytes, so
-// it judges more loosely than the buffer, which has the last word; and only
-// when that one judges is the identifier made invalid.
-inline void readOddComponent(ByteReader& reader, std::size_t count,
-                             std::uint32_t* number, std::uint32_t* valid) {
-  const std::size_t significant = reader.number<std::uint8_t>();
-  if (reader.ok() && significant > count) {
-    reader.fail();
-  } else if (!reader.has(significant)) {
-    *valid = 0;
-  } else {
-    *number = reader.significant(significant);
+// Reads the components one by one, with every check.
+// Kept: `count` is what follows the validity byte and goes down by the length
+// bytes alone, so it judges more loosely than the buffer, which has the last
+// word; and only when that one judges is the identifier made invalid.
+template <class Identifier>
+void readComponents(ByteReader& reader, Identifier& self) {
+  std::size_t count = reader.left();
+  for (std::uint32_t& number : self.component) {
+    const std::size_t significant = reader.number<std::uint8_t>();
+    count--;
+    if (reader.ok() && significant > count) return reader.fail();
+    if (!reader.has(significant)) {
+      self.valid = 0;
+      return;
+    }
+    number = reader.significant(significant);
   }
+  self.valid = 1;
+}
+
+// Reads the components at `from`, where there is room for the longest. Returns
+// the place behind them, or null when one is longer than it should be.
+template <class Identifier>
+inline const char* loadComponents(const char* from, Identifier& self) {
+  for (std::uint32_t& number : self.component) {
+    from = loadInteger(from, &number);
+    if (from == nullptr) return nullptr;
+  }
+  self.valid = 1;
+  return from;
 }
 
 template <class Identifier>
@@ -115,14 +139,11 @@ inline void readIdentifier(ByteReader& reader, Identifier& self) {
   if (!reader.has(1)) return;
   self.valid = reader.number<std::uint8_t>();
   if (self.valid == 0) return;
-  std::size_t count = reader.left();
-  for (std::uint32_t& number : self.component) {
-    count--;
-    if (reader.plainInteger(&number)) continue;
-    readOddComponent(reader, count, &number, &self.valid);
-    if (!reader.ok()) return;
+  if (reader.left() >= kIdentifierRoom<Identifier>) {
+    if (const char* behind = loadComponents(reader.at(), self))
+      return reader.moveTo(behind);
   }
-  self.valid = 1;
+  readComponents(reader, self);
 }
 
 template <class Identifier>

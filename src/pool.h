@@ -68,8 +68,10 @@ class Pool {
   static std::size_t slotOf(std::size_t size) {
     return size == 0 ? 0 : (size - 1) / kGrain;
   }
-  static void* refill(std::size_t size);
-  static void overflow(void* memory, std::size_t size) noexcept;
+  // The ways to and from the allocator, kept out of line for the others' sake.
+  [[gnu::noinline, gnu::cold]] static void* refill(std::size_t size);
+  [[gnu::noinline, gnu::cold]] static void overflow(void* memory,
+                                                    std::size_t size) noexcept;
   static void open() noexcept;
 
   struct Closer {

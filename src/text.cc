@@ -43,12 +43,12 @@ Text& Text::add(const char* text) { return add(text, std::strlen(text)); }
 
 Text& Text::add(std::uint32_t number) {
   char digits[kNumberLength];
-  char* first = digits + kNumberLength;
+  std::size_t first = kNumberLength;
   do {
-    *--first = static_cast<char>('0' + number % 10);
+    digits[--first] = static_cast<char>('0' + number % 10);
     number /= 10;
   } while (number != 0);
-  return add(first, static_cast<std::size_t>(digits + kNumberLength - first));
+  return add(digits + first, kNumberLength - first);
 }
 
 Text& Text::add(std::int32_t number) {

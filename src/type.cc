@@ -411,6 +411,7 @@ template <class Counted>
 unsigned encodeCounted(Counted& self, const char* bytes, std::size_t held,
                        char* buffer, unsigned length) {
   ByteWriter writer(buffer, length);
+  if (!writer.room(2 + kIntegerRoom)) return 0;
   writer.number(self.tag);
   writer.number(self.length.tag);
   writer.integer(self.length.value);

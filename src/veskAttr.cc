@@ -34,12 +34,13 @@ veskAttribute::veskAttribute(const veskAttribute& other)
 veskAttribute::~veskAttribute() { destroyValue(value); }
 
 unsigned veskAttribute::encode(char* buffer, unsigned length) {
+  veskType* const held = value;
   ByteWriter writer(buffer, length);
   writer.number(tag);
-  writer.wrote(id.veskAid::encode(writer.at(), writer.left()));
-  writer.number(static_cast<std::uint8_t>(value != nullptr));
-  if (writer.ok() && value != nullptr)
-    writer.wrote(value->encode(writer.at(), writer.left()));
+  writeIdentifier(writer, id);
+  writer.number(static_cast<std::uint8_t>(held != nullptr));
+  if (writer.ok() && held != nullptr)
+    writer.wrote(held->encode(writer.at(), writer.left()));
   return writer.used();
 }
 

@@ -46,9 +46,41 @@ inline std::uint8_t bigEndian(std::uint8_t number) { return number; }
 
 // How many bytes a number has without its leading zero bytes: 0 to 4.
 inline unsigned significantBytes(std::uint32_t number) {
-  // The lowest bit stands in for a zero, which has no highest bit.
-  const unsigned bits = 32u - static_cast<unsigned>(__builtin_clz(number | 1));
-  return number == 0 ? 0 : (bits + 7) / 8;
+  return number == 0 ? 0 : 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
+}
+
+// Writes an integer body at `to`, where kIntegerRoom bytes are free. Returns
+// the place behind it. Most numbers are small: they take the first road.
+inline char* storeInteger(char* to, std::uint32_t value) {
+  if (value <= 0xff) {
+    const bool any = value != 0;
+    to[0] = static_cast<char>(any);
+    to[1] = static_cast<char>(value);
+    return to + 1 + any;
+  }
+  const unsigned significant = significantBytes(value);
+  to[0] = static_cast<char>(significant);
+  // The significant bytes go first; the zeros behind them lie within the room
+  // and are written over or not counted.
+  const std::uint32_t bytes = bigEndian(value << (32 - 8 * significant));
+  std::memcpy(to + 1, &bytes, sizeof bytes);
+  return to + 1 + significant;
+}
+
+// Reads an integer body at `from`, where kIntegerRoom bytes can be read.
+// Returns the place behind it, or null when it claims more than four bytes.
+inline const char* loadInteger(const char* from, std::uint32_t* value) {
+  const std::size_t count = static_cast<unsigned char>(from[0]);
+  if (count == 1) {
+    *value = static_cast<unsigned char>(from[1]);
+    return from + 2;
+  }
+  if (count > sizeof *value) return nullptr;
+  std::uint32_t bytes;
+  std::memcpy(&bytes, from + 1, sizeof bytes);
+  *value = static_cast<std::uint32_t>(std::uint64_t{bigEndian(bytes)} >>
+                                      (32 - 8 * count));
+  return from + 1 + count;
 }
 
 class ByteWriter {
@@ -74,15 +106,7 @@ class ByteWriter {
   // An integer body: a length byte and the bytes without leading zeros.
   void integer(std::uint32_t value) {
     if (left_ < kIntegerRoom) return fail();
-    const unsigned significant = significantBytes(value);
-    *at_ = static_cast<char>(significant);
-    // The significant bytes come first; what the shift brings in behind them
-    // lies within the room and is written over or not counted.
-    const std::uint64_t shifted = std::uint64_t{value}
-                                  << (32 - 8 * significant);
-    const std::uint32_t bytes = bigEndian(static_cast<std::uint32_t>(shifted));
-    std::memcpy(at_ + 1, &bytes, sizeof bytes);
-    advance(1 + significant);
+    moveTo(storeInteger(at_, value));
   }
 
   void bytes(const void* from, std::size_t count) {
@@ -104,6 +128,9 @@ class ByteWriter {
   }
   bool ok() const { return at_ != nullptr; }
   char* at() const { return at_; }
+
+  // Goes on behind what was written at at() after room() had said that it fits.
+  void moveTo(char* behind) { advance(static_cast<std::size_t>(behind - at_)); }
   unsigned left() const { return static_cast<unsigned>(left_); }
 
   // Bytes written, 0 after a failure.
@@ -153,26 +180,16 @@ class ByteReader {
     return value;
   }
 
-  // Reads an integer body that is no longer than it should be and has room
-  // behind it, as nearly all have, with one load. When this is not one, reads
-  // nothing and returns false.
-  bool plainInteger(std::uint32_t* value) {
-    if (left_ < kIntegerRoom) return false;
-    const std::size_t count = static_cast<unsigned char>(*at_);
-    if (count > sizeof *value) return false;
-    std::uint32_t bytes;
-    std::memcpy(&bytes, at_ + 1, sizeof bytes);
-    *value = static_cast<std::uint32_t>(std::uint64_t{bigEndian(bytes)} >>
-                                        (32 - 8 * count));
-    skip(1 + count);
-    return true;
-  }
-
   // An integer body. Kept: it may claim more than four bytes, of which the
   // last four make the number.
   std::uint32_t integer() {
     std::uint32_t value = 0;
-    if (plainInteger(&value)) return value;
+    if (left_ >= kIntegerRoom) {
+      if (const char* behind = loadInteger(at_, &value)) {
+        moveTo(behind);
+        return value;
+      }
+    }
     return significant(number<std::uint8_t>());
   }
 
@@ -185,6 +202,11 @@ class ByteReader {
   void skip(std::size_t bytes) {
     at_ += bytes;
     left_ -= bytes;
+  }
+
+  // Goes on behind what was read at at() after has() had said that it is there.
+  void moveTo(const char* behind) {
+    skip(static_cast<std::size_t>(behind - at_));
   }
 
   // Nothing fits, and nothing is there, once it has failed.
