@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "directory_server.h"
 #include "log.h"
 #include "serve.h"
 
@@ -20,6 +21,7 @@ using ostreld::Level;
 
 constexpr int kExitUsage = 2;
 constexpr int kExitSetup = 3;
+constexpr std::size_t kHelpColumn = 30;
 
 const std::map<std::string, Level> kLevels = {{"error", Level::kError},
                                               {"warning", Level::kWarning},
@@ -80,7 +82,7 @@ struct ServeArguments {
   std::vector<std::string> writers;
 };
 
-void addServe(CLI::App* app, ServeArguments* arguments) {
+CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
   CLI::App* serve = app->add_subcommand("serve", "Run an object server");
   serve->footer(
       "Requests from this machine may write, others may not, unless --writer "
@@ -133,6 +135,72 @@ void addServe(CLI::App* app, ServeArguments* arguments) {
                    "Let the hours of registrations pass so many times as fast")
       ->check(CLI::PositiveNumber)
       ->group("");
+  return serve;
+}
+
+struct DirectoryArguments {
+  Common common;
+  ostreld::DirectoryOptions options;
+  std::vector<std::string> interfaces;
+  bool noMulticast = false;
+};
+
+CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments) {
+  CLI::App* directory =
+      app->add_subcommand("directory", "Run a directory server");
+  directory->footer(
+      "It finds objects by asking all object servers that it knows, and is "
+      "found by\nmulticast to 224.0.1.2.\n\n"
+      "A server file has one HOST or HOST:PORT on each line; # begins a "
+      "comment.\n\n"
+      "Examples:\n"
+      "  ostreld directory --server 127.0.0.1 --server 127.0.0.2\n"
+      "  ostreld directory --listen 0.0.0.0 --servers /etc/ostreld/servers\n\n"
+      "SIGHUP reads the server file again, SIGTERM and Ctrl-C end it.");
+  addCommon(directory, &arguments->common);
+  auto& options = arguments->options;
+  directory->add_option("--port", options.port, "UDP port; clients use 5136")
+      ->capture_default_str();
+  directory
+      ->add_option("--server", options.servers,
+                   "Object server, HOST or HOST:PORT; may be repeated")
+      ->type_name("HOST")
+      ->allow_extra_args(false);
+  directory
+      ->add_option("--servers", options.serverFile, "File of object servers")
+      ->type_name("FILE");
+  directory
+      ->add_option("--interface", arguments->interfaces,
+                   "Address of an interface on which the group is joined; may "
+                   "be repeated; where the server listens unless given")
+      ->check(CLI::Validator(CLI::ValidIPV4).description(""))
+      ->type_name("ADDRESS")
+      ->allow_extra_args(false);
+  directory->add_flag("--no-multicast", arguments->noMulticast,
+                      "Answer only what is sent to this server itself");
+  directory
+      ->add_option("--timeout", options.timeout,
+                   "Seconds until a silent object server is asked again")
+      ->check(CLI::Range(1, 60))
+      ->type_name("SECONDS")
+      ->capture_default_str();
+  directory
+      ->add_option("--retries", options.retries,
+                   "How often it is asked again, each time after twice as long")
+      ->check(CLI::Range(0, 5))
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  directory
+      ->add_option("--max-answer", options.longestAnswer,
+                   "Longest answer, in bytes; instead of a longer one error "
+                   "255 is sent")
+      ->capture_default_str();
+  directory
+      ->add_option("--rate", options.requestsPerSecond,
+                   "Requests in a second that are answered for each sender's "
+                   "address; 0: all")
+      ->capture_default_str();
+  return directory;
 }
 
 in_addr addressOf(const std::string& text) {
@@ -160,24 +228,37 @@ int runServe(ServeArguments& arguments) {
   return ostreld::serve(options);
 }
 
+int runDirectory(DirectoryArguments& arguments) {
+  auto& options = arguments.options;
+  options.listen = addressOf(arguments.common.listen);
+  options.multicast = !arguments.noMulticast;
+  for (const std::string& interface : arguments.interfaces)
+    options.interfaces.push_back(addressOf(interface));
+  return ostreld::serveDirectory(options);
+}
+
 }  // namespace
 
 int main(int count, char** texts) {
   CLI::App app("Servers for objects of system administration.", "ostreld");
   app.set_version_flag("--version", std::string("ostreld " OSTREL_VERSION));
   app.require_subcommand(1);
-  app.get_formatter()->column_width(30);
+  app.get_formatter()->column_width(kHelpColumn);
   app.footer("ostreld COMMAND --help says more about each.");
   ServeArguments serve;
-  addServe(&app, &serve);
+  DirectoryArguments directory;
+  const CLI::App* serves = addServe(&app, &serve);
+  addDirectory(&app, &directory);
   try {
     app.parse(count, texts);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kExitUsage;
   }
   try {
-    ostreld::setLogLevel(kLevels.at(serve.common.level));
-    return runServe(serve);
+    const bool objects = serves->parsed();
+    const Common& common = objects ? serve.common : directory.common;
+    ostreld::setLogLevel(kLevels.at(common.level));
+    return objects ? runServe(serve) : runDirectory(directory);
   } catch (const std::invalid_argument& error) {
     ostreld::log(Level::kError, error.what());
     return kExitUsage;

@@ -1,0 +1,29 @@
+// The object servers that a directory server asks: from the command line and
+// from a file.
+
+#ifndef OSTRELD_SERVER_LIST_H
+#define OSTRELD_SERVER_LIST_H
+
+#include <netinet/in.h>
+
+#include <string>
+#include <vector>
+
+namespace ostreld {
+
+// "HOST" or "HOST:PORT"; a host is a dotted address or a name, which is looked
+// up now. Throws std::runtime_error with a sentence for the user.
+sockaddr_in parseServer(const std::string& entry);
+
+// One entry on each line; "#" begins a comment, empty lines do not count.
+// Throws std::runtime_error, which names the line.
+std::vector<sockaddr_in> readServers(const std::string& path);
+
+bool sameAddress(const sockaddr_in& left, const sockaddr_in& right);
+
+// Each server once, the first mention first.
+std::vector<sockaddr_in> withoutRepeats(const std::vector<sockaddr_in>& list);
+
+}  // namespace ostreld
+
+#endif  // OSTRELD_SERVER_LIST_H
