@@ -53,6 +53,8 @@ CommandLine::CommandLine() : app_(kAbout, "ostrel") {
   formatter->label("UINT", "");
   formatter->label("REQUIRED", "");
   formatter->label("SUBCOMMAND", "COMMAND");
+  // So that an alias may give options which the command line overrides.
+  app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app_.add_option("-s,--server", settings_.server,
                   "Server, by name or address; else this host")
       ->type_name("NAME|ADDRESS");
@@ -84,6 +86,8 @@ CLI::App* CommandLine::add(const std::string& name,
                            const std::string& description,
                            const std::string& more, Run run) {
   CLI::App* command = app_.add_subcommand(name, description);
+  command->option_defaults()->multi_option_policy(
+      CLI::MultiOptionPolicy::Throw);
   command->fallthrough();
   command->group("Commands");
   command->footer(more);

@@ -106,7 +106,8 @@ Exit runFind(Session& session, const std::string& classOid,
   json["found"] = std::move(found);
   json["errors"] = errorsJson(response->errors);
   output.result(text, json);
-  const Exit exit = reportErrors(output, *response, conditions.get());
+  // Each error is about one of the servers that the directory asked.
+  const Exit exit = reportErrors(output, *response, nullptr, "object server");
   if (exit == kDone && response->list->count == 0)
     output.note("ostrel: nothing found");
   return exit;

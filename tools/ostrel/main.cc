@@ -16,6 +16,8 @@ Json about(const CommandLine& line) {
   Json json;
   json["command"] = line.command();
   if (!line.settings().server.empty()) json["server"] = line.settings().server;
+  if (!line.subject().empty())
+    json[line.command() == "action" ? "aid" : "oid"] = line.subject();
   return json;
 }
 

@@ -32,7 +32,8 @@ Json resultJson(Session& session, const char* command, veskPDU& response) {
   return json;
 }
 
-Exit reportErrors(Output& output, veskRespPDU& response, veskList* items) {
+Exit reportErrors(Output& output, veskRespPDU& response, veskList* items,
+                  const char* what) {
   veskList* errors = response.errors;
   const unsigned count = errors != nullptr ? errors->count : 0;
   if (count == 0 && response.status.value == 0) return kDone;
@@ -49,7 +50,7 @@ Exit reportErrors(Output& output, veskRespPDU& response, veskList* items) {
                           : nullptr;
     output.itemFailure((attribute != nullptr
                             ? aidText(attribute->id)
-                            : "item " + std::to_string(index)) +
+                            : std::string(what) + " " + std::to_string(index)) +
                        ": " + codeText(error->code.value));
   }
   return kPartial;

@@ -20,9 +20,10 @@ Owned<veskList> conditionsFrom(const Words& words);
 Json resultJson(Session& session, const char* command, veskPDU& response);
 
 // Prints the errors that came with an answer, each with the attribute of
-// `items` that it is about. Returns kPartial when there are any or the status
-// says so, else kDone.
-Exit reportErrors(Output& output, veskRespPDU& response, veskList* items);
+// `items` that it is about, or with `what` and its number where there is none.
+// Returns kPartial when there are any or the status says so, else kDone.
+Exit reportErrors(Output& output, veskRespPDU& response, veskList* items,
+                  const char* what = "item");
 
 // What one line of a search says: the identifier of an object, or whatever a
 // server put there instead.

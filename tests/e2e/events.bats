@@ -1,0 +1,138 @@
+#!/usr/bin/env bats
+# Events: registration, delivery, renewal, expiry. The server's clock runs fast
+# where an hour has to pass.
+
+load helper
+
+teardown() { stopAll; }
+
+# An hour is four seconds; the expiry notice comes a third of a second before.
+fast=(--clock-rate 900)
+
+# watchTo FILE WORD... starts a watch, with its JSON in the file.
+watchTo() {
+  local file=$1
+  shift
+  : >"$file"
+  startUntil '"registered"' "$file" \
+    "$OSTREL" --principal none --timeout 1 --json watch "$@"
+}
+
+# Waits until a file has so many lines that contain a text.
+waitFor() {
+  local count=$1 text=$2 file=$3 i
+  for ((i = 0; i < 200; ++i)); do
+    [ "$(grep -c -- "$text" "$file")" -ge "$count" ] && return
+    sleep 0.05
+  done
+  cat "$file" >&2
+  return 1
+}
+
+events() { jq -c 'select(.what == "event") | [.oid, .name]' "$1"; }
+
+@test "watch prints the events of a class" {
+  local log=$BATS_TEST_TMPDIR/watch.json
+  serve server --memory
+  watchTo "$log" 59.200
+  ostrel create 59.200 59.200.1=lamp
+  ostrel set 59.200.0.1 59.200.1=torch
+  ostrel create 59.201
+  ostrel remove 59.200.0.1
+  waitFor 1 '"removed"' "$log"
+  same "$(events "$log")" $'["59.200.0.1","created"]\n["59.200.0.1","changed"]\n["59.200.0.1","removed"]'
+  same "$(jq -c 'select(.name == "changed") | .arguments' "$log")" \
+    '[{"type":"attribute","id":"59.200.1","value":{"type":"string","value":"torch"}}]'
+}
+
+@test "watch prints one line for each event as text" {
+  local log=$BATS_TEST_TMPDIR/watch.txt
+  serve server --memory
+  : >"$log"
+  startUntil 'watching 59.200.0.0 at 127.0.0.1' "$log" \
+    "$OSTREL" --principal none watch 59.200
+  ostrel create 59.200 59.200.1=lamp
+  ostrel set 59.200.0.1 $'59.200.1=\x1b[0m'
+  waitFor 1 changed "$log"
+  [[ $(tail -n 1 "$log") =~ ^....-..-..T..:..:..Z\ 59\.200\.0\.1\ changed\ \ 59\.200\.1\ =\ string:\\x1b\[0m$ ]]
+}
+
+@test "watch takes single objects and chosen events" {
+  local log=$BATS_TEST_TMPDIR/watch.json
+  serve server --memory
+  ostrel create 59.200 59.200.1=lamp
+  ostrel create 59.200 59.200.1=torch
+  watchTo "$log" 59.200.0.2 removed
+  ostrel set 59.200.0.2 59.200.1=lantern
+  ostrel remove 59.200.0.1
+  ostrel remove 59.200.0.2
+  waitFor 1 '"removed"' "$log"
+  same "$(events "$log")" '["59.200.0.2","removed"]'
+}
+
+@test "watch unregisters on Ctrl-C and ends with 0" {
+  local log=$BATS_TEST_TMPDIR/watch.json code=0
+  serve server --memory
+  watchTo "$log" 59.200 created changed
+  same "$(ostrel search 59.6 | wc -l)" 2
+  kill -INT "$started"
+  wait "$started" || code=$?
+  running=("${running[0]}")
+  [ "$code" = 0 ]
+  same "$(jq -r .what "$log" | tr '\n' ' ')" \
+    'registered registered unregistered unregistered '
+  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+}
+
+@test "watch ends after so many events or seconds" {
+  serve server --memory
+  ostrel create 59.200
+  (sleep 1; ostrel set 59.200.0.1 59.200.1=lamp) 3>&- &
+  run --separate-stderr ostrel watch 59.200 --count 1 --seconds 20
+  [ "$status" = 0 ]
+  [[ $output == *' 59.200.0.1 changed  59.200.1 = string:lamp' ]]
+  run --separate-stderr ostrel watch 59.200 --seconds 1
+  [ "$status" = 0 ]
+  same "$output" ''
+  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+}
+
+@test "watch renews its registration" {
+  local log=$BATS_TEST_TMPDIR/watch.json
+  serve server --memory "${fast[@]}"
+  watchTo "$log" 59.200
+  waitFor 2 '"renewed"' "$log"
+  ostrel create 59.200
+  waitFor 1 '"created"' "$log"
+}
+
+@test "a registration that nobody renews ends" {
+  serve server --memory "${fast[@]}"
+  ostrel create 59.6 59.1.1=addr:127.0.0.1 59.6.1=oid:59.200 59.6.2=59.6.0 \
+    59.6.3=addr:127.0.0.1 59.6.4=ushort:9
+  same "$(ostrel search 59.6 | wc -l)" 1
+  sleep 5
+  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+}
+
+@test "registrations outlive the server" {
+  local log=$BATS_TEST_TMPDIR/watch.json store=$BATS_TEST_TMPDIR/store.db
+  serve server --store "$store"
+  local server=$started watch
+  watchTo "$log" 59.200
+  watch=$started
+  kill -KILL "$server"
+  wait "$server" || true
+  serve server --store "$store"
+  running=("$started" "$watch")
+  ostrel create 59.200
+  waitFor 1 '"created"' "$log"
+}
+
+@test "watch is refused where no registration can be made" {
+  serve server --memory
+  run --separate-stderr ostrel watch 59.200 --deliver-to no.such.host.invalid
+  [ "$status" = 6 ]
+  run --separate-stderr ostrel --server 127.0.0.2 --retries 0 watch 59.200
+  [ "$status" = 3 ]
+}

@@ -1,0 +1,63 @@
+# What the end-to-end scripts share. OSTREL and OSTRELD name the programs. Each
+# file runs in a network namespace of its own, so ports are always free and
+# nothing leaves the machine.
+
+bats_require_minimum_version 1.5.0
+
+# Time-outs are short, and nobody's principal is looked up unless a test says so.
+ostrel() { "$OSTREL" --principal none --timeout 1 "$@"; }
+
+# Starts a program in the background and waits until its log has a line that
+# contains the text. Its process id is put into `started`.
+startUntil() {
+  local text=$1 log=$2
+  shift 2
+  "$@" 3>&- >>"$log" 2>&1 &
+  started=$!
+  running+=("$started")
+  local i
+  for ((i = 0; i < 200; ++i)); do
+    grep -q -- "$text" "$log" && return
+    kill -0 "$started" 2>/dev/null || break
+    sleep 0.05
+  done
+  echo "'$*' did not start:" >&2
+  cat "$log" >&2
+  return 1
+}
+
+# serve NAME OPTION... starts an object server that logs to NAME.log.
+serve() {
+  local log=$BATS_TEST_TMPDIR/$1.log
+  shift
+  : >"$log"
+  startUntil 'object server on' "$log" "$OSTRELD" serve "$@"
+}
+
+# Ends what was started, the last first, so that a watch still finds its server.
+# A program that does not end well fails the test.
+stopAll() {
+  local i pid code bad=0
+  for ((i = ${#running[@]} - 1; i >= 0; --i)); do
+    pid=${running[i]}
+    kill "$pid" 2>/dev/null || continue
+    wait "$pid"
+    code=$?
+    [ $code = 0 ] || { echo "process $pid ended with $code" >&2; bad=1; }
+  done
+  running=()
+  return $bad
+}
+
+running=()
+
+# Compares the whole of two texts and shows both.
+same() {
+  [ "$1" = "$2" ] || {
+    printf 'expected:\n%s\ngot:\n%s\n' "$2" "$1" >&2
+    return 1
+  }
+}
+
+# The JSON values in $output at a jq path.
+json() { jq -c "$1" <<<"$output"; }

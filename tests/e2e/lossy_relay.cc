@@ -1,0 +1,84 @@
+// lossy_relay LOST
+//
+// Stands between the tool and an object server: takes requests at
+// 127.0.0.1:5135, hands them to 127.0.0.2:5135, and loses the first LOST
+// answers to each request, so that they are sent again.
+
+#include <arpa/inet.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <map>
+#include <string>
+
+#include <poll.h>
+
+namespace {
+
+constexpr unsigned short kObjectServerPort = 5135;
+constexpr std::size_t kHeaderBytes = 16;
+constexpr std::size_t kLargestDatagram = 65536;
+
+extern "C" void end(int) { _exit(0); }
+
+sockaddr_in endpoint(const char* host, unsigned short port) {
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  inet_pton(AF_INET, host, &address.sin_addr);
+  return address;
+}
+
+int openAt(const char* host, unsigned short port) {
+  const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const sockaddr_in address = endpoint(host, port);
+  if (socket < 0 || bind(socket, reinterpret_cast<const sockaddr*>(&address),
+                         sizeof address) != 0)
+    std::exit(1);
+  return socket;
+}
+
+std::string receive(int socket, sockaddr_in* from) {
+  std::string bytes(kLargestDatagram, '\0');
+  socklen_t length = sizeof *from;
+  const ssize_t size = recvfrom(socket, bytes.data(), bytes.size(), 0,
+                                reinterpret_cast<sockaddr*>(from), &length);
+  bytes.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+  return bytes;
+}
+
+void sendTo(int socket, const sockaddr_in& to, const std::string& bytes) {
+  sendto(socket, bytes.data(), bytes.size(), 0,
+         reinterpret_cast<const sockaddr*>(&to), sizeof to);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  signal(SIGTERM, end);
+  const int lost = argc > 1 ? std::atoi(argv[1]) : 0;
+  const int front = openAt("127.0.0.1", kObjectServerPort);
+  // One client at a time: what comes back goes to whoever asked last.
+  const int back = openAt("127.0.0.1", 0);
+  const sockaddr_in server = endpoint("127.0.0.2", kObjectServerPort);
+  sockaddr_in client = {};
+  std::map<std::string, int> answers;  // to each request
+  std::string asked;
+  while (true) {
+    pollfd ends[] = {{front, POLLIN, 0}, {back, POLLIN, 0}};
+    poll(ends, 2, -1);
+    if (ends[0].revents != 0) {
+      const std::string request = receive(front, &client);
+      // Retransmissions differ in the datagram's header alone.
+      asked = request.size() > kHeaderBytes ? request.substr(kHeaderBytes) : "";
+      sendTo(back, server, request);
+    }
+    if (ends[1].revents != 0) {
+      sockaddr_in from = {};
+      const std::string answer = receive(back, &from);
+      if (answers[asked]++ >= lost) sendTo(front, client, answer);
+    }
+  }
+}
