@@ -39,12 +39,12 @@ const char kTooShort[] = "00 01 00 07";
 const char kOtherVersion[] =
     "00 02 00 07 00 01 00 00 00 00 00 08 00 00 00 00 2B 03 00 43 00 0A 00";
 
-class Exchanges : public ::testing::Test {
+class Exchange : public ::testing::Test {
  protected:
-  Exchanges() : system((fake::platform().reset(), fake::platform())) {
+  Exchange() : system((fake::platform().reset(), fake::platform())) {
     socket = handler.open();
   }
-  ~Exchanges() override {
+  ~Exchange() override {
     EXPECT_EQ(handler.pending.count, 0U);
     handler.pending.clear(1);
     free(response);
@@ -72,12 +72,12 @@ class Exchanges : public ::testing::Test {
   veskRespPDU* response = nullptr;
 };
 
-class ObjectServerExchanges : public Exchanges {
+class ObjectServerExchange : public Exchange {
  protected:
   fake::Server server{"192.0.2.1", fake::kObjectPort};
 };
 
-TEST_F(ObjectServerExchanges, SendTheRequestToPort5135) {
+TEST_F(ObjectServerExchange, SendsTheRequestToPort5135) {
   handler.nextRequestId = 5;
   server.then(kRemoved);
   EXPECT_EQ(askServer(), kNoError);
@@ -88,7 +88,7 @@ TEST_F(ObjectServerExchanges, SendTheRequestToPort5135) {
             "1E 03 00 43 01 05 0A 00 0A 01 01 3B 01 06 00 01 01");
 }
 
-TEST_F(ObjectServerExchanges, ReturnTheAnswer) {
+TEST_F(ObjectServerExchange, ReturnsTheAnswer) {
   server.then(kRemoved);
   EXPECT_EQ(askServer(), kNoError);
   ASSERT_NE(response, nullptr);
@@ -96,21 +96,21 @@ TEST_F(ObjectServerExchanges, ReturnTheAnswer) {
   EXPECT_EQ(handedOut()->requestId.value, request.requestId.value);
 }
 
-TEST_F(ObjectServerExchanges, ReturnZeroWithAnAnswerWhateverItsStatus) {
+TEST_F(ObjectServerExchange, ReturnsZeroWithAnAnswerWhateverItsStatus) {
   server.then(kRefused);
   EXPECT_EQ(askServer(), kNoError);
   ASSERT_NE(response, nullptr);
   EXPECT_EQ(handedOut()->status.value, 5);
 }
 
-TEST_F(ObjectServerExchanges, PassOnAnswersOfAnyClass) {
+TEST_F(ObjectServerExchange, PassesOnAnswersOfAnyClass) {
   server.then("27 03 00 ID 0A 00 80 43 00 80 43 01 01 03 01 05");
   EXPECT_EQ(askServer(), kNoError);
   ASSERT_NE(response, nullptr);
   EXPECT_EQ(handedOut()->tag, 39);
 }
 
-TEST_F(ObjectServerExchanges, TakeAnswersOfManyFragments) {
+TEST_F(ObjectServerExchange, TakesAnswersOfManyFragments) {
   // A list with one string of 3000 characters.
   std::string message = "27 03 00 ID 0A 00 80 43 00 80 43 01 01 09 43 02 0B B8";
   for (int i = 0; i < 3000; ++i) message += " 78";
@@ -120,7 +120,7 @@ TEST_F(ObjectServerExchanges, TakeAnswersOfManyFragments) {
   EXPECT_EQ(handedOut()->tag, 39);
 }
 
-TEST_F(ObjectServerExchanges, ToAnAddressOfAnotherFamilyAreAnAddressError) {
+TEST_F(ObjectServerExchange, ToAnAddressOfAnotherFamilyIsAnAddressError) {
   auto* before = reinterpret_cast<veskRespPDU*>(&request);
   response = before;
   veskAddress none;
@@ -137,7 +137,7 @@ TEST_F(ObjectServerExchanges, ToAnAddressOfAnotherFamilyAreAnAddressError) {
   EXPECT_EQ(response, before);
 }
 
-TEST_F(ObjectServerExchanges, ReturnTheCodeOfASendThatFailed) {
+TEST_F(ObjectServerExchange, ReturnsTheCodeOfASendThatFailed) {
   auto* before = reinterpret_cast<veskRespPDU*>(&request);
   response = before;
   system.failNext(Call::kSend, ENETUNREACH);
@@ -151,7 +151,7 @@ TEST_F(ObjectServerExchanges, ReturnTheCodeOfASendThatFailed) {
   EXPECT_THAT(system.waits, IsEmpty());
 }
 
-TEST_F(ObjectServerExchanges, WithoutAnAnswerSendThreeTimesAndGiveUpAt21) {
+TEST_F(ObjectServerExchange, WithoutAnAnswerSendsThreeTimesAndGivesUpAt21) {
   const long began = system.seconds();
   EXPECT_EQ(askServer(), kNetworkError);
   EXPECT_EQ(errno, ETIMEDOUT);
@@ -160,27 +160,27 @@ TEST_F(ObjectServerExchanges, WithoutAnAnswerSendThreeTimesAndGiveUpAt21) {
   EXPECT_EQ(handedOut(), &request);
 }
 
-TEST_F(ObjectServerExchanges, RetransmitTheVerySameMessage) {
+TEST_F(ObjectServerExchange, RetransmitsTheVerySameMessage) {
   askServer();
   ASSERT_THAT(server.requests, SizeIs(3));
   EXPECT_EQ(server.requests[0].pdu, server.requests[1].pdu);
   EXPECT_EQ(server.requests[0].pdu, server.requests[2].pdu);
 }
 
-TEST_F(ObjectServerExchanges, TakeAnAnswerToARetransmission) {
+TEST_F(ObjectServerExchange, TakesAnAnswerToARetransmission) {
   server.then(silence()).then(silence()).then(kRemoved);
   EXPECT_EQ(askServer(), kNoError);
   EXPECT_THAT(server.times(), ElementsAre(0, 3, 9));
 }
 
-TEST_F(ObjectServerExchanges, TakeALateAnswer) {
+TEST_F(ObjectServerExchange, TakesALateAnswer) {
   server.then(delayed(20.5, answer(kRemoved)));
   EXPECT_EQ(askServer(), kNoError);
   ASSERT_NE(response, nullptr);
   EXPECT_EQ(handedOut()->tag, 43);
 }
 
-TEST_F(ObjectServerExchanges, DropAnAnswerThatComesAfterTheyGaveUp) {
+TEST_F(ObjectServerExchange, DropsAnAnswerThatComesAfterItGaveUp) {
   server.then(delayed(22, answer(kRemoved)));
   EXPECT_EQ(askServer(), kNetworkError);
   server.then(silence()).then(silence()).then(delayed(1, answer(kRefused)));
@@ -188,7 +188,7 @@ TEST_F(ObjectServerExchanges, DropAnAnswerThatComesAfterTheyGaveUp) {
   EXPECT_EQ(handedOut()->status.value, 5);
 }
 
-TEST_F(ObjectServerExchanges, DropASecondAnswer) {
+TEST_F(ObjectServerExchange, DropsASecondAnswer) {
   server.then(both(answer(kRemoved), answer(kRefused))).then(kRefusedOtherwise);
   EXPECT_EQ(askServer(), kNoError);
   free(response);
@@ -196,7 +196,7 @@ TEST_F(ObjectServerExchanges, DropASecondAnswer) {
   EXPECT_EQ(handedOut()->status.value, 6);
 }
 
-TEST_F(ObjectServerExchanges, GoOnWaitingAfterWhatIsNoAnswer) {
+TEST_F(ObjectServerExchange, GoesOnWaitingAfterWhatIsNoAnswer) {
   const char* messages[] = {kOtherId, kNotAPdu, kListOfValues, kUndecodable};
   for (const char* message : messages) {
     server.then(both(answer(message), answer(kRemoved)));
@@ -215,7 +215,7 @@ TEST_F(ObjectServerExchanges, GoOnWaitingAfterWhatIsNoAnswer) {
   EXPECT_THAT(server.times(), ElementsAre(0, 0, 0, 0, 0, 0));
 }
 
-TEST_F(ObjectServerExchanges, KeepTheirScheduleUnderAFloodOfOtherDatagrams) {
+TEST_F(ObjectServerExchange, HoldsItsScheduleUnderAFloodOfOtherDatagrams) {
   const long began = system.seconds();
   server.then([](const fake::Peer& peer, const fake::Request& asked) {
     for (int i = 1; i < 300; ++i)
@@ -227,7 +227,7 @@ TEST_F(ObjectServerExchanges, KeepTheirScheduleUnderAFloodOfOtherDatagrams) {
   EXPECT_EQ(system.seconds() - began, 21);
 }
 
-TEST_F(ObjectServerExchanges, WaitOnlyForWhatIsLeftOfAnInterval) {
+TEST_F(ObjectServerExchange, WaitsOnlyForWhatIsLeftOfAnInterval) {
   server.then(delayed(2, answer(kOtherId)));
   askServer();
   ASSERT_GE(system.waits.size(), 2U);
@@ -236,7 +236,7 @@ TEST_F(ObjectServerExchanges, WaitOnlyForWhatIsLeftOfAnInterval) {
   EXPECT_EQ(system.waits[1].seconds, 1);
 }
 
-TEST_F(ObjectServerExchanges, FailWhenWaitingFails) {
+TEST_F(ObjectServerExchange, FailsWhenWaitingFails) {
   for (const int cause : {EINTR, EBADF}) {
     system.failNext(Call::kWait, cause);
     EXPECT_EQ(askServer(), kNetworkError);
@@ -246,7 +246,7 @@ TEST_F(ObjectServerExchanges, FailWhenWaitingFails) {
   }
 }
 
-TEST_F(ObjectServerExchanges, WaitForDescriptorsOfAnyNumber) {
+TEST_F(ObjectServerExchange, WaitsForDescriptorsOfAnyNumber) {
   system.nextDescriptor = 5000;
   socket = handler.open();
   ASSERT_GE(socket, 5000);
@@ -254,14 +254,14 @@ TEST_F(ObjectServerExchanges, WaitForDescriptorsOfAnyNumber) {
   EXPECT_EQ(askServer(), kNoError);
 }
 
-TEST_F(ObjectServerExchanges, FailWithARetransmissionThatFails) {
+TEST_F(ObjectServerExchange, FailsWithARetransmissionThatFails) {
   system.failNext(Call::kSend, ENETDOWN, 1, 1);
   EXPECT_EQ(askServer(), kNetworkError);
   EXPECT_EQ(errno, ENETDOWN);
   EXPECT_EQ(handedOut(), &request);
 }
 
-TEST_F(ObjectServerExchanges, HandBackAnOlderRequestThatGivesUpFirst) {
+TEST_F(ObjectServerExchange, HandsBackAnOlderRequestThatGivesUpFirst) {
   const sockaddr_in nobody = fake::endpoint("192.0.2.9", fake::kObjectPort);
   handler.initialTimeout = 2;
   handler.retries = 0;
@@ -274,7 +274,7 @@ TEST_F(ObjectServerExchanges, HandBackAnOlderRequestThatGivesUpFirst) {
   EXPECT_EQ(handler.pending.count, 0U);
 }
 
-TEST_F(ObjectServerExchanges, HandBackAnOlderRequestThatHadGivenUpBefore) {
+TEST_F(ObjectServerExchange, HandsBackAnOlderRequestThatHadGivenUpBefore) {
   const sockaddr_in nobody = fake::endpoint("192.0.2.9", fake::kObjectPort);
   handler.initialTimeout = 2;
   handler.retries = 0;
@@ -285,7 +285,7 @@ TEST_F(ObjectServerExchanges, HandBackAnOlderRequestThatHadGivenUpBefore) {
   EXPECT_THAT(system.waits, IsEmpty());
 }
 
-TEST_F(ObjectServerExchanges, RetransmitOlderRequestsWhileTheyWait) {
+TEST_F(ObjectServerExchange, RetransmitsOlderRequestsWhileItWaits) {
   fake::Server elsewhere("192.0.2.9", fake::kObjectPort);
   EXPECT_EQ(handler.send(&elsewhere.peer().address, &older), kNoError);
   server.then(delayed(4, answer(kRemoved)));
@@ -295,7 +295,7 @@ TEST_F(ObjectServerExchanges, RetransmitOlderRequestsWhileTheyWait) {
   EXPECT_EQ(handler.flush(older.requestId.value), 1);
 }
 
-TEST_F(ObjectServerExchanges, KeepEndingWithTheAnswerToAnotherRequest) {
+TEST_F(ObjectServerExchange, KeepsEndingWithTheAnswerToAnotherRequest) {
   fake::Server elsewhere("192.0.2.9", fake::kObjectPort);
   elsewhere.then(delayed(1, answer(kRefused)));
   EXPECT_EQ(handler.send(&elsewhere.peer().address, &older), kNoError);
@@ -305,7 +305,7 @@ TEST_F(ObjectServerExchanges, KeepEndingWithTheAnswerToAnotherRequest) {
   EXPECT_EQ(handler.pending.count, 0U);
 }
 
-TEST_F(ObjectServerExchanges, ForgetARequestToAGroupOnceItIsAnswered) {
+TEST_F(ObjectServerExchange, ForgetsARequestToAGroupOnceItIsAnswered) {
   fake::Server member("192.0.2.3", fake::kObjectPort, "224.0.1.9", 1);
   member.then(kRemoved);
   address = "224.0.1.9";
@@ -315,7 +315,7 @@ TEST_F(ObjectServerExchanges, ForgetARequestToAGroupOnceItIsAnswered) {
 
 // --- the directory service
 
-class DirectoryExchanges : public Exchanges {
+class DirectoryExchange : public Exchange {
  protected:
   int askAnyone(int firstAnswer) {
     return DSrequest(&handler, socket, nullptr, &request, &response, &from,
@@ -332,7 +332,7 @@ class DirectoryExchanges : public Exchanges {
   veskAddress from;
 };
 
-TEST_F(DirectoryExchanges, WithoutAServerGoToTheGroupOnPort5136) {
+TEST_F(DirectoryExchange, WithoutAServerGoesToTheGroupOnPort5136) {
   first.then(kRemoved);
   EXPECT_EQ(askAnyone(0), kNoError);
   ASSERT_THAT(system.sent, SizeIs(1));
@@ -343,7 +343,7 @@ TEST_F(DirectoryExchanges, WithoutAServerGoToTheGroupOnPort5136) {
   EXPECT_EQ(handedOut()->status.value, 0);
 }
 
-TEST_F(DirectoryExchanges, ReturnTheFirstSuccess) {
+TEST_F(DirectoryExchange, ReturnsTheFirstSuccess) {
   first.then(delayed(1, answer(kRefused)));
   second.then(delayed(2, answer(kRefusedOtherwise)));
   third.then(delayed(2.5, answer(kRemoved)));
@@ -352,7 +352,7 @@ TEST_F(DirectoryExchanges, ReturnTheFirstSuccess) {
   EXPECT_EQ(from == "192.0.2.3", 1);
 }
 
-TEST_F(DirectoryExchanges, WithErrorsOnlyReturnTheFirstOfThemOnGivingUp) {
+TEST_F(DirectoryExchange, WithErrorsOnlyReturnsTheFirstOfThemOnGivingUp) {
   const long began = system.seconds();
   first.then(delayed(2, answer(kRefused)));
   second.then(delayed(1, answer(kRefusedOtherwise)));
@@ -363,13 +363,13 @@ TEST_F(DirectoryExchanges, WithErrorsOnlyReturnTheFirstOfThemOnGivingUp) {
   EXPECT_EQ(from == "192.0.2.3", 1);
 }
 
-TEST_F(DirectoryExchanges, TreatMinusOneAsAnError) {
+TEST_F(DirectoryExchange, TreatsMinusOneAsAnError) {
   first.then("2B 03 04 FF FF FF FF ID 0A 00");
   EXPECT_EQ(askAnyone(1), -1);
   EXPECT_EQ(handedOut()->status.value, -1);
 }
 
-TEST_F(DirectoryExchanges, EndAtTheFirstAnswerWhenToldTo) {
+TEST_F(DirectoryExchange, EndsAtTheFirstAnswerWhenToldTo) {
   first.then(delayed(1, answer(kRefused)));
   second.then(delayed(2, answer(kRemoved)));
   EXPECT_EQ(askAnyone(1), 5);
@@ -377,7 +377,7 @@ TEST_F(DirectoryExchanges, EndAtTheFirstAnswerWhenToldTo) {
   EXPECT_EQ(from == "192.0.2.1", 1);
 }
 
-TEST_F(DirectoryExchanges, EndAtTheFirstAnswerOfAGivenServer) {
+TEST_F(DirectoryExchange, EndsAtTheFirstAnswerOfAGivenServer) {
   first.then(kRefused);
   EXPECT_EQ(askGiven(0), 5);
   EXPECT_EQ(handedOut()->status.value, 5);
@@ -385,7 +385,7 @@ TEST_F(DirectoryExchanges, EndAtTheFirstAnswerOfAGivenServer) {
   EXPECT_THAT(second.requests, IsEmpty());
 }
 
-TEST_F(DirectoryExchanges, ToAnAddressOfAnotherFamilyAreAnAddressError) {
+TEST_F(DirectoryExchange, ToAnAddressOfAnotherFamilyIsAnAddressError) {
   auto* before = reinterpret_cast<veskRespPDU*>(&request);
   response = before;
   address = "";
@@ -395,7 +395,7 @@ TEST_F(DirectoryExchanges, ToAnAddressOfAnotherFamilyAreAnAddressError) {
   EXPECT_EQ(from.family, 0);
 }
 
-TEST_F(DirectoryExchanges, KeepAnsweringTenToWhateverSendingFailsWith) {
+TEST_F(DirectoryExchange, KeepsAnsweringTenToWhateverSendingFailsWith) {
   auto* before = reinterpret_cast<veskRespPDU*>(&request);
   response = before;
   system.failNext(Call::kSend, ENETUNREACH);
@@ -408,7 +408,7 @@ TEST_F(DirectoryExchanges, KeepAnsweringTenToWhateverSendingFailsWith) {
   EXPECT_EQ(response, before);
 }
 
-TEST_F(DirectoryExchanges, WithoutAnAnswerHandBackTheRequest) {
+TEST_F(DirectoryExchange, WithoutAnAnswerHandsBackTheRequest) {
   const long began = system.seconds();
   EXPECT_EQ(askAnyone(0), kNetworkError);
   EXPECT_EQ(errno, ETIMEDOUT);
@@ -418,21 +418,21 @@ TEST_F(DirectoryExchanges, WithoutAnAnswerHandBackTheRequest) {
   EXPECT_EQ(from.family, 0);
 }
 
-TEST_F(DirectoryExchanges, TellTheSenderOfTheLastDatagramWhateverItWas) {
+TEST_F(DirectoryExchange, TellsTheSenderOfTheLastDatagramWhateverItWas) {
   first.then(delayed(1, answer(kRefused)));
   second.then(delayed(2, answer(kNotAPdu)));
   EXPECT_EQ(askAnyone(0), 5);
   EXPECT_EQ(from == "192.0.2.2", 1);
 }
 
-TEST_F(DirectoryExchanges, GoOnWaitingAfterWhatIsNoAnswer) {
+TEST_F(DirectoryExchange, GoesOnWaitingAfterWhatIsNoAnswer) {
   first.then(both(answer(kUndecodable), answer(kOtherId)));
   second.then(delayed(1, answer(kRemoved)));
   EXPECT_EQ(askAnyone(1), kNoError);
   EXPECT_EQ(from == "192.0.2.2", 1);
 }
 
-TEST_F(DirectoryExchanges, FailWhenWaitingFailsWhateverHasCome) {
+TEST_F(DirectoryExchange, FailsWhenWaitingFailsWhateverHasCome) {
   first.then(kRefused);
   system.failNext(Call::kWait, EINTR, 1, 1);
   EXPECT_EQ(askAnyone(0), kNetworkError);
@@ -441,7 +441,7 @@ TEST_F(DirectoryExchanges, FailWhenWaitingFailsWhateverHasCome) {
   EXPECT_EQ(handler.pending.count, 0U);
 }
 
-TEST_F(DirectoryExchanges, ReturnAnErrorThatHasComeWhenAnOlderRequestGivesUp) {
+TEST_F(DirectoryExchange, ReturnsAnErrorThatHasComeWhenAnOlderRequestGivesUp) {
   const sockaddr_in nobody = fake::endpoint("192.0.2.9", fake::kObjectPort);
   handler.initialTimeout = 2;
   handler.retries = 0;
@@ -453,7 +453,7 @@ TEST_F(DirectoryExchanges, ReturnAnErrorThatHasComeWhenAnOlderRequestGivesUp) {
   EXPECT_EQ(handler.pending.count, 0U);
 }
 
-TEST_F(DirectoryExchanges, HandBackAnOlderRequestThatGivesUpFirst) {
+TEST_F(DirectoryExchange, HandsBackAnOlderRequestThatGivesUpFirst) {
   const sockaddr_in nobody = fake::endpoint("192.0.2.9", fake::kObjectPort);
   handler.initialTimeout = 2;
   handler.retries = 0;
@@ -464,7 +464,7 @@ TEST_F(DirectoryExchanges, HandBackAnOlderRequestThatGivesUpFirst) {
   EXPECT_EQ(handler.pending.count, 0U);
 }
 
-TEST_F(DirectoryExchanges, KeepTheirScheduleUnderAFloodOfErrors) {
+TEST_F(DirectoryExchange, HoldsItsScheduleUnderAFloodOfErrors) {
   const long began = system.seconds();
   first.then([](const fake::Peer& peer, const fake::Request& asked) {
     for (int i = 1; i < 300; ++i)

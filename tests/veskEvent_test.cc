@@ -47,24 +47,24 @@ const char kRegistered[] = "25" SUCCESS NONE REGISTRATION;
 const char kRemoved[] = "2B" SUCCESS;
 const char kAnEvent[] = "22" HEADER OBJECT EVENT " 80 43 01 01 03 01 2A ";
 
-class Events : public ::testing::Test {
+class EventHandler : public ::testing::Test {
  protected:
-  Events() : system((fake::platform().reset(), fake::platform())) {}
+  EventHandler() : system((fake::platform().reset(), fake::platform())) {}
 
   fake::Platform& system;
 };
 
 // A handler that works in the name of a known principal, on 192.0.2.10, which
 // has an object server of its own.
-class OpenEvents : public Events {
+class OpenEventHandler : public EventHandler {
  protected:
-  OpenEvents() {
+  OpenEventHandler() {
     handler.open();
     handler.currentAccess = "59.110.1.1";
     handler.currentAccess.id = kUser;
     errors.append(new veskError(7, 7));
   }
-  ~OpenEvents() override {
+  ~OpenEventHandler() override {
     EXPECT_EQ(handler.transactionHandler->pending.count, 0U);
     handler.events.clear(1);
     handler.principalCache.clear(1);
@@ -120,7 +120,7 @@ class OpenEvents : public Events {
 
 // --- the handler itself
 
-TEST_F(Events, HaveARequestSocketFromTheStartAndNoEventSocket) {
+TEST_F(EventHandler, HasARequestSocketFromTheStartAndNoEventSocket) {
   veskEventHandler handler;
   EXPECT_GE(handler.requestSocket, 100);
   EXPECT_EQ(handler.eventSocket, -1);
@@ -131,12 +131,12 @@ TEST_F(Events, HaveARequestSocketFromTheStartAndNoEventSocket) {
   EXPECT_EQ(handler.spareList.count, 0U);
 }
 
-TEST_F(Events, KnowTheirHostByItsName) {
+TEST_F(EventHandler, KnowsItsHostByItsName) {
   veskEventHandler handler;
   EXPECT_EQ(textOf(handler.myHost), "192.0.2.10");
 }
 
-TEST_F(Events, KeepQuietAboutAHostWithoutAnAddress) {
+TEST_F(EventHandler, KeepsQuietAboutAHostWithoutAnAddress) {
   system.hosts.clear();
   CaptureStderr();
   veskEventHandler handler;
@@ -144,21 +144,21 @@ TEST_F(Events, KeepQuietAboutAHostWithoutAnAddress) {
   EXPECT_EQ(handler.myHost.family, 0);
 }
 
-TEST_F(Events, DoWithoutAHostName) {
+TEST_F(EventHandler, DoesWithoutAHostName) {
   system.failNext(Call::kHostName, EFAULT);
   veskEventHandler handler;
   EXPECT_EQ(handler.myHost.family, 0);
   EXPECT_EQ(system.count(Call::kResolve), 0U);
 }
 
-TEST_F(Events, TakeTheBeginningOfALongHostName) {
+TEST_F(EventHandler, TakesTheBeginningOfALongHostName) {
   system.hostName = std::string(200, 'h');
   system.hosts[std::string(63, 'h')] = fake::endpoint("192.0.2.7", 0).sin_addr;
   veskEventHandler handler;
   EXPECT_EQ(textOf(handler.myHost), "192.0.2.7");
 }
 
-TEST_F(Events, ReportARequestSocketThatDoesNotOpen) {
+TEST_F(EventHandler, ReportsARequestSocketThatDoesNotOpen) {
   system.failNext(Call::kOpen, EMFILE, 2);
   CaptureStderr();
   veskEventHandler handler;
@@ -172,7 +172,7 @@ TEST_F(Events, ReportARequestSocketThatDoesNotOpen) {
   EXPECT_EQ(handler.requestSocket, -1);
 }
 
-TEST_F(Events, ComminitOpensAnotherRequestSocket) {
+TEST_F(EventHandler, ComminitOpensAnotherRequestSocket) {
   veskEventHandler handler;
   const int first = handler.requestSocket;
   EXPECT_EQ(handler.comminit(), kNoError);
@@ -180,7 +180,7 @@ TEST_F(Events, ComminitOpensAnotherRequestSocket) {
   EXPECT_THAT(system.closed, ElementsAre(first));
 }
 
-TEST_F(Events, OpenAtAPortThatTheyThenKnow) {
+TEST_F(EventHandler, OpensAtAPortThatItThenKnows) {
   veskEventHandler handler;
   const int socket = handler.open();
   EXPECT_EQ(socket, handler.eventSocket);
@@ -190,7 +190,7 @@ TEST_F(Events, OpenAtAPortThatTheyThenKnow) {
   EXPECT_NE(handler.myPort.value, 0);
 }
 
-TEST_F(Events, ReportAnEventSocketThatDoesNotOpen) {
+TEST_F(EventHandler, ReportsAnEventSocketThatDoesNotOpen) {
   veskEventHandler handler;
   system.failNext(Call::kOpen, EMFILE);
   CaptureStderr();
@@ -201,7 +201,7 @@ TEST_F(Events, ReportAnEventSocketThatDoesNotOpen) {
   EXPECT_EQ(handler.eventSocket, -1);
 }
 
-TEST_F(Events, ReportAPortThatCannotBeTold) {
+TEST_F(EventHandler, ReportsAPortThatCannotBeTold) {
   veskEventHandler handler;
   system.failNext(Call::kSocketName, ENOBUFS);
   CaptureStderr();
@@ -213,7 +213,7 @@ TEST_F(Events, ReportAPortThatCannotBeTold) {
   EXPECT_EQ(handler.myPort.value, 0);
 }
 
-TEST_F(Events, CloseTheEventSocketOnce) {
+TEST_F(EventHandler, ClosesTheEventSocketOnce) {
   veskEventHandler handler;
   EXPECT_EQ(handler.close(), 0);
   const int socket = handler.open();
@@ -222,7 +222,7 @@ TEST_F(Events, CloseTheEventSocketOnce) {
   EXPECT_THAT(system.closed, ElementsAre(socket));
 }
 
-TEST_F(Events, CloseBothSocketsInTheEnd) {
+TEST_F(EventHandler, ClosesBothSocketsInTheEnd) {
   int sockets[2] = {};
   {
     veskEventHandler handler;
@@ -232,7 +232,7 @@ TEST_F(Events, CloseBothSocketsInTheEnd) {
   EXPECT_THAT(system.closed, ElementsAre(sockets[0], sockets[1]));
 }
 
-TEST_F(Events, KeepRecordsAndRegistrationsAliveInTheEnd) {
+TEST_F(EventHandler, KeepsRecordsAndRegistrationsAliveInTheEnd) {
   veskOid id("59.6.0.3");
   auto* record = new veskObject(&id);
   auto* principal = new idMap;
@@ -248,7 +248,7 @@ TEST_F(Events, KeepRecordsAndRegistrationsAliveInTheEnd) {
   delete principal;
 }
 
-TEST_F(Events, SwitchDebugOutputOnAndOff) {
+TEST_F(EventHandler, SwitchesDebugOutputOnAndOff) {
   veskEventHandler handler;
   handler.setEventDebugOn();
   EXPECT_EQ(handler.debug, 1);
@@ -258,7 +258,7 @@ TEST_F(Events, SwitchDebugOutputOnAndOff) {
 
 // --- reg
 
-TEST_F(OpenEvents, RegCreatesARegistrationOnThisHost) {
+TEST_F(OpenEventHandler, RegCreatesARegistrationOnThisHost) {
   handler.transactionHandler->nextRequestId = 9;
   handler.myPort.value = 0x9c41;
   here.then(kRegistered);
@@ -276,7 +276,7 @@ TEST_F(OpenEvents, RegCreatesARegistrationOnThisHost) {
   EXPECT_EQ(textOf(regOid), "59.6.0.3");
 }
 
-TEST_F(OpenEvents, RegKeepsARecordOfTheRegistration) {
+TEST_F(OpenEventHandler, RegKeepsARecordOfTheRegistration) {
   handler.myPort.value = 40001;
   here.then(kRegistered);
   EXPECT_EQ(reg(), kNoError);
@@ -286,7 +286,7 @@ TEST_F(OpenEvents, RegKeepsARecordOfTheRegistration) {
   EXPECT_EQ(textOf(errors), "index 7 : 7(Required Attribute)");
 }
 
-TEST_F(OpenEvents, RegWithAServerNamesItAndStillThisHostForDelivery) {
+TEST_F(OpenEventHandler, RegWithAServerNamesItAndStillThisHostForDelivery) {
   server.then(kRegistered);
   EXPECT_EQ(reg(&address), kNoError);
   const std::string text = textOf(handler.events);
@@ -295,7 +295,7 @@ TEST_F(OpenEvents, RegWithAServerNamesItAndStillThisHostForDelivery) {
   EXPECT_THAT(here.requests, IsEmpty());
 }
 
-TEST_F(OpenEvents, RegCarriesTheRealPortInItsEncoding) {
+TEST_F(OpenEventHandler, RegCarriesTheRealPortInItsEncoding) {
   here.then(kRegistered);
   reg();
   char port[8];
@@ -306,7 +306,7 @@ TEST_F(OpenEvents, RegCarriesTheRealPortInItsEncoding) {
   EXPECT_EQ(pdu.substr(pdu.size() - 8), "42 " + std::string(port));
 }
 
-TEST_F(Events, RegBeforeOpenTellsPortZero) {
+TEST_F(EventHandler, RegBeforeOpenTellsPortZero) {
   fake::Server here("192.0.2.10", fake::kObjectPort);
   here.then("29" SUCCESS NONE NONE).then(kRegistered);
   fake::Server local("127.0.0.1", fake::kObjectPort);
@@ -324,7 +324,7 @@ TEST_F(Events, RegBeforeOpenTellsPortZero) {
   handler.principalCache.clear(1);
 }
 
-TEST_F(OpenEvents, RegHandsBackErrorsAndKeepsNoRecord) {
+TEST_F(OpenEventHandler, RegHandsBackErrorsAndKeepsNoRecord) {
   here.then("25" PARTIAL ERRORS REGISTRATION);
   EXPECT_EQ(reg(), kArgListError);
   EXPECT_EQ(textOf(errors), "index 1 : 5(Permission Denied)");
@@ -332,20 +332,20 @@ TEST_F(OpenEvents, RegHandsBackErrorsAndKeepsNoRecord) {
   EXPECT_EQ(handler.events.count, 0U);
 }
 
-TEST_F(OpenEvents, RegDropsErrorsThatNobodyAskedFor) {
+TEST_F(OpenEventHandler, RegDropsErrorsThatNobodyAskedFor) {
   here.then("25" SUCCESS ERRORS REGISTRATION);
   EXPECT_EQ(handler.reg(object, event, &regOid, nullptr, nullptr), kNoError);
   EXPECT_EQ(handler.events.count, 0U);
 }
 
-TEST_F(OpenEvents, RegWithMinusOneAndNoErrorsIsARegistration) {
+TEST_F(OpenEventHandler, RegWithMinusOneAndNoErrorsIsARegistration) {
   here.then("25" PARTIAL NONE REGISTRATION);
   EXPECT_EQ(reg(), kArgListError);
   EXPECT_EQ(textOf(regOid), "59.6.0.3");
   EXPECT_EQ(handler.events.count, 1U);
 }
 
-TEST_F(OpenEvents, RegReturnsTheStatusOfARefusal) {
+TEST_F(OpenEventHandler, RegReturnsTheStatusOfARefusal) {
   here.then("25" REFUSED ERRORS REGISTRATION);
   EXPECT_EQ(reg(), 5);
   EXPECT_EQ(textOf(regOid), "1.2.3.4");
@@ -353,21 +353,21 @@ TEST_F(OpenEvents, RegReturnsTheStatusOfARefusal) {
   EXPECT_EQ(handler.events.count, 0U);
 }
 
-TEST_F(OpenEvents, RegTakesNoAnswerOfAnotherClass) {
+TEST_F(OpenEventHandler, RegTakesNoAnswerOfAnotherClass) {
   here.then("29" SUCCESS NONE NONE);
   EXPECT_EQ(reg(), kCodingError);
   EXPECT_EQ(textOf(regOid), "1.2.3.4");
   EXPECT_EQ(handler.events.count, 0U);
 }
 
-TEST_F(OpenEvents, RegWithoutAnAnswerGivesUp) {
+TEST_F(OpenEventHandler, RegWithoutAnAnswerGivesUp) {
   EXPECT_EQ(reg(), kNetworkError);
   EXPECT_EQ(errno, ETIMEDOUT);
   EXPECT_THAT(here.times(), ElementsAre(0, 3, 9));
   EXPECT_EQ(handler.events.count, 0U);
 }
 
-TEST_F(OpenEvents, RegWithoutAnIPv4AddressFails) {
+TEST_F(OpenEventHandler, RegWithoutAnIPv4AddressFails) {
   veskAddress nowhere;
   EXPECT_EQ(reg(&nowhere), kAddressError);
   handler.myHost = nowhere;
@@ -375,7 +375,7 @@ TEST_F(OpenEvents, RegWithoutAnIPv4AddressFails) {
   EXPECT_THAT(system.sent, IsEmpty());
 }
 
-TEST_F(Events, WithoutARequestSocketCanNeitherRegNorUnreg) {
+TEST_F(EventHandler, WithoutARequestSocketCanNeitherRegNorUnreg) {
   system.failNext(Call::kOpen, EMFILE);
   CaptureStderr();
   veskEventHandler handler;
@@ -393,7 +393,7 @@ TEST_F(Events, WithoutARequestSocketCanNeitherRegNorUnreg) {
 
 // --- unreg
 
-TEST_F(OpenEvents, UnregRemovesTheRegistrationHereAndThere) {
+TEST_F(OpenEventHandler, UnregRemovesTheRegistrationHereAndThere) {
   haveRegistration();
   handler.transactionHandler->nextRequestId = 3;
   here.then(kRemoved);
@@ -405,21 +405,21 @@ TEST_F(OpenEvents, UnregRemovesTheRegistrationHereAndThere) {
   EXPECT_EQ(handler.events.count, 0U);
 }
 
-TEST_F(OpenEvents, UnregGoesToTheServerThatIsNamed) {
+TEST_F(OpenEventHandler, UnregGoesToTheServerThatIsNamed) {
   haveRegistration();
   server.then(kRemoved);
   EXPECT_EQ(handler.unreg(regOid, &address), kNoError);
   EXPECT_THAT(here.requests, IsEmpty());
 }
 
-TEST_F(OpenEvents, UnregKeepsForgettingWhatTheServerRefusesToRemove) {
+TEST_F(OpenEventHandler, UnregKeepsForgettingWhatTheServerRefusesToRemove) {
   haveRegistration();
   here.then("2B" REFUSED);
   EXPECT_EQ(handler.unreg(regOid, nullptr), 5);
   EXPECT_EQ(handler.events.count, 0U);
 }
 
-TEST_F(OpenEvents, UnregForgetsTheOneRegistrationOnly) {
+TEST_F(OpenEventHandler, UnregForgetsTheOneRegistrationOnly) {
   haveRegistration();
   here.then("25" SUCCESS NONE " 0A 01 01 3B 01 06 00 01 04");
   reg();
@@ -433,7 +433,7 @@ TEST_F(OpenEvents, UnregForgetsTheOneRegistrationOnly) {
   EXPECT_EQ(textOf(handler.events.at<veskObject>(1)->oid), "59.6.0.5");
 }
 
-TEST_F(OpenEvents, UnregWithoutAnAnswerForgetsNothing) {
+TEST_F(OpenEventHandler, UnregWithoutAnAnswerForgetsNothing) {
   haveRegistration();
   EXPECT_EQ(handler.unreg(regOid, nullptr), kNetworkError);
   EXPECT_EQ(errno, ETIMEDOUT);
@@ -442,7 +442,7 @@ TEST_F(OpenEvents, UnregWithoutAnAnswerForgetsNothing) {
   EXPECT_EQ(handler.events.count, 1U);
 }
 
-TEST_F(OpenEvents, UnregReportsWhatItDidWhenDebugging) {
+TEST_F(OpenEventHandler, UnregReportsWhatItDidWhenDebugging) {
   haveRegistration();
   handler.setEventDebugOn();
   const std::string record = textOf(*handler.events.at(0));
@@ -453,7 +453,7 @@ TEST_F(OpenEvents, UnregReportsWhatItDidWhenDebugging) {
             "veskEventHander:unregistered for event " + record + "\n");
 }
 
-TEST_F(OpenEvents, UnregReportsARefusalWhenDebugging) {
+TEST_F(OpenEventHandler, UnregReportsARefusalWhenDebugging) {
   haveRegistration();
   handler.setEventDebugOn();
   const std::string record = textOf(*handler.events.at(0));
@@ -465,7 +465,8 @@ TEST_F(OpenEvents, UnregReportsARefusalWhenDebugging) {
                 ":5(Permission Denied)\n");
 }
 
-TEST_F(OpenEvents, UnregReportsARegistrationThatItDoesNotKnowWhenDebugging) {
+TEST_F(OpenEventHandler,
+       UnregReportsARegistrationThatItDoesNotKnowWhenDebugging) {
   handler.setEventDebugOn();
   here.then("2B" REFUSED);
   CaptureStderr();
@@ -474,7 +475,7 @@ TEST_F(OpenEvents, UnregReportsARegistrationThatItDoesNotKnowWhenDebugging) {
             "veskEventHander:unreg: cannot find event 1.2.3.4 in list\n");
 }
 
-TEST_F(OpenEvents, UnregKeepsReportingANetworkErrorWithoutALineEnd) {
+TEST_F(OpenEventHandler, UnregKeepsReportingANetworkErrorWithoutALineEnd) {
   handler.setEventDebugOn();
   CaptureStderr();
   EXPECT_EQ(handler.unreg(regOid, nullptr), kNetworkError);
@@ -484,7 +485,7 @@ TEST_F(OpenEvents, UnregKeepsReportingANetworkErrorWithoutALineEnd) {
             "error");
 }
 
-TEST_F(OpenEvents, SayNothingWithoutDebug) {
+TEST_F(OpenEventHandler, SaysNothingWithoutDebug) {
   haveRegistration();
   CaptureStderr();
   here.then("2B" REFUSED).then("2B" REFUSED);
@@ -500,7 +501,7 @@ TEST_F(OpenEvents, SayNothingWithoutDebug) {
 
 // --- receive
 
-TEST_F(OpenEvents, ReceiveHandsOverAnEvent) {
+TEST_F(OpenEventHandler, ReceiveHandsOverAnEvent) {
   EXPECT_EQ(receive(kAnEvent), kNoError);
   EXPECT_EQ(textOf(event), "59.7.5");
   EXPECT_EQ(textOf(oid), "59.7.0.1");
@@ -508,14 +509,14 @@ TEST_F(OpenEvents, ReceiveHandsOverAnEvent) {
   EXPECT_EQ(textOf(args), "42");
 }
 
-TEST_F(OpenEvents, ReceiveHandsOverAnEventOfManyFragments) {
+TEST_F(OpenEventHandler, ReceiveHandsOverAnEventOfManyFragments) {
   std::string message = "22" HEADER OBJECT EVENT " 80 43 01 01 09 43 02 0B B8";
   for (int i = 0; i < 3000; ++i) message += " 78";
   EXPECT_EQ(receive(message), kNoError);
   EXPECT_EQ(textOf(args), std::string(3000, 'x'));
 }
 
-TEST_F(OpenEvents, ReceiveHasNoEventYetWithPartOfOne) {
+TEST_F(OpenEventHandler, ReceiveHasNoEventYetWithPartOfOne) {
   const std::string message(3000, 'x');
   system.deliver(fake::endpoint("192.0.2.1", 4444), handler.eventSocket,
                  fake::fragments(3, message)[0]);
@@ -523,7 +524,7 @@ TEST_F(OpenEvents, ReceiveHasNoEventYetWithPartOfOne) {
   expectNoEvent();
 }
 
-TEST_F(OpenEvents, ReceiveKeepsFormerArgumentsAlive) {
+TEST_F(OpenEventHandler, ReceiveKeepsFormerArgumentsAlive) {
   auto* former = new veskInt(1);
   args.append(former);
   EXPECT_EQ(receive(kAnEvent), kNoError);
@@ -532,7 +533,7 @@ TEST_F(OpenEvents, ReceiveKeepsFormerArgumentsAlive) {
   delete former;
 }
 
-TEST_F(OpenEvents, ReceiveHandsOverNoArgumentsWithAnEventThatHasNone) {
+TEST_F(OpenEventHandler, ReceiveHandsOverNoArgumentsWithAnEventThatHasNone) {
   auto* former = new veskInt(1);
   args.append(former);
   EXPECT_EQ(receive("22" HEADER OBJECT EVENT NONE), kNoError);
@@ -540,14 +541,14 @@ TEST_F(OpenEvents, ReceiveHandsOverNoArgumentsWithAnEventThatHasNone) {
   delete former;
 }
 
-TEST_F(OpenEvents, ReceiveHandsOverEventsWithoutAValidIdentifier) {
+TEST_F(OpenEventHandler, ReceiveHandsOverEventsWithoutAValidIdentifier) {
   EXPECT_EQ(receive("22" HEADER OBJECT " 0B 00 80 43 01 01 03 01 2A"),
             kNoError);
   EXPECT_EQ(textOf(event), "Invalid");
   EXPECT_EQ(textOf(args), "42");
 }
 
-TEST_F(OpenEvents, ReceiveReportsEventsWhenDebugging) {
+TEST_F(OpenEventHandler, ReceiveReportsEventsWhenDebugging) {
   handler.setEventDebugOn();
   CaptureStderr();
   receive(kAnEvent);
@@ -556,7 +557,7 @@ TEST_F(OpenEvents, ReceiveReportsEventsWhenDebugging) {
             "192.0.2.1.\n");
 }
 
-TEST_F(OpenEvents, ReceiveDropsPDUsThatAreNoEvents) {
+TEST_F(OpenEventHandler, ReceiveDropsPDUsThatAreNoEvents) {
   for (const char* message :
        {"27" HEADER NONE " 80 43 01 01 09 43 01 01 78",
         "1F" HEADER OBJECT " 80 43 01 01 03 01 05", "2B" HEADER}) {
@@ -565,21 +566,21 @@ TEST_F(OpenEvents, ReceiveDropsPDUsThatAreNoEvents) {
   }
 }
 
-TEST_F(OpenEvents, ReceiveFailsWithWhatIsNoPDU) {
+TEST_F(OpenEventHandler, ReceiveFailsWithWhatIsNoPDU) {
   for (const char* message : {"03 01 05", "22 03 00", "80 43 01 01 03 01 05"}) {
     EXPECT_EQ(receive(message), kNetworkError) << message;
     expectNoEvent();
   }
 }
 
-TEST_F(OpenEvents, ReceiveFailsWithABadDatagram) {
+TEST_F(OpenEventHandler, ReceiveFailsWithABadDatagram) {
   system.deliver(fake::endpoint("192.0.2.1", 4444), handler.eventSocket, "x");
   EXPECT_EQ(receive(), kNetworkError);
   EXPECT_EQ(errno, EMSGSIZE);
   expectNoEvent();
 }
 
-TEST_F(Events, ReceiveFailsBeforeOpen) {
+TEST_F(EventHandler, ReceiveFailsBeforeOpen) {
   veskEventHandler handler;
   veskAddress from;
   veskOid oid;
@@ -591,7 +592,7 @@ TEST_F(Events, ReceiveFailsBeforeOpen) {
 
 // --- renewal
 
-TEST_F(OpenEvents, AnExpiryNoticeRenewsForAnHourBeyondItsTime) {
+TEST_F(OpenEventHandler, AnExpiryNoticeRenewsForAnHourBeyondItsTime) {
   server.then("28" SUCCESS NONE);
   EXPECT_EQ(receive("22" HEADER REGISTRATION NOTIFY_EXPIRE
                     " 80 43 01 01 0C 02 03 E8"),
@@ -605,7 +606,7 @@ TEST_F(OpenEvents, AnExpiryNoticeRenewsForAnHourBeyondItsTime) {
   EXPECT_EQ(fake::text(system.sent.back().to), "192.0.2.1:5135");
 }
 
-TEST_F(OpenEvents, AnExpiryNoticeRenewsByWholeNumbersOfAnyClass) {
+TEST_F(OpenEventHandler, AnExpiryNoticeRenewsByWholeNumbersOfAnyClass) {
   struct {
     const char* value;
     const char* renewed;
@@ -632,7 +633,7 @@ TEST_F(OpenEvents, AnExpiryNoticeRenewsByWholeNumbersOfAnyClass) {
   }
 }
 
-TEST_F(OpenEvents, AnExpiryNoticeWithoutATimeRenewsWithZero) {
+TEST_F(OpenEventHandler, AnExpiryNoticeWithoutATimeRenewsWithZero) {
   for (const char* list :
        {NONE, " 80 43 01 01 09 43 01 01 78",
         " 80 43 01 01 06 3F F0 00 00 00 00 00 00",
@@ -647,7 +648,7 @@ TEST_F(OpenEvents, AnExpiryNoticeWithoutATimeRenewsWithZero) {
   }
 }
 
-TEST_F(OpenEvents, RenewalChangesNoRecord) {
+TEST_F(OpenEventHandler, RenewalChangesNoRecord) {
   haveRegistration();
   const std::string before = textOf(handler.events);
   server.then("28" SUCCESS NONE);
@@ -655,7 +656,7 @@ TEST_F(OpenEvents, RenewalChangesNoRecord) {
   EXPECT_EQ(textOf(handler.events), before);
 }
 
-TEST_F(OpenEvents, RenewalReportsTheNoticeWhenDebugging) {
+TEST_F(OpenEventHandler, RenewalReportsTheNoticeWhenDebugging) {
   handler.setEventDebugOn();
   server.then("28" SUCCESS NONE);
   CaptureStderr();
@@ -665,7 +666,7 @@ TEST_F(OpenEvents, RenewalReportsTheNoticeWhenDebugging) {
             "'192.0.2.1'\n");
 }
 
-TEST_F(OpenEvents, RenewalReportsAMissingTimeWhenDebugging) {
+TEST_F(OpenEventHandler, RenewalReportsAMissingTimeWhenDebugging) {
   handler.setEventDebugOn();
   server.then("28" SUCCESS NONE);
   CaptureStderr();
@@ -676,7 +677,7 @@ TEST_F(OpenEvents, RenewalReportsAMissingTimeWhenDebugging) {
             "ostrelEventHandler::receive: expire time arg missing.\n");
 }
 
-TEST_F(OpenEvents, RenewalWithoutAnAnswerIsReportedOnlyWhenDebugging) {
+TEST_F(OpenEventHandler, RenewalWithoutAnAnswerIsReportedOnlyWhenDebugging) {
   handler.setEventDebugOn();
   CaptureStderr();
   EXPECT_EQ(receive("22" HEADER REGISTRATION NOTIFY_EXPIRE
@@ -690,7 +691,7 @@ TEST_F(OpenEvents, RenewalWithoutAnAnswerIsReportedOnlyWhenDebugging) {
   EXPECT_THAT(server.times(), ElementsAre(0, 3, 9));
 }
 
-TEST_F(OpenEvents, RenewalThatIsAnsweredByAnotherClassIsReported) {
+TEST_F(OpenEventHandler, RenewalThatIsAnsweredByAnotherClassIsReported) {
   handler.setEventDebugOn();
   server.then("29" SUCCESS NONE " 80 43 01 01 03 01 05");
   CaptureStderr();
@@ -703,7 +704,7 @@ TEST_F(OpenEvents, RenewalThatIsAnsweredByAnotherClassIsReported) {
                 std::string(std::strerror(EBADMSG)) + "\n");
 }
 
-TEST_F(OpenEvents, RenewalKeepsReportingEveryStatusInTheSameWords) {
+TEST_F(OpenEventHandler, RenewalKeepsReportingEveryStatusInTheSameWords) {
   handler.setEventDebugOn();
   struct {
     const char* answer;
@@ -727,7 +728,7 @@ TEST_F(OpenEvents, RenewalKeepsReportingEveryStatusInTheSameWords) {
   }
 }
 
-TEST_F(OpenEvents, RenewalLeavesFromTheSocketThatComminitOpened) {
+TEST_F(OpenEventHandler, RenewalLeavesFromTheSocketThatComminitOpened) {
   handler.comminit();
   server.then("28" SUCCESS NONE);
   EXPECT_EQ(receive("22" HEADER REGISTRATION NOTIFY_EXPIRE NONE), kNoError);
@@ -738,7 +739,7 @@ TEST_F(OpenEvents, RenewalLeavesFromTheSocketThatComminitOpened) {
 
 // --- findEvent, printEventList, setAccess
 
-TEST_F(OpenEvents, FindEventTellsTheFirstRecordWithAnIdentifier) {
+TEST_F(OpenEventHandler, FindEventTellsTheFirstRecordWithAnIdentifier) {
   veskOid first("59.6.0.3");
   veskOid second("59.6.0.4");
   handler.events.append(new veskInt(5));  // not a registration
@@ -754,7 +755,7 @@ TEST_F(OpenEvents, FindEventTellsTheFirstRecordWithAnIdentifier) {
   EXPECT_EQ(index, -1);
 }
 
-TEST_F(OpenEvents, PrintEventListPrintsAllRegistrations) {
+TEST_F(OpenEventHandler, PrintEventListPrintsAllRegistrations) {
   CaptureStdout();
   handler.printEventList();
   EXPECT_EQ(GetCapturedStdout(), "veskEventHandler: current events:\n\n");
@@ -766,7 +767,7 @@ TEST_F(OpenEvents, PrintEventListPrintsAllRegistrations) {
             "veskEventHandler: current events:\n59.6.0.3 : \n");
 }
 
-TEST_F(OpenEvents, LookThePrincipalUpOnceForEachUser) {
+TEST_F(OpenEventHandler, LooksThePrincipalUpOnceForEachUser) {
   fake::Server local("127.0.0.1", fake::kObjectPort);
   local.then("29" SUCCESS NONE " 80 43 01 01 0A 01 01 3B 01 6E 00 01 09")
       .then("27" SUCCESS NONE " 80 43 01 01 0A 01 01 3B 01 6E 01 01 01 02");

@@ -95,16 +95,16 @@ struct Caller {
   veskAddress answeredBy;
 };
 
-class Queries : public ::testing::Test {
+class QueryHandler : public ::testing::Test {
  protected:
-  Queries() : system((fake::platform().reset(), fake::platform())) {}
+  QueryHandler() : system((fake::platform().reset(), fake::platform())) {}
 
   fake::Platform& system;
   Caller caller;
 };
 
-// Queries in the name of a known principal, so that none is looked up.
-class SignedIn : public Queries {
+// QueryHandler in the name of a known principal, so that none is looked up.
+class SignedIn : public QueryHandler {
  protected:
   SignedIn() {
     handler.currentAccess = "59.110.1.1";
@@ -144,7 +144,7 @@ class SignedIn : public Queries {
 
 // --- what the constructor, comminit and the destructor do
 
-TEST_F(Queries, AreReadyOnceAHandlerIsMade) {
+TEST_F(QueryHandler, IsReadyOnceItIsMade) {
   const veskQueryHandler handler;
   EXPECT_GE(handler.socket, 100);
   EXPECT_EQ(handler.spareWord, 0);
@@ -154,12 +154,12 @@ TEST_F(Queries, AreReadyOnceAHandlerIsMade) {
   EXPECT_EQ(handler.transactionHandler->retries, 2);
 }
 
-TEST_F(Queries, MulticastAcrossFourNetworksAtFirst) {
+TEST_F(QueryHandler, MulticastsAcrossFourNetworksAtFirst) {
   const veskQueryHandler handler;
   EXPECT_EQ(system.sockets.at(handler.socket).ttl, kFirstTtl);
 }
 
-TEST_F(Queries, ComminitReplacesTheFormerHandler) {
+TEST_F(QueryHandler, ComminitReplacesTheFormerHandler) {
   veskQueryHandler handler;
   const int first = handler.socket;
   EXPECT_EQ(handler.comminit(), kNoError);
@@ -168,7 +168,7 @@ TEST_F(Queries, ComminitReplacesTheFormerHandler) {
   EXPECT_TRUE(system.sockets.at(handler.socket).open);
 }
 
-TEST_F(Queries, ComminitFailsWithoutASocket) {
+TEST_F(QueryHandler, ComminitFailsWithoutASocket) {
   veskQueryHandler handler;
   system.failNext(Call::kOpen, EMFILE);
   EXPECT_EQ(handler.comminit(), kNetworkError);
@@ -176,7 +176,7 @@ TEST_F(Queries, ComminitFailsWithoutASocket) {
   EXPECT_EQ(handler.socket, -1);
 }
 
-TEST_F(Queries, ComminitFailsWhenTheTimeToLiveIsRefused) {
+TEST_F(QueryHandler, ComminitFailsWhenTheTimeToLiveIsRefused) {
   veskQueryHandler handler;
   system.failNext(Call::kSetMulticastTtl, EPERM);
   EXPECT_EQ(handler.comminit(), kNetworkError);
@@ -184,7 +184,7 @@ TEST_F(Queries, ComminitFailsWhenTheTimeToLiveIsRefused) {
   EXPECT_GE(handler.socket, 0);
 }
 
-TEST_F(Queries, CloseTheirSocketInTheEnd) {
+TEST_F(QueryHandler, ClosesItsSocketInTheEnd) {
   int socket = -1;
   {
     const veskQueryHandler handler;
@@ -193,7 +193,7 @@ TEST_F(Queries, CloseTheirSocketInTheEnd) {
   EXPECT_THAT(system.closed, ElementsAre(socket));
 }
 
-TEST_F(Queries, KeepTheRecordsOfTheCacheAliveInTheEnd) {
+TEST_F(QueryHandler, KeepsTheRecordsOfTheCacheAliveInTheEnd) {
   auto* record = new idMap;
   record->id = 5;
   {
@@ -644,7 +644,7 @@ TEST_F(SignedIn, DirectorySearchDropsASecondListThatNobodyAskedFor) {
             kNoError);
 }
 
-TEST_F(SignedIn, DirectorySearchTellsWhoAnsweredOnlyWithStatusZero) {
+TEST_F(SignedIn, DirectorySearchKeepsMinusOneFromMovingAnything) {
   caller.answeredBy = "10.0.0.1";
   directory.then("2F" PARTIAL ERRORS NONE OBJECTS)
       .then("2F" REFUSED NONE NONE NONE)
@@ -828,7 +828,7 @@ TEST_F(Discovery, DropsAnAnswerToAnAttemptThatIsOver) {
 #define NAMES_1 "27" SUCCESS NONE " 80 43 01 01" PRINCIPAL
 #define NAMES_2 "27" SUCCESS NONE " 80 43 01 01 0A 01 01 3B 01 6E 01 01 01 02 "
 
-class Principals : public Queries {
+class Principals : public QueryHandler {
  protected:
   ~Principals() override { handler.principalCache.clear(1); }
 
@@ -926,7 +926,7 @@ TEST_F(Principals, DoNotDisturbTheTimeoutsOfTheRequest) {
 
 // --- checkAttrLists and checkPDUs
 
-class AttributeLists : public Queries {
+class AttributeLists : public QueryHandler {
  protected:
   ~AttributeLists() override {
     expected.clear(1);
@@ -987,7 +987,7 @@ TEST_F(AttributeLists, ThatAreEmptyPass) {
   EXPECT_EQ(handler.checkAttrLists(&expected, &got), kNoError);
 }
 
-TEST_F(AttributeLists, InPDUsAreNotChecked) {
+TEST_F(AttributeLists, KeepsPDUsUnchecked) {
   veskGetPDU request;
   EXPECT_EQ(handler.checkPDUs(&request, nullptr), kNoError);
   request.clear();
