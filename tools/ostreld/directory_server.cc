@@ -53,6 +53,7 @@ class DirectoryServer {
         socket_(options.listen, options.port, options.longestRequest),
         directory_(&handler_, options.longestAnswer,
                    [this](const sockaddr_in& to, std::string& answer) {
+                     rate_.charge(to.sin_addr, answer.size());
                      socket_.sendTo(to, answer);
                    }),
         rate_(options.requestsPerSecond) {

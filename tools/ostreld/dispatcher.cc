@@ -3,6 +3,7 @@
 #include <ostrel/veskError.h>
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "codes.h"
@@ -27,13 +28,13 @@ int checkClass(veskOid& oid) {
 
 // The elements of a set that were written.
 void writtenItems(veskList& attributes, veskList& errors, veskList* written) {
+  std::unordered_set<unsigned> failed;
+  forEach(errors, [&](unsigned, veskType* element) {
+    auto* error = dynamic_cast<veskError*>(element);
+    if (error != nullptr) failed.insert(error->index.value);
+  });
   forEach(attributes, [&](unsigned i, veskType* element) {
-    bool failed = false;
-    forEach(errors, [&](unsigned, veskType* error) {
-      auto* item = dynamic_cast<veskError*>(error);
-      if (item != nullptr && item->index.value == i) failed = true;
-    });
-    if (!failed) written->append(element);
+    if (failed.count(i) == 0) written->append(element);
   });
 }
 

@@ -170,6 +170,13 @@ TEST_F(DispatcherTest, SearchFindsNothingWithAConditionThatItDoesNotKnow) {
   EXPECT_THAT(texts(*answer->list), IsEmpty());
 }
 
+TEST_F(DispatcherTest, SearchHasABoundedNumberOfConditions) {
+  auto* list = newList();
+  for (int i = 0; i <= 64; ++i) condition(list, "59.200.1", nullptr, 7);
+  EXPECT_THAT(errorsIn(*search("59.200", list)->errors),
+              ElementsAre(Pair(64, kBadValue)));
+}
+
 TEST_F(DispatcherTest, SearchOfAnObjectLooksAtThatAlone) {
   note("a");
   note("a");

@@ -1,11 +1,17 @@
 #include "log.h"
 
+#include <chrono>
 #include <cstdio>
 
 namespace ostreld {
 namespace {
 
+using Time = std::chrono::steady_clock::time_point;
+constexpr std::chrono::seconds kQuiet{10};
+
 Level threshold = Level::kInfo;
+std::string lastText;
+Time lastTime;
 
 const char* nameOf(Level level) {
   switch (level) {
@@ -45,6 +51,12 @@ bool logs(Level level) { return level <= threshold; }
 
 void log(Level level, const std::string& text) {
   if (!logs(level)) return;
+  const Time now = std::chrono::steady_clock::now();
+  if (level != Level::kDebug) {
+    if (text == lastText && now - lastTime < kQuiet) return;
+    lastText = text;
+    lastTime = now;
+  }
   // One call for each line: lines of several processes do not mix.
   const std::string line =
       std::string("ostreld: ") + nameOf(level) + ": " + harmless(text) + "\n";

@@ -14,7 +14,9 @@ void setLogLevel(Level level);
 bool logs(Level level);
 
 // Writes "ostreld: LEVEL: TEXT". Control characters in the text, which may come
-// from the network, are written as \xNN.
+// from the network, are written as \xNN. A line that repeats the one before it
+// is left out for ten seconds, unless it is for debugging: whoever sends
+// requests must not fill a disk.
 void log(Level level, const std::string& text);
 
 }  // namespace ostreld

@@ -126,9 +126,10 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
                    "255 is sent")
       ->capture_default_str();
   serve
-      ->add_option("--rate", options.requestsPerSecond,
-                   "Requests in a second that are answered for each sender's "
-                   "address; 0: all")
+      ->add_option(
+          "--rate", options.requestsPerSecond,
+          "Requests, and further datagrams of answers, in a second for "
+          "each sender's address; 0: any number")
       ->capture_default_str();
   serve
       ->add_option("--clock-rate", options.clockRate,
@@ -196,9 +197,10 @@ CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments) {
                    "255 is sent")
       ->capture_default_str();
   directory
-      ->add_option("--rate", options.requestsPerSecond,
-                   "Requests in a second that are answered for each sender's "
-                   "address; 0: all")
+      ->add_option(
+          "--rate", options.requestsPerSecond,
+          "Requests, and further datagrams of answers, in a second for "
+          "each sender's address; 0: any number")
       ->capture_default_str();
   return directory;
 }

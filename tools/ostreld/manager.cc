@@ -36,30 +36,25 @@ int ObjectManager::verify(veskOid& oid) {
 
 int ObjectManager::get(veskOid& oid, veskList& wanted, veskList* attributes,
                        veskList* errors) {
-  OwnedList all;
-  const int code = read(oid, &all);
+  held_.clear(1);
+  const int code = read(oid, &held_);
   if (code != kNoError) return code;
   if (wanted.count == 0) {
-    all.moveTo(attributes);
+    held_.moveTo(attributes);
     return kNoError;
   }
+  // However often a value is asked for, it is there once.
+  const AttributeIndex held(held_);
   bool missing = false;
   forEach(wanted, [&](unsigned i, veskType* element) {
     auto* name = dynamic_cast<veskAttribute*>(element);
-    const bool named = name != nullptr && name->id.valid != 0;
-    veskAttribute* held = named ? find(all, name->id) : nullptr;
-    if (held != nullptr) {
-      // A copy of an attribute that points at its value would own a copy of
-      // it; this one points at it as well, whoever owns it in the end.
-      auto* om = dynamic_cast<veskOmAttribute*>(held);
-      attributes->append(om != nullptr ? new veskOmAttribute(om)
-                                       : new veskAttribute(held));
-      return;
-    }
+    veskAid id = name != nullptr ? name->id : veskAid();
+    veskAttribute* found = held.find(id);
+    attributes->append(
+        new veskOmAttribute(&id, found != nullptr ? found->value : nullptr));
+    if (found != nullptr) return;
     missing = true;
-    attributes->append(named ? new veskAttribute(&name->id)
-                             : new veskAttribute);
-    addError(errors, i, named ? kNoSuchName : kAidFormat);
+    addError(errors, i, id.valid != 0 ? kNoSuchName : kAidFormat);
   });
   return missing ? kItemErrors : kNoError;
 }
@@ -70,16 +65,33 @@ int ObjectManager::clone(const Asker& asker, veskOid& oid, veskList& attributes,
   const int code = read(oid, &held);
   if (code != kNoError) return code;
   // The given attributes come first, so that errors name their positions.
+  const AttributeIndex given(attributes);
   veskList merged;
   forEach(attributes,
           [&](unsigned, veskType* element) { merged.append(element); });
   forEach(held, [&](unsigned, veskType* element) {
     auto* attribute = dynamic_cast<veskAttribute*>(element);
-    if (attribute != nullptr && find(attributes, attribute->id) == nullptr)
+    if (attribute != nullptr && given.find(attribute->id) == nullptr)
       merged.append(attribute);
   });
   veskOid classOid = classOf(oid);
   return create(asker, classOid, merged, created, errors);
+}
+
+AttributeIndex::AttributeIndex(veskList& attributes) {
+  forEach(attributes, [&](unsigned, veskType* element) {
+    auto* attribute = dynamic_cast<veskAttribute*>(element);
+    if (attribute == nullptr || attribute->id.valid == 0) return;
+    const auto& numbers = attribute->id.component;
+    attributes_.try_emplace({numbers[0], numbers[1], numbers[2]}, attribute);
+  });
+}
+
+veskAttribute* AttributeIndex::find(const veskAid& id) const {
+  if (id.valid == 0) return nullptr;
+  const auto found =
+      attributes_.find({id.component[0], id.component[1], id.component[2]});
+  return found == attributes_.end() ? nullptr : found->second;
 }
 
 int writable(veskType* element) {

@@ -13,6 +13,9 @@
 #include <ostrel/type.h>
 #include <ostrel/veskAttr.h>
 
+#include <array>
+#include <cstdint>
+#include <map>
 #include <vector>
 
 #include "values.h"
@@ -69,7 +72,8 @@ class ObjectManager {
 
   // Appends the wanted attributes in the order of `wanted`, all of them when
   // that is empty. What is missing becomes an attribute without a value, an
-  // entry of `errors` and the result -1.
+  // entry of `errors` and the result -1. The attributes point at values that
+  // stay until the next call.
   virtual int get(veskOid& oid, veskList& wanted, veskList* attributes,
                   veskList* errors);
 
@@ -77,6 +81,22 @@ class ObjectManager {
   // attributes, where the given ones do not replace them.
   virtual int clone(const Asker& asker, veskOid& oid, veskList& attributes,
                     veskOid* created, veskList* errors);
+
+ private:
+  OwnedList held_;  // what the last get() read
+};
+
+// Attributes by their identifiers; of two with one identifier the first. The
+// list has to outlive the index.
+class AttributeIndex {
+ public:
+  explicit AttributeIndex(veskList& attributes);
+
+  // Null when there is none.
+  veskAttribute* find(const veskAid& id) const;
+
+ private:
+  std::map<std::array<std::uint32_t, 3>, veskAttribute*> attributes_;
 };
 
 // The code for an element of a list of attributes that are to be written: 0,
@@ -88,7 +108,7 @@ int writable(veskType* element);
 // there was one.
 int checkWritable(veskList& attributes, veskList* errors);
 
-// The attribute of a list that has this identifier; null when none has.
+// The first attribute of a list that has this identifier; null when none has.
 veskAttribute* find(veskList& attributes, veskAid& id);
 
 }  // namespace ostreld

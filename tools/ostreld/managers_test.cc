@@ -78,6 +78,17 @@ TEST_F(ManagersTest, AttributesPointAtTheManagersValues) {
               ElementsAre("59.300.2 = 60"));
 }
 
+TEST_F(ManagersTest, AValueThatIsAskedForOftenIsThereOnce) {
+  veskOid oid("59.300.0.1");
+  OwnedList wanted;
+  OwnedList attributes;
+  OwnedList errors;
+  for (int i = 0; i < 3; ++i) veskAppendAttr(&wanted, "59.300.2", nullptr);
+  lamp.get(oid, wanted, &attributes, &errors);
+  for (unsigned i = 0; i < 3; ++i)
+    EXPECT_EQ(attributes.at<veskAttribute>(i)->value, &lamp.watts);
+}
+
 TEST_F(ManagersTest, WhatAManagerDoesNotAllowIsBadAccess) {
   EXPECT_EQ(create("59.300.0.0", newList())->status.value, kBadAccess);
   EXPECT_EQ(remove("59.300.0.1"), kBadAccess);

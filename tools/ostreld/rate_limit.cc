@@ -3,6 +3,11 @@
 #include <algorithm>
 
 namespace ostreld {
+namespace {
+
+constexpr std::size_t kBytesOfDatagram = 1456;
+
+}  // namespace
 
 bool RateLimit::allows(in_addr sender, Time now) {
   if (perSecond_ == 0) return true;
@@ -19,6 +24,12 @@ bool RateLimit::allows(in_addr sender, Time now) {
   if (bucket.tokens < 1) return false;
   bucket.tokens -= 1;
   return true;
+}
+
+void RateLimit::charge(in_addr sender, std::size_t answerBytes) {
+  const auto bucket = buckets_.find(sender.s_addr);
+  if (bucket == buckets_.end()) return;
+  bucket->second.tokens -= static_cast<double>(answerBytes / kBytesOfDatagram);
 }
 
 }  // namespace ostreld

@@ -1,5 +1,6 @@
-// How many requests an address may send in a second; what is beyond is dropped
-// like a lost datagram.
+// How much an address may ask for in a second; what is beyond is dropped like a
+// lost datagram. A request costs one, and every further datagram of its answer:
+// a sender's address may be forged, and whoever it belongs to is to be spared.
 
 #ifndef OSTRELD_RATE_LIMIT_H
 #define OSTRELD_RATE_LIMIT_H
@@ -20,10 +21,14 @@ class RateLimit {
   // Addresses that are remembered at a time.
   static constexpr std::size_t kMostSenders = 4096;
 
-  // So many requests a second, and as many at once; 0 is no limit.
+  // So much in a second, and as much at once; 0 is no limit.
   explicit RateLimit(unsigned perSecond) : perSecond_(perSecond) {}
 
+  // Whether there is enough left for a request, which it then costs.
   bool allows(in_addr sender, Time now);
+
+  // What the answer cost, after a request that was allowed.
+  void charge(in_addr sender, std::size_t answerBytes);
 
  private:
   struct Bucket {

@@ -46,7 +46,7 @@ int checkCondition(veskType* element) {
 int checkConditions(veskList& conditions, veskList* errors) {
   int result = kNoError;
   forEach(conditions, [&](unsigned i, veskType* element) {
-    const int code = checkCondition(element);
+    const int code = i < kMostConditions ? checkCondition(element) : kBadValue;
     if (code == kNoError) return;
     addError(errors, i, code);
     result = kItemErrors;

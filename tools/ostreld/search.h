@@ -20,9 +20,12 @@ enum Operation : int {
   kContains = 8,  // part of a text or of bytes, element of a list
 };
 
+// Conditions that a search may have.
+constexpr unsigned kMostConditions = 64;
+
 // Checks the conditions of a search: attributes with an identifier, a known
 // code and, but for kPresent, a value. Returns 0, or -1 with an entry of
-// `errors` for each that is not so.
+// `errors` for each that is not so; those beyond kMostConditions are not.
 int checkConditions(veskList& conditions, veskList* errors);
 
 // Whether attributes fulfil all conditions, which were checked before.

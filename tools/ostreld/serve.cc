@@ -90,6 +90,7 @@ class ObjectServer {
         continue;
       }
       std::string answer = service_.handle(from, request, now);
+      rate_.charge(from.sin_addr, answer.size());
       if (!answer.empty()) socket_.sendTo(from, answer);
       sendEvents();
     }

@@ -152,6 +152,19 @@ TEST(RateLimitTest, LetsABurstThroughAndThenTheRate) {
   EXPECT_FALSE(limit.allows(sender, now));
 }
 
+TEST(RateLimitTest, LongAnswersCostMore) {
+  RateLimit limit(10);
+  RateLimit::Time now{};
+  const in_addr sender = remote().sin_addr;
+  EXPECT_TRUE(limit.allows(sender, now));
+  limit.charge(sender, 1456 * 19);
+  EXPECT_FALSE(limit.allows(sender, now));
+  now += 1s;
+  EXPECT_FALSE(limit.allows(sender, now));
+  now += 200ms;
+  EXPECT_TRUE(limit.allows(sender, now));
+}
+
 TEST(RateLimitTest, ZeroIsNoLimit) {
   RateLimit limit(0);
   for (int i = 0; i < 1000; ++i)
