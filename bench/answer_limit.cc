@@ -2,12 +2,13 @@
 // nothing but this one answer, from and to one flat struct whose room is there
 // beforehand. It checks every bound and allocates nothing.
 
+#include <ostrel/tags.h>
+
 #include <benchmark/benchmark.h>
 
 #include <cstring>
 
 #include "answer_content.h"
-#include "tags.h"
 #include "wire.h"
 
 namespace ostrel::bench {

@@ -1,7 +1,7 @@
 #include <ostrel/objectdesc.h>
+#include <ostrel/tags.h>
 
 #include "description.h"
-#include "tags.h"
 
 using namespace ostrel;
 

@@ -82,8 +82,8 @@ int equalIdentifiers(Identifier& self, veskType& other) {
 
 template <class Identifier>
 inline void writeIdentifier(ByteWriter& writer, const Identifier& self) {
-  if (!writer.room(1 + kIdentifierRoom<Identifier>)) return;
   writer.number(self.tag);
+  if (!writer.room(kIdentifierRoom<Identifier>)) return;
   const auto validity = static_cast<std::uint8_t>(self.valid);
   writer.number(validity);
   if (validity == 0) return;
@@ -162,12 +162,6 @@ char* identifierText(const Identifier& self) {
     text.add(number);
   }
   return text.release();
-}
-
-template <class Identifier>
-void copyIdentifier(Identifier& self, const Identifier& other) {
-  self.valid = other.valid;
-  std::memcpy(self.component, other.component, sizeof self.component);
 }
 
 template <class Identifier>

@@ -86,12 +86,14 @@ void genericList::remove(void* element) {
 }
 
 void genericList::clear(unsigned destroyElements) {
-  while (count != 0) {
-    listPointer* node = head.next;
+  // The chain is taken off first: what destroy() does finds the list empty.
+  listPointer* node = head.next;
+  head.next = head.prev = &head;
+  count = 0;
+  while (node != &head) {
+    listPointer* next = node->next;
     if (destroyElements != 0 && node->data != nullptr) destroy(node->data);
-    head.next = node->next;
-    count--;
     delete node;
+    node = next;
   }
-  head.prev = &head;
 }

@@ -1,6 +1,7 @@
 // PDU to message and back.
 
 #include <ostrel/message.h>
+#include <ostrel/tags.h>
 #include <ostrel/veskPDU.h>
 
 #include <cerrno>
@@ -8,7 +9,6 @@
 
 #include "codes.h"
 #include "platform.h"
-#include "tags.h"
 #include "values.h"
 
 namespace {

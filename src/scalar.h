@@ -89,7 +89,6 @@ template <class Number>
 unsigned encodeFixed(std::uint8_t tag, Number value, char* buffer,
                      unsigned length) {
   ByteWriter writer(buffer, length);
-  if (!writer.room(1 + sizeof value)) return 0;
   writer.number(tag);
   writer.number(value);
   return writer.used();
@@ -128,7 +127,6 @@ veskType* copyFloating(const Scalar& self) {
 inline unsigned encodeInteger(std::uint8_t tag, std::uint32_t value,
                               char* buffer, unsigned length) {
   ByteWriter writer(buffer, length);
-  if (!writer.room(1 + kIntegerRoom)) return 0;
   writer.number(tag);
   writer.integer(value);
   return writer.used();

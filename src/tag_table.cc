@@ -3,12 +3,11 @@
 #include "tag_table.h"
 
 #include <ostrel/objectdesc.h>
+#include <ostrel/tags.h>
 #include <ostrel/type.h>
 #include <ostrel/veskAttr.h>
 #include <ostrel/veskError.h>
 #include <ostrel/veskPDU.h>
-
-#include "tags.h"
 
 namespace ostrel {
 namespace {

@@ -1,4 +1,5 @@
 #include <arpa/inet.h>
+#include <ostrel/tags.h>
 #include <ostrel/type.h>
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 #include "pool.h"
 #include "scalar.h"
 #include "tag_table.h"
-#include "tags.h"
 #include "text.h"
 #include "values.h"
 #include "wire.h"
@@ -17,10 +17,6 @@
 using namespace ostrel;
 
 // The null value, and what all values share
-
-veskType::veskType() : tag(kTagNull) {}
-veskType::veskType(unsigned type) : tag(static_cast<std::uint8_t>(type)) {}
-veskType::veskType(const veskType& other) : tag(other.tag) {}
 
 int veskType::compare(veskType& other) { return tag == other.tag ? 0 : 1; }
 int veskType::operator==(veskType& other) { return compare(other) == 0; }
@@ -68,9 +64,6 @@ void veskType::operator delete(void* block, std::size_t size) noexcept {
 
 // 8 and 16 bits
 
-veskChar::veskChar() : veskChar(0) {}
-veskChar::veskChar(const signed char initial)
-    : veskType(kTagChar), value(initial) {}
 int veskChar::compare(veskType& other) { return compareNarrow(*this, other); }
 int veskChar::operator==(veskType& other) { return equalScalars(*this, other); }
 unsigned veskChar::encode(char* buffer, unsigned length) {
@@ -82,9 +75,6 @@ unsigned veskChar::decode(char* buffer, unsigned length) {
 char* veskChar::getString() { return characterText(static_cast<char>(value)); }
 veskType* veskChar::dup() { return new veskChar(value); }
 
-veskUnsignedChar::veskUnsignedChar() : veskUnsignedChar(0) {}
-veskUnsignedChar::veskUnsignedChar(const unsigned char initial)
-    : veskType(kTagUnsignedChar), value(initial) {}
 int veskUnsignedChar::compare(veskType& other) {
   return compareNarrow(*this, other);
 }
@@ -102,9 +92,6 @@ char* veskUnsignedChar::getString() {
 }
 veskType* veskUnsignedChar::dup() { return new veskUnsignedChar(value); }
 
-veskShort::veskShort() : veskShort(0) {}
-veskShort::veskShort(const short initial)
-    : veskType(kTagShort), value(initial) {}
 int veskShort::compare(veskType& other) { return compareNarrow(*this, other); }
 int veskShort::operator==(veskType& other) {
   return equalScalars(*this, other);
@@ -118,9 +105,6 @@ unsigned veskShort::decode(char* buffer, unsigned length) {
 char* veskShort::getString() { return numberText(std::int32_t{value}); }
 veskType* veskShort::dup() { return new veskShort(value); }
 
-veskUnsignedShort::veskUnsignedShort() : veskUnsignedShort(0) {}
-veskUnsignedShort::veskUnsignedShort(const unsigned short initial)
-    : veskType(kTagUnsignedShort), value(initial) {}
 int veskUnsignedShort::compare(veskType& other) {
   return compareNarrow(*this, other);
 }
@@ -140,8 +124,6 @@ veskType* veskUnsignedShort::dup() { return new veskUnsignedShort(value); }
 
 // The integer family
 
-veskInt::veskInt() : veskInt(0) {}
-veskInt::veskInt(const int initial) : veskType(kTagInt), value(initial) {}
 int veskInt::compare(veskType& other) { return compareIntegers(*this, other); }
 int veskInt::operator==(veskType& other) { return equalIntegers(*this, other); }
 unsigned veskInt::encode(char* buffer, unsigned length) {
@@ -153,9 +135,6 @@ unsigned veskInt::decode(char* buffer, unsigned length) {
 char* veskInt::getString() { return numberText(value); }
 veskType* veskInt::dup() { return new veskInt(value); }
 
-veskLong::veskLong() : veskLong(0) {}
-veskLong::veskLong(const long initial)
-    : veskType(kTagLong), value(static_cast<std::int32_t>(initial)) {}
 int veskLong::compare(veskType& other) { return compareIntegers(*this, other); }
 int veskLong::operator==(veskType& other) {
   return equalIntegers(*this, other);
@@ -169,9 +148,6 @@ unsigned veskLong::decode(char* buffer, unsigned length) {
 char* veskLong::getString() { return numberText(value); }
 veskType* veskLong::dup() { return new veskLong(value); }
 
-veskUnsignedInt::veskUnsignedInt() : veskUnsignedInt(0) {}
-veskUnsignedInt::veskUnsignedInt(const unsigned int initial)
-    : veskType(kTagUnsignedInt), value(initial) {}
 int veskUnsignedInt::compare(veskType& other) {
   return compareIntegers(*this, other);
 }
@@ -187,9 +163,6 @@ unsigned veskUnsignedInt::decode(char* buffer, unsigned length) {
 char* veskUnsignedInt::getString() { return numberText(value); }
 veskType* veskUnsignedInt::dup() { return new veskUnsignedInt(value); }
 
-veskUnsignedLong::veskUnsignedLong() : veskUnsignedLong(0) {}
-veskUnsignedLong::veskUnsignedLong(const unsigned long initial)
-    : veskType(kTagUnsignedLong), value(static_cast<std::uint32_t>(initial)) {}
 int veskUnsignedLong::compare(veskType& other) {
   return compareIntegers(*this, other);
 }
@@ -205,10 +178,6 @@ unsigned veskUnsignedLong::decode(char* buffer, unsigned length) {
 char* veskUnsignedLong::getString() { return numberText(value); }
 veskType* veskUnsignedLong::dup() { return new veskUnsignedLong(value); }
 
-veskBool::veskBool() : veskBool(0) {}
-veskBool::veskBool(const unsigned int initial) : veskUnsignedInt(initial) {
-  tag = kTagBool;
-}
 int veskBool::compare(veskType& other) { return compareIntegers(*this, other); }
 int veskBool::operator==(veskType& other) {
   return equalIntegers(*this, other);
@@ -218,10 +187,6 @@ char* veskBool::getString() {
 }
 veskType* veskBool::dup() { return new veskBool(value); }
 
-veskGauge::veskGauge() : veskGauge(0) {}
-veskGauge::veskGauge(const unsigned int initial) : veskUnsignedInt(initial) {
-  tag = kTagGauge;
-}
 int veskGauge::compare(veskType& other) {
   return compareIntegers(*this, other);
 }
@@ -230,11 +195,6 @@ int veskGauge::operator==(veskType& other) {
 }
 veskType* veskGauge::dup() { return new veskGauge(value); }
 
-veskCounter::veskCounter() : veskCounter(0) {}
-veskCounter::veskCounter(const unsigned int initial)
-    : veskUnsignedInt(initial) {
-  tag = kTagCounter;
-}
 int veskCounter::compare(veskType& other) {
   return compareIntegers(*this, other);
 }
@@ -243,10 +203,6 @@ int veskCounter::operator==(veskType& other) {
 }
 veskType* veskCounter::dup() { return new veskCounter(value); }
 
-veskTime::veskTime() : veskTime(0) {}
-veskTime::veskTime(const unsigned int initial) : veskUnsignedInt(initial) {
-  tag = kTagTime;
-}
 int veskTime::compare(veskType& other) { return compareIntegers(*this, other); }
 int veskTime::operator==(veskType& other) {
   return equalIntegers(*this, other);
@@ -255,9 +211,6 @@ veskType* veskTime::dup() { return new veskTime(value); }
 
 // Floating point
 
-veskFloat::veskFloat() : veskFloat(0.0f) {}
-veskFloat::veskFloat(const float initial)
-    : veskType(kTagFloat), value(initial) {}
 int veskFloat::compare(veskType& other) {
   return compareFloating(*this, other);
 }
@@ -278,9 +231,6 @@ char* veskFloat::getString() {
 }
 veskType* veskFloat::dup() { return copyFloating(*this); }
 
-veskDouble::veskDouble() : veskDouble(0.0) {}
-veskDouble::veskDouble(const double initial)
-    : veskType(kTagDouble), value(initial) {}
 int veskDouble::compare(veskType& other) {
   return compareFloating(*this, other);
 }
@@ -302,12 +252,10 @@ veskType* veskDouble::dup() { return copyFloating(*this); }
 
 // Identifiers
 
-veskOid::veskOid() : veskType(kTagOid), valid(0), component() {}
 veskOid::veskOid(const char* text) : veskOid() { set(text); }
 veskOid::veskOid(veskOid& classOid, unsigned a, unsigned b) : veskOid() {
   set(classOid, a, b);
 }
-veskOid::veskOid(const veskOid& other) : veskOid() { set(other); }
 
 int veskOid::compare(veskType& other) {
   return compareIdentifiers(*this, other);
@@ -336,15 +284,10 @@ void veskOid::set(veskOid& classOid, unsigned a, unsigned b) {
   component[2] = a;
   component[3] = b;
 }
-veskOid& veskOid::set(const veskOid& other) {
-  copyIdentifier(*this, other);
-  return *this;
-}
 veskOid& veskOid::set(const char* text) {
   parseIdentifier(*this, text);
   return *this;
 }
-veskOid& veskOid::operator=(const veskOid& other) { return set(other); }
 veskOid& veskOid::operator=(const char* text) { return set(text); }
 int veskOid::operator==(veskOid& other) {
   return valid == other.valid && sameNumbers(*this, other);
@@ -355,12 +298,7 @@ int veskOid::operator==(const char* text) {
 }
 veskOid* veskOid::getClassOid() { return classOf(*this); }
 
-veskAid::veskAid() : veskType(kTagAid), valid(0), component() {}
 veskAid::veskAid(const char* text) : veskAid() { set(text); }
-veskAid::veskAid(veskOid& classOid, unsigned n) : veskAid() {
-  set(classOid, n);
-}
-veskAid::veskAid(const veskAid& other) : veskAid() { set(other); }
 
 int veskAid::compare(veskType& other) {
   return compareIdentifiers(*this, other);
@@ -377,22 +315,10 @@ unsigned veskAid::decode(char* buffer, unsigned length) {
 char* veskAid::getString() { return identifierText(*this); }
 veskType* veskAid::dup() { return new veskAid(*this); }
 
-void veskAid::set(veskOid& classOid, unsigned n) {
-  valid = classOid.valid;
-  if (valid == 0) return;
-  component[0] = classOid.component[0];
-  component[1] = classOid.component[1];
-  component[2] = n;
-}
-veskAid& veskAid::set(const veskAid& other) {
-  copyIdentifier(*this, other);
-  return *this;
-}
 veskAid& veskAid::set(const char* text) {
   parseIdentifier(*this, text);
   return *this;
 }
-veskAid& veskAid::operator=(const veskAid& other) { return set(other); }
 veskAid& veskAid::operator=(const char* text) { return set(text); }
 int veskAid::operator==(veskAid& other) {
   return valid == other.valid && sameNumbers(*this, other);
@@ -411,7 +337,6 @@ template <class Counted>
 unsigned encodeCounted(Counted& self, const char* bytes, std::size_t held,
                        char* buffer, unsigned length) {
   ByteWriter writer(buffer, length);
-  if (!writer.room(2 + kIntegerRoom)) return 0;
   writer.number(self.tag);
   writer.number(self.length.tag);
   writer.integer(self.length.value);

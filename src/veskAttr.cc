@@ -1,8 +1,8 @@
+#include <ostrel/tags.h>
 #include <ostrel/veskAttr.h>
 
 #include "identifier.h"
 #include "members.h"
-#include "tags.h"
 #include "text.h"
 #include "value_op.h"
 #include "values.h"
@@ -21,8 +21,6 @@ signed char lowByte(int op) { return static_cast<signed char>(op); }
 
 }  // namespace
 
-veskAttribute::veskAttribute() : veskType(kTagAttribute), value(nullptr) {}
-veskAttribute::veskAttribute(veskAid* aid) : veskAttribute() { id = *aid; }
 veskAttribute::veskAttribute(veskAid* aid, veskType* initial)
     : veskAttribute(aid) {
   value = copyValue(initial);

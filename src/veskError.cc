@@ -1,3 +1,4 @@
+#include <ostrel/tags.h>
 #include <ostrel/veskError.h>
 
 #include <cerrno>
@@ -6,7 +7,6 @@
 
 #include "codes.h"
 #include "members.h"
-#include "tags.h"
 #include "text.h"
 
 using namespace ostrel;

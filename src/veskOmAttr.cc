@@ -1,6 +1,6 @@
+#include <ostrel/tags.h>
 #include <ostrel/veskOmAttr.h>
 
-#include "tags.h"
 #include "value_op.h"
 #include "values.h"
 #include "wire.h"

@@ -1,7 +1,7 @@
+#include <ostrel/tags.h>
 #include <ostrel/veskPDU.h>
 
 #include "members.h"
-#include "tags.h"
 #include "text.h"
 #include "values.h"
 

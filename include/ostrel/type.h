@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <ostrel/export.h>
 #include <ostrel/list.h>
+#include <ostrel/tags.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -43,9 +44,10 @@ using IfValue = std::enable_if_t<std::is_convertible_v<Value*, veskType*>, int>;
 //   assigning 0 makes it null: that changes the tag and nothing else.
 class OSTREL_API veskType {
  public:
-  veskType();              // tag 0: null
-  veskType(unsigned tag);  // the low 8 bits of `tag`
-  veskType(const veskType& other);
+  // Takes the low 8 bits of `type` for its tag; without it the value is null.
+  veskType(unsigned type = ostrel::kTagNull)
+      : tag(static_cast<std::uint8_t>(type)) {}
+  veskType(const veskType& other) : tag(other.tag) {}
 
   virtual ~veskType() = default;
   virtual int compare(veskType& other);
@@ -119,15 +121,16 @@ class OSTREL_API veskType {
 };
 
 // Whole numbers, truth values and times of fixed width. All have a public
-// `value`, which default constructors set to 0. "Long" means 32 bits.
-// compare() returns the difference of the values, 32-bit differences with
-// wrap-around: Kept: a difference that overflows orders the wrong way.
+// `value`, which default constructors set to 0 and others to their argument.
+// "Long" means 32 bits. compare() returns the difference of the values, 32-bit
+// differences with wrap-around: Kept: a difference that overflows orders the
+// wrong way.
 
 // Signed 8 bits; prints as the character itself.
 class OSTREL_API veskChar : public veskType {
  public:
-  veskChar();
-  veskChar(const signed char value);
+  veskChar(const signed char initial = 0)
+      : veskType(ostrel::kTagChar), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -143,8 +146,8 @@ class OSTREL_API veskChar : public veskType {
 // Signed 16 bits.
 class OSTREL_API veskShort : public veskType {
  public:
-  veskShort();
-  veskShort(const short value);
+  veskShort(const short initial = 0)
+      : veskType(ostrel::kTagShort), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -160,8 +163,7 @@ class OSTREL_API veskShort : public veskType {
 // Signed 32 bits.
 class OSTREL_API veskInt : public veskType {
  public:
-  veskInt();
-  veskInt(const int value);
+  veskInt(const int initial = 0) : veskType(ostrel::kTagInt), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -177,8 +179,8 @@ class OSTREL_API veskInt : public veskType {
 // Signed 32 bits; of a wider argument the low 32 bits are kept.
 class OSTREL_API veskLong : public veskType {
  public:
-  veskLong();
-  veskLong(const long value);
+  veskLong(const long initial = 0)
+      : veskType(ostrel::kTagLong), value(static_cast<std::int32_t>(initial)) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -194,8 +196,8 @@ class OSTREL_API veskLong : public veskType {
 // Unsigned 8 bits; prints as the character itself.
 class OSTREL_API veskUnsignedChar : public veskType {
  public:
-  veskUnsignedChar();
-  veskUnsignedChar(const unsigned char value);
+  veskUnsignedChar(const unsigned char initial = 0)
+      : veskType(ostrel::kTagUnsignedChar), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -211,8 +213,8 @@ class OSTREL_API veskUnsignedChar : public veskType {
 // Unsigned 16 bits.
 class OSTREL_API veskUnsignedShort : public veskType {
  public:
-  veskUnsignedShort();
-  veskUnsignedShort(const unsigned short value);
+  veskUnsignedShort(const unsigned short initial = 0)
+      : veskType(ostrel::kTagUnsignedShort), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -228,8 +230,8 @@ class OSTREL_API veskUnsignedShort : public veskType {
 // Unsigned 32 bits.
 class OSTREL_API veskUnsignedInt : public veskType {
  public:
-  veskUnsignedInt();
-  veskUnsignedInt(const unsigned int value);
+  veskUnsignedInt(const unsigned int initial = 0)
+      : veskType(ostrel::kTagUnsignedInt), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -245,8 +247,9 @@ class OSTREL_API veskUnsignedInt : public veskType {
 // Unsigned 32 bits; of a wider argument the low 32 bits are kept.
 class OSTREL_API veskUnsignedLong : public veskType {
  public:
-  veskUnsignedLong();
-  veskUnsignedLong(const unsigned long value);
+  veskUnsignedLong(const unsigned long initial = 0)
+      : veskType(ostrel::kTagUnsignedLong),
+        value(static_cast<std::uint32_t>(initial)) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -265,8 +268,8 @@ class OSTREL_API veskUnsignedLong : public veskType {
 // asks for exactly equal values.
 class OSTREL_API veskFloat : public veskType {
  public:
-  veskFloat();
-  veskFloat(const float value);
+  veskFloat(const float initial = 0.0f)
+      : veskType(ostrel::kTagFloat), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -284,8 +287,8 @@ class OSTREL_API veskFloat : public veskType {
 // that 1.0 reads 1072693248.
 class OSTREL_API veskDouble : public veskType {
  public:
-  veskDouble();
-  veskDouble(const double value);
+  veskDouble(const double initial = 0.0)
+      : veskType(ostrel::kTagDouble), value(initial) {}
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -301,8 +304,9 @@ class OSTREL_API veskDouble : public veskType {
 // True (not 0) or false; the number itself is kept. Prints "True" or "False".
 class OSTREL_API veskBool : public veskUnsignedInt {
  public:
-  veskBool();
-  veskBool(const unsigned int value);
+  veskBool(const unsigned int initial = 0) : veskUnsignedInt(initial) {
+    tag = ostrel::kTagBool;
+  }
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   char* getString() override;
@@ -314,8 +318,9 @@ class OSTREL_API veskBool : public veskUnsignedInt {
 // A measured level. decodeCreate() does not know its tag.
 class OSTREL_API veskGauge : public veskUnsignedInt {
  public:
-  veskGauge();
-  veskGauge(const unsigned int value);
+  veskGauge(const unsigned int initial = 0) : veskUnsignedInt(initial) {
+    tag = ostrel::kTagGauge;
+  }
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   veskType* dup() override;
@@ -326,8 +331,9 @@ class OSTREL_API veskGauge : public veskUnsignedInt {
 // A number that only grows. decodeCreate() does not know its tag.
 class OSTREL_API veskCounter : public veskUnsignedInt {
  public:
-  veskCounter();
-  veskCounter(const unsigned int value);
+  veskCounter(const unsigned int initial = 0) : veskUnsignedInt(initial) {
+    tag = ostrel::kTagCounter;
+  }
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   veskType* dup() override;
@@ -338,8 +344,9 @@ class OSTREL_API veskCounter : public veskUnsignedInt {
 // Calendar seconds; prints as their number.
 class OSTREL_API veskTime : public veskUnsignedInt {
  public:
-  veskTime();
-  veskTime(const unsigned int value);
+  veskTime(const unsigned int initial = 0) : veskUnsignedInt(initial) {
+    tag = ostrel::kTagTime;
+  }
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   veskType* dup() override;
@@ -356,10 +363,10 @@ class OSTREL_API veskTime : public veskUnsignedInt {
 // the identifier invalid: it then prints as "Invalid".
 class OSTREL_API veskOid : public veskType {
  public:
-  veskOid();                  // invalid
+  veskOid() : veskType(ostrel::kTagOid), valid(0), component() {}  // invalid
   veskOid(const char* text);  // as operator=
   veskOid(veskOid& classOid, unsigned a, unsigned b);
-  veskOid(const veskOid& other);
+  veskOid(const veskOid& other) : veskOid() { set(other); }
 
   // Orders by the numbers, the first difference first; an invalid identifier
   // comes before a valid one.
@@ -373,9 +380,13 @@ class OSTREL_API veskOid : public veskType {
   // Object (a, b) of a class. Invalid, with the numbers left as they were,
   // unless `classOid` is valid and ends in 0.0.
   void set(veskOid& classOid, unsigned a, unsigned b);
-  veskOid& set(const veskOid& other);
+  veskOid& set(const veskOid& other) {
+    valid = other.valid;
+    for (int i = 0; i < 4; i++) component[i] = other.component[i];
+    return *this;
+  }
   veskOid& set(const char* text);
-  veskOid& operator=(const veskOid& other);
+  veskOid& operator=(const veskOid& other) { return set(other); }
   veskOid& operator=(const char* text);
 
   // 1 when validity and all numbers are equal, whatever the tags.
@@ -398,10 +409,10 @@ class OSTREL_API veskOid : public veskType {
 // that 36 characters of text count.
 class OSTREL_API veskAid : public veskType {
  public:
-  veskAid();
+  veskAid() : veskType(ostrel::kTagAid), valid(0), component() {}
   veskAid(const char* text);
-  veskAid(veskOid& classOid, unsigned n);
-  veskAid(const veskAid& other);
+  veskAid(veskOid& classOid, unsigned n) : veskAid() { set(classOid, n); }
+  veskAid(const veskAid& other) : veskAid() { set(other); }
 
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
@@ -415,10 +426,20 @@ class OSTREL_API veskAid : public veskType {
 
   // Attribute n of a class. Kept: only the class's first two numbers are
   // used, whatever the others are.
-  void set(veskOid& classOid, unsigned n);
-  veskAid& set(const veskAid& other);
+  void set(veskOid& classOid, unsigned n) {
+    valid = classOid.valid;
+    if (valid == 0) return;
+    component[0] = classOid.component[0];
+    component[1] = classOid.component[1];
+    component[2] = n;
+  }
+  veskAid& set(const veskAid& other) {
+    valid = other.valid;
+    for (int i = 0; i < 3; i++) component[i] = other.component[i];
+    return *this;
+  }
   veskAid& set(const char* text);
-  veskAid& operator=(const veskAid& other);
+  veskAid& operator=(const veskAid& other) { return set(other); }
   veskAid& operator=(const char* text);
   int operator==(veskAid& other);
   int operator==(const char* text);

@@ -13,8 +13,9 @@
 // veskType: by tag alone.
 class OSTREL_API veskAttribute : public veskType {
  public:
-  veskAttribute();             // no identifier, no value
-  veskAttribute(veskAid* id);  // no value
+  veskAttribute() : veskType(ostrel::kTagAttribute), value(nullptr) {}
+  veskAttribute(veskAid* aid)  // no value
+      : veskType(ostrel::kTagAttribute), id(*aid), value(nullptr) {}
   veskAttribute(veskAid* id, veskType* value);
   veskAttribute(veskAttribute* other);
   veskAttribute(const veskAttribute& other);

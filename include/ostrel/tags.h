@@ -1,7 +1,8 @@
-// Names for the tags: the first byte of every encoded value.
+// Names for the tags: a value's tag names its class, and is the first byte of
+// its encoding.
 
-#ifndef OSTREL_SRC_TAGS_H
-#define OSTREL_SRC_TAGS_H
+#ifndef OSTREL_TAGS_H
+#define OSTREL_TAGS_H
 
 #include <cstdint>
 
@@ -67,4 +68,4 @@ constexpr unsigned kTagLastPDU = kTagDSsearchRespPDU;
 
 }  // namespace ostrel
 
-#endif  // OSTREL_SRC_TAGS_H
+#endif  // OSTREL_TAGS_H
