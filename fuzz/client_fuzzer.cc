@@ -2,6 +2,7 @@
 // taken for what it is not, a failure leaves the caller's lists alone, every
 // request is forgotten, nothing leaks and nothing is freed twice.
 
+#include <ostrel/commreq.h>
 #include <ostrel/veskAttr.h>
 #include <ostrel/veskQuery.h>
 
@@ -70,12 +71,24 @@ bool isShort(const std::string& message, unsigned asked) {
   return result;
 }
 
+// Collects answers until one is a success.
+int askAnyDirectory(veskQueryHandler& handler, veskOid& oid) {
+  veskRemovePDU request(oid);
+  veskRespPDU* response = nullptr;
+  veskAddress from;
+  const int code = DSrequest(handler.transactionHandler, handler.socket,
+                             nullptr, &request, &response, &from, 0);
+  veskPDU* answer = response;
+  if (answer != &request) veskType::destroyDecoded(answer);
+  return code;
+}
+
 int perform(unsigned operation, veskQueryHandler& handler, Caller& caller) {
   veskAddress server("192.0.2.1");
   veskOid oid("59.6.0.1");
   veskList list2;
   veskAddress answeredBy;
-  switch (operation % 10) {
+  switch (operation % 11) {
     case 0:
       return handler.get(&server, oid, caller.attrs, &caller.errors);
     case 1:
@@ -98,6 +111,8 @@ int perform(unsigned operation, veskQueryHandler& handler, Caller& caller) {
     case 8:
       return handler.DSsearch(&server, oid, caller.attrs, caller.results, list2,
                               &answeredBy, &caller.results2, &caller.errors);
+    case 9:
+      return askAnyDirectory(handler, oid);
     default:
       return handler.DSsearch(nullptr, oid, caller.attrs, caller.results, list2,
                               &answeredBy, &caller.results2, &caller.errors);

@@ -33,9 +33,14 @@ class HostileServers {
     if (kind == 0) return script_.bytes(script_.number(2));
     std::string bytes(1, static_cast<char>(kind));
     const unsigned status = script_.number(1);
-    bytes += status == 0
-                 ? std::string("\x03\x00", 2)
-                 : std::string("\x03\x01", 2) + static_cast<char>(status);
+    if (status == 0) {
+      bytes += std::string("\x03\x00", 2);
+    } else if (status == 0xff) {
+      bytes += "\x03\x04\xff\xff\xff\xff";
+    } else {
+      bytes += "\x03\x01";
+      bytes += static_cast<char>(status);
+    }
     bytes += id + std::string("\x0A\x00", 2);
     return bytes + script_.bytes(script_.number(2));
   }

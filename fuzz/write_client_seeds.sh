@@ -58,10 +58,15 @@ seed client/principal_other     07 01 29 00 00 10 $none $objects \
 seed client/directory           08 $nobody 01 2F 00 00 13 $none $none $objects
 seed client/directory_list2     08 $nobody 01 2F 00 00 1B $errors $objects $none
 seed client/directory_refused   08 $nobody 01 2F 05 00 09 $none $none $none
-seed client/discovery           09 01 2F 00 00 09 $none $none $none 00 \
+seed client/discovery           0A 01 2F 00 00 09 $none $none $none 00 \
                                 $nobody 01 2F 00 00 13 $none $none $objects
-seed client/discovery_other     09 01 2B 05 00 00 00 $nobody 01 2B 00 00 00
-seed client/discovery_silence   09 00 00 00 00 00 00 00 00
+seed client/discovery_other     0A 01 2B 05 00 00 00 $nobody 01 2B 00 00 00
+seed client/discovery_silence   0A 00 00 00 00 00 00 00 00
+seed client/any_directory       09 01 2F 00 00 09 $none $none $none 00
+seed client/any_directory_errors 09 01 2F 05 00 09 $none $none $none \
+                                05 2F 06 00 09 $none $none $none
+seed client/any_directory_late  09 01 2F 05 00 09 $none $none $none \
+                                05 2F 00 00 09 $none $none $none
 seed client/changing_users      04 $somebody 01 2B 00 00 00 \
                                 84 $nobody 01 2B 00 00 00
 
@@ -86,9 +91,9 @@ seed event/reg                  00 $nobody 01 25 00 00 0C $none $object
 seed event/reg_errors           00 $nobody 01 25 FF 00 14 $errors $object
 seed event/reg_other_class      00 $nobody 01 27 00 00 0E $none $value
 seed event/reg_unreg            00 $nobody 01 25 00 00 0C $none $object \
-                                01 $nobody 01 2B 00 00 00
+                                01 01 2B 00 00 00
 seed event/unreg_refused        00 $nobody 01 25 00 00 0C $none $object \
-                                01 $nobody 01 2B 05 00 00
+                                01 01 2B 05 00 00
 seed event/unreg_silence        00 $nobody 01 25 00 00 0C $none $object \
-                                01 $nobody 00 00 00
+                                01 00 00 00
 }
