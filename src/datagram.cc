@@ -243,7 +243,12 @@ unsigned veskDatagramHandler::takeFragment(Entry* entry, unsigned at,
   const unsigned length = entry->totalLength;
   reassemblyList.remove(at);
   delete entry;
-  *owned = true;
+  *owned = length > 0;
+  if (length == 0) {
+    // Only reads that failed get here, and a length of 0 hands nothing over.
+    std::free(*data);
+    *data = nullptr;
+  }
   tick();
   return length;
 }

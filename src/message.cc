@@ -9,7 +9,6 @@
 
 #include "codes.h"
 #include "platform.h"
-#include "values.h"
 
 namespace {
 
@@ -86,10 +85,12 @@ int veskMessageHandler::recv(sockaddr_in* from, veskPDU** pdu) {
   const unsigned used =
       veskType::decodeCreate(static_cast<char*>(data), length, &value);
   std::free(data);
-  veskPDU* arrived = nullptr;
-  if (used != 0 && isPDU(*value)) arrived = ostrel::as<veskPDU>(value);
-  *pdu = arrived;
-  if (arrived != nullptr) return ostrel::kNoError;
+  if (used != 0 && isPDU(*value)) {
+    // The tag is the one that decodeCreate() has just chosen the class by.
+    *pdu = static_cast<veskPDU*>(value);
+    return ostrel::kNoError;
+  }
+  *pdu = nullptr;
   veskType::destroyDecoded(value);
   return ostrel::kCodingError;
 }

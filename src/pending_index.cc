@@ -5,7 +5,7 @@
 namespace ostrel {
 namespace {
 
-constexpr std::uint64_t kNeverRight = ~std::uint64_t{0};
+constexpr unsigned kShortQueue = 8;
 constexpr std::uint32_t kHalfOfAllIds = 0x80000000;
 
 pendingRequest* recordOf(const timeoutEntry* entry) {
@@ -24,10 +24,10 @@ bool wasGivenOut(std::uint32_t id, std::uint32_t nextId) {
 }  // namespace
 
 void PendingIndex::beforeStamp(const veskPDU* pdu) {
+  if (changes_ != queue_.changes()) return;
   const auto found = entries_.find(pdu->requestId.value);
   if (found == entries_.end()) return;
-  if (found->second != nullptr && changes_ == queue_.changes() &&
-      recordOf(found->second)->request != pdu) {
+  if (found->second != nullptr && recordOf(found->second)->request != pdu) {
     return;
   }
   // It may be pending already, and its record changes its id with it.
@@ -37,9 +37,12 @@ void PendingIndex::beforeStamp(const veskPDU* pdu) {
 void PendingIndex::insert(long seconds, pendingRequest* record) {
   const bool right = changes_ == queue_.changes();
   timeoutEntry* entry = queue_.insert(seconds, record);
-  if (!right) return;
-  file(entry);
-  changes_ = queue_.changes();
+  if (right) {
+    file(entry);
+    changes_ = queue_.changes();
+  } else if (queue_.count == kShortQueue + 1) {
+    refresh();
+  }
 }
 
 pendingRequest* PendingIndex::pop() {
@@ -58,6 +61,10 @@ pendingRequest* PendingIndex::remove(timeoutEntry* entry) {
 }
 
 timeoutEntry* PendingIndex::find(std::uint32_t id, std::uint32_t nextId) {
+  if (queue_.count <= kShortQueue) {
+    changes_ = kNeverRight;
+    return walk(id);
+  }
   if (changes_ != queue_.changes()) refresh();
   const auto found = entries_.find(id);
   if (found == entries_.end()) {

@@ -4,7 +4,8 @@
 // What it finds is what a walk from the front would find, the first record in
 // queue order whose PDU has the id now. So the queue may be changed behind its
 // back, ids may be shared, and a PDU may be sent while it is still pending: it
-// then looks at the whole queue again.
+// then looks at the whole queue again. A short queue is walked, which is
+// quicker than keeping an index of it.
 
 #ifndef OSTREL_SRC_PENDING_INDEX_H
 #define OSTREL_SRC_PENDING_INDEX_H
@@ -38,6 +39,8 @@ class PendingIndex {
   timeoutEntry* find(std::uint32_t id, std::uint32_t nextId);
 
  private:
+  static constexpr std::uint64_t kNeverRight = ~std::uint64_t{0};
+
   void refresh();
   void file(timeoutEntry* entry);
   bool forget(timeoutEntry* entry);
@@ -46,7 +49,8 @@ class PendingIndex {
   timeoutList& queue_;
   // Null where several entries share the id, or did.
   std::unordered_map<std::uint32_t, timeoutEntry*> entries_;
-  std::uint64_t changes_ = 0;  // of the queue, when the index was last right
+  // Of the queue, when the index was last right.
+  std::uint64_t changes_ = kNeverRight;
 };
 
 }  // namespace ostrel

@@ -7,11 +7,20 @@
 
 #include "check.h"
 #include "platform.h"
+#include "pool.h"
 #include "ring.h"
 #include "seconds.h"
 
 using ostrel::addSeconds;
 using ostrel::subtractSeconds;
+
+void* timeoutEntry::operator new(std::size_t size) {
+  return ostrel::Pool::allocate(size);
+}
+
+void timeoutEntry::operator delete(void* block, std::size_t size) noexcept {
+  ostrel::Pool::release(block, size);
+}
 
 timeoutList::timeoutList()
     : anchor(),

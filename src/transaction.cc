@@ -8,6 +8,7 @@
 
 #include "codes.h"
 #include "pending_index.h"
+#include "pool.h"
 #include "seconds.h"
 
 namespace {
@@ -20,6 +21,14 @@ int isMulticast(const sockaddr_in& address) {
 }
 
 }  // namespace
+
+void* pendingRequest::operator new(std::size_t size) {
+  return ostrel::Pool::allocate(size);
+}
+
+void pendingRequest::operator delete(void* block, std::size_t size) noexcept {
+  ostrel::Pool::release(block, size);
+}
 
 veskTransactionHandler::veskTransactionHandler()
     : messageHandler(new veskMessageHandler),

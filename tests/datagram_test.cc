@@ -690,6 +690,20 @@ TEST_F(Datagrams, FailedReadOfASingleFragmentIsBad) {
   std::free(data);
 }
 
+TEST_F(Datagrams, FailedReadsThatCompleteAnEmptyMessageHandNothingOver) {
+  arrive(fragment(1, 2, 0, 0, 0, "x"));
+  system.failNext(Call::kReceive, EIO);
+  EXPECT_EQ(recv().error, ENODATA);
+  EXPECT_EQ(recv().error, EMSGSIZE);  // it was still queued
+  arrive(fragment(1, 2, 1, 0, 0, "x"));
+  system.failNext(Call::kReceive, EIO);
+  const Received received = recv();
+  EXPECT_EQ(received.length, 0U);
+  EXPECT_EQ(received.error, EIO);
+  EXPECT_FALSE(received.hasData);
+  EXPECT_EQ(handler.reassemblyList.count, 0U);
+}
+
 TEST_F(Datagrams, WithoutMemoryASingleFragmentStaysQueued) {
   arrive(fragments(1, "abc")[0]);
   system.failNext(Call::kAllocate, ENOMEM);

@@ -613,9 +613,67 @@ TEST_F(Transactions, KeepsFlushMakingLaterRequestsDueEarlier) {
   EXPECT_EQ(next, 7);
 }
 
-// --- what the queue's index must survive
+// --- what finding a request must survive, in a short and in a long queue
 
-TEST_F(Transactions, FirstInQueueOrderWinsWhenRequestsShareAnId) {
+class Queues : public Transactions,
+               public ::testing::WithParamInterface<unsigned> {
+ protected:
+  Queues() {
+    handler.initialTimeout = 1000000;
+    handler.nextRequestId = 0x40000000;
+    for (unsigned i = 0; i < GetParam(); ++i) {
+      others.push_back(makeRequest());
+      handler.send(&server, others.back().get());
+    }
+    handler.initialTimeout = 3;
+    handler.nextRequestId = 0;
+  }
+
+  // How many requests are pending besides the others.
+  unsigned pendingHere() const { return handler.pending.count - GetParam(); }
+
+  std::vector<std::unique_ptr<veskRemovePDU>> others;
+};
+
+INSTANTIATE_TEST_SUITE_P(Transactions, Queues, ::testing::Values(0U, 20U),
+                         [](const auto& row) {
+                           return row.param == 0 ? "Short" : "Long";
+                         });
+
+TEST_P(Queues, AnswersFindTheirRequestsAndDoublesFindNone) {
+  std::vector<std::unique_ptr<veskRemovePDU>> requests;
+  for (int i = 0; i < 5; ++i) {
+    requests.push_back(makeRequest());
+    handler.send(&server, requests.back().get());
+  }
+  for (const std::uint32_t id : {3U, 0U, 4U, 1U, 2U}) {
+    arrive(answerTo(id));
+    EXPECT_TRUE(recv().answered);
+    arrive(answerTo(id));
+    EXPECT_FALSE(recv().answered);
+  }
+  EXPECT_EQ(pendingHere(), 0U);
+}
+
+TEST_P(Queues, RetransmittedRequestIsFoundAndAGivenUpOneIsNot) {
+  auto request = makeRequest();
+  handler.send(&server, request.get());
+  system.advance(3);
+  EXPECT_EQ(tick().pdu, nullptr);
+  system.advance(6);
+  EXPECT_EQ(tick().pdu, nullptr);
+  EXPECT_EQ(handler.flush(0), 1);
+  handler.send(&server, request.get());
+  handler.retries = 0;
+  auto other = makeRequest();
+  handler.send(&server, other.get());
+  system.advance(3);
+  EXPECT_EQ(tick().pdu, other.get());
+  EXPECT_EQ(handler.flush(2), 0);
+  EXPECT_EQ(handler.flush(1), 1);
+}
+
+TEST_P(Queues, FirstInQueueOrderWinsWhenRequestsShareAnId) {
   auto late = makeRequest();
   auto early = makeRequest();
   handler.initialTimeout = 10;
@@ -626,30 +684,30 @@ TEST_F(Transactions, FirstInQueueOrderWinsWhenRequestsShareAnId) {
   ASSERT_EQ(record(0)->request, early.get());
   arrive(answerTo(0));
   EXPECT_TRUE(recv().answered);
-  ASSERT_EQ(handler.pending.count, 1U);
+  ASSERT_EQ(pendingHere(), 1U);
   EXPECT_EQ(record(0)->request, late.get());
   arrive(answerTo(0));
   EXPECT_TRUE(recv().answered);
-  EXPECT_EQ(handler.pending.count, 0U);
+  EXPECT_EQ(pendingHere(), 0U);
   arrive(answerTo(0));
   EXPECT_FALSE(recv().answered);
 }
 
-TEST_F(Transactions, RequestSentTwiceIsPendingTwiceWithItsNewId) {
+TEST_P(Queues, RequestSentTwiceIsPendingTwiceWithItsNewId) {
   auto request = makeRequest();
   handler.send(&server, request.get());
   handler.send(&server, request.get());
-  EXPECT_EQ(handler.pending.count, 2U);
+  EXPECT_EQ(pendingHere(), 2U);
   arrive(answerTo(0));
   EXPECT_FALSE(recv().answered);  // no record has that id any more
   arrive(answerTo(1));
   arrive(answerTo(1));
   EXPECT_TRUE(recv().answered);
   EXPECT_TRUE(recv().answered);
-  EXPECT_EQ(handler.pending.count, 0U);
+  EXPECT_EQ(pendingHere(), 0U);
 }
 
-TEST_F(Transactions, FailedSecondSendChangesTheIdOfThePendingRecordToo) {
+TEST_P(Queues, FailedSecondSendChangesTheIdOfThePendingRecordToo) {
   auto request = makeRequest();
   handler.send(&server, request.get());
   system.failNext(Call::kSend, ENETUNREACH);
@@ -658,7 +716,7 @@ TEST_F(Transactions, FailedSecondSendChangesTheIdOfThePendingRecordToo) {
   EXPECT_EQ(handler.flush(1), 1);
 }
 
-TEST_F(Transactions, ProgramsMayTakeRecordsOutOfTheQueue) {
+TEST_P(Queues, ProgramsMayTakeRecordsOutOfTheQueue) {
   auto first = makeRequest();
   auto second = makeRequest();
   auto third = makeRequest();
@@ -678,29 +736,29 @@ TEST_F(Transactions, ProgramsMayTakeRecordsOutOfTheQueue) {
   EXPECT_FALSE(recv().answered);
 }
 
-TEST_F(Transactions, ProgramsMayPutRecordsIntoTheQueue) {
+TEST_P(Queues, ProgramsMayPutRecordsIntoTheQueue) {
   auto request = makeRequest();
   request->requestId = veskUnsignedInt(77);
   handler.pending.insert(1, new pendingRequest{server, request.get(), 1, 0, 0});
   arrive(answerTo(77));
   EXPECT_TRUE(recv().answered);
-  EXPECT_EQ(handler.pending.count, 0U);
+  EXPECT_EQ(pendingHere(), 0U);
 }
 
-TEST_F(Transactions, ProgramsMayChangeThePendingIdToOneNeverGiven) {
+TEST_P(Queues, ProgramsMayChangeThePendingIdToOneNeverGiven) {
   auto request = makeRequest();
   handler.send(&server, request.get());
   request->requestId = veskUnsignedInt(77);
   arrive(answerTo(0));
   EXPECT_FALSE(recv().answered);
-  EXPECT_EQ(handler.pending.count, 1U);
+  EXPECT_EQ(pendingHere(), 1U);
   arrive(answerTo(77));
   EXPECT_TRUE(recv().answered);
   arrive(answerTo(0));
   EXPECT_FALSE(recv().answered);
 }
 
-TEST_F(Transactions, ChangedIdOfARequestThatIsGivenUpLeavesNothingBehind) {
+TEST_P(Queues, ChangedIdOfARequestThatIsGivenUpLeavesNothingBehind) {
   handler.retries = 0;
   auto request = makeRequest();
   handler.send(&server, request.get());
@@ -726,7 +784,7 @@ unsigned long stepsForEachRequest(unsigned outstanding) {
   std::vector<std::unique_ptr<veskRemovePDU>> others;
   for (unsigned i = 0; i < outstanding; ++i) {
     others.push_back(std::make_unique<veskRemovePDU>(oid));
-    handler.initialTimeout = 1000000 + i % 5;
+    handler.initialTimeout = 1000000 + static_cast<long>(i % 5);
     handler.send(&server, others.back().get());
   }
   handler.initialTimeout = 3;

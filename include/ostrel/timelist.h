@@ -7,6 +7,7 @@
 
 #include <ostrel/export.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -23,6 +24,9 @@ class OSTREL_API timeoutEntry {
   long delta;              // seconds after the preceding entry falls due; for
                            // the first, after the list's last tick
   void* data;              // the item, which is not the entry's
+
+  static void* operator new(std::size_t size);
+  static void operator delete(void* block, std::size_t size) noexcept;
 
  private:
   friend class timeoutList;

@@ -9,6 +9,7 @@
 #include <ostrel/export.h>
 #include <ostrel/timelist.h>
 
+#include <cstddef>
 #include <cstdint>
 
 class veskMessageHandler;
@@ -25,6 +26,9 @@ struct OSTREL_API pendingRequest {
   long timeout;      // seconds from the last transmission to the next
   int retriesLeft;   // transmissions that may still follow
   int multicast;     // 1: sent to a group, so answers may be many; else 0
+
+  static void* operator new(std::size_t size);
+  static void operator delete(void* block, std::size_t size) noexcept;
 };
 
 // Sends requests and matches answers to them, over a socket of its own. Its
