@@ -5,6 +5,7 @@
 
 #include "client.h"
 #include "platform.h"
+#include "scalar.h"
 
 using namespace ostrel;
 
@@ -36,29 +37,13 @@ int noSocket() {
   return kNetworkError;
 }
 
-// Stores the 32 bits of a value of one of these classes.
-template <class... Integers>
-bool readInteger(veskType* value, std::uint32_t* number) {
-  const auto read = [number](const auto* integer) {
-    if (integer == nullptr) return false;
-    *number = static_cast<std::uint32_t>(integer->value);
-    return true;
-  };
-  return (read(as<Integers>(value)) || ...);
-}
-
-bool isInteger(veskType* value, std::uint32_t* number) {
-  return readInteger<veskUnsignedInt, veskInt, veskUnsignedLong, veskLong,
-                     veskUnsignedShort, veskShort, veskUnsignedChar, veskChar>(
-      value, number);
-}
-
 // When a registration is to expire next: an hour after the time that the
 // notice carries, or 0 when it carries none.
 veskTime renewedExpiry(const veskEventHandler& handler, veskList* args) {
   veskTime expiry;
   std::uint32_t noticed = 0;
-  if (isInteger(firstOf<veskType>(args), &noticed)) {
+  veskType* first = firstOf<veskType>(args);
+  if (first != nullptr && isInteger(*first, &noticed)) {
     expiry.value = noticed + kRegistrationSeconds;
   } else if (handler.debug != 0) {
     std::fprintf(stderr,

@@ -606,22 +606,18 @@ TEST_F(OpenEventHandler, AnExpiryNoticeRenewsForAnHourBeyondItsTime) {
   EXPECT_EQ(fake::text(system.sent.back().to), "192.0.2.1:5135");
 }
 
-TEST_F(OpenEventHandler, AnExpiryNoticeRenewsByWholeNumbersOfAnyClass) {
+TEST_F(OpenEventHandler, AnExpiryNoticeRenewsByAnyOfTheIntegerFamily) {
   struct {
     const char* value;
     const char* renewed;
   } const rows[] = {
-      {"01 05", "0C 02 0E 15"},     // char 5: 3605
-      {"41 05", "0C 02 0E 15"},     // unsigned char
-      {"02 00 05", "0C 02 0E 15"},  // short
-      {"42 00 05", "0C 02 0E 15"},  // unsigned short
-      {"03 01 05", "0C 02 0E 15"},  // int
-      {"43 01 05", "0C 02 0E 15"},  // unsigned int
-      {"04 01 05", "0C 02 0E 15"},  // long
-      {"44 01 05", "0C 02 0E 15"},  // unsigned long
-      {"07 01 05", "0C 02 0E 15"},  // bool
-      {"01 FF", "0C 02 0E 0F"},     // -1: 3599
-      {"0C 04 FF FF FF FF", "0C 02 0E 0F"},
+      {"03 01 05", "0C 02 0E 15"},           // int 5: 3605
+      {"43 01 05", "0C 02 0E 15"},           // unsigned int
+      {"04 01 05", "0C 02 0E 15"},           // long
+      {"44 01 05", "0C 02 0E 15"},           // unsigned long
+      {"07 01 05", "0C 02 0E 15"},           // bool
+      {"0C 01 05", "0C 02 0E 15"},           // time
+      {"03 04 FF FF FF FF", "0C 02 0E 0F"},  // -1: 3599
   };
   for (const auto& row : rows) {
     server.then("28" SUCCESS NONE);
@@ -637,7 +633,9 @@ TEST_F(OpenEventHandler, AnExpiryNoticeWithoutATimeRenewsWithZero) {
   for (const char* list :
        {NONE, " 80 43 01 01 09 43 01 01 78",
         " 80 43 01 01 06 3F F0 00 00 00 00 00 00",
-        " 80 43 01 01 80 43 01 01 03 01 05", " 80 43 01 01 00"}) {
+        " 80 43 01 01 80 43 01 01 03 01 05", " 80 43 01 01 00",
+        " 80 43 01 01 01 05", " 80 43 01 01 41 05", " 80 43 01 01 02 00 05",
+        " 80 43 01 01 42 00 05"}) {
     server.then("28" SUCCESS NONE);
     EXPECT_EQ(
         receive("22" HEADER REGISTRATION NOTIFY_EXPIRE + std::string(list)),
