@@ -196,7 +196,7 @@ teardown() { stopAll; }
 @test "a dry run shows the request and sends nothing" {
   run --separate-stderr ostrel --dry-run create 59.200 59.200.1=lamp
   [ "$status" = 0 ]
-  [[ $stderr == 'would send to 127.0.0.1:5135'$'\n''  create 0, status 0'* ]]
+  [[ $output == 'would send to 127.0.0.1:5135'$'\n''  create 0, status 0'* ]]
   run ostrel search 59.200
   same "$output" 'ostrel: nothing found'
   run ostrel --json --dry-run remove 59.200.0.1

@@ -221,7 +221,7 @@ Owned<veskPDU> Session::exchange(in_addr host, unsigned short port,
   const sockaddr_in to = endpoint(host, port);
   request.principal = principal(to);
   if (settings.dryRun) {
-    trace_.sent("would send", to, request);
+    trace_.wouldSend(to, request);
     return nullptr;
   }
   const bool brief = lookingUp_ && lookupIsBrief_;
@@ -239,7 +239,7 @@ bool Session::gather(veskPDU& request, int hops, long seconds,
                      const Take& take) {
   const sockaddr_in to = endpoint(resolve(kDirectoryGroup), kDirectoryPort);
   if (output_.settings().dryRun) {
-    trace_.sent("would send", to, request);
+    trace_.wouldSend(to, request);
     return true;
   }
   open();

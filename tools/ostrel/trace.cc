@@ -31,6 +31,26 @@ bool sameSender(const sockaddr_in& a, const sockaddr_in& b) {
   return a.sin_addr.s_addr == b.sin_addr.s_addr && a.sin_port == b.sin_port;
 }
 
+// A PDU and where it went or came from, in both forms.
+struct Shown {
+  std::string text;
+  Json json;
+};
+
+Shown shown(const char* how, const char* preposition,
+            const sockaddr_in& address, const std::string& pdu,
+            const std::string& bytes, Json json) {
+  const std::string endpoint = endpointText(address);
+  Shown all;
+  all.text = std::string(how) + " " + preposition + " " + endpoint + "\n" +
+             pdu + hexLines(bytes, "    ");
+  all.json["trace"] = how;
+  all.json[preposition] = endpoint;
+  all.json["pdu"] = std::move(json);
+  all.json["hex"] = hexText(bytes);
+  return all;
+}
+
 }  // namespace
 
 std::string endpointText(const sockaddr_in& address) {
@@ -39,22 +59,16 @@ std::string endpointText(const sockaddr_in& address) {
   return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
 }
 
-void Trace::show(const char* how, const char* preposition,
-                 const sockaddr_in& address, const std::string& pdu,
-                 const std::string& bytes, Json json) {
-  const std::string endpoint = endpointText(address);
-  Json all;
-  all["trace"] = how;
-  all[preposition] = endpoint;
-  all["pdu"] = std::move(json);
-  all["hex"] = hexText(bytes);
-  output_.trace(std::string(how) + " " + preposition + " " + endpoint + "\n" +
-                    pdu + hexLines(bytes, "    "),
-                all);
+void Trace::sent(const char* how, const sockaddr_in& to, veskPDU& pdu) {
+  const Shown line =
+      shown(how, "to", to, pduText(pdu, "  "), encoded(pdu), toJson(&pdu));
+  output_.trace(line.text, line.json);
 }
 
-void Trace::sent(const char* how, const sockaddr_in& to, veskPDU& pdu) {
-  show(how, "to", to, pduText(pdu, "  "), encoded(pdu), toJson(&pdu));
+void Trace::wouldSend(const sockaddr_in& to, veskPDU& pdu) {
+  const Shown line = shown("would send", "to", to, pduText(pdu, "  "),
+                           encoded(pdu), toJson(&pdu));
+  output_.result(line.text, line.json);
 }
 
 void Trace::arriving(int socket) {
@@ -70,10 +84,13 @@ void Trace::arriving(int socket) {
 }
 
 void Trace::arrived(const sockaddr_in& from, const std::string& datagram) {
+  const auto show = [&](const Shown& line) {
+    output_.trace(line.text, line.json);
+  };
   Datagram header;
   if (!readDatagram(datagram, &header)) {
-    show("refused", "from", from, "  no datagram of this kind\n", datagram,
-         nullptr);
+    show(shown("refused", "from", from, "  no datagram of this kind\n",
+               datagram, nullptr));
     return;
   }
   std::vector<std::string> parts = {datagram};
@@ -101,12 +118,12 @@ void Trace::arrived(const sockaddr_in& from, const std::string& datagram) {
   const std::vector<Decoded> messages = decodeAll(parts);
   const Decoded& message = messages[0];
   if (message.value == nullptr) {
-    show("refused", "from", from, "  " + message.problem + "\n",
-         message.bytes.empty() ? datagram : message.bytes, nullptr);
+    show(shown("refused", "from", from, "  " + message.problem + "\n",
+               message.bytes.empty() ? datagram : message.bytes, nullptr));
     return;
   }
-  show("received", "from", from, valueLines(message.value.get(), "  "),
-       message.bytes, toJson(message.value.get()));
+  show(shown("received", "from", from, valueLines(message.value.get(), "  "),
+             message.bytes, toJson(message.value.get())));
 }
 
 }  // namespace cli

@@ -22,8 +22,11 @@ class Trace {
  public:
   explicit Trace(Output& output) : output_(output) {}
 
-  // What is sent to somebody; `how` is "sent", "sent again" or "would send".
+  // What is sent to somebody; `how` is "sent" or "sent again".
   void sent(const char* how, const sockaddr_in& to, veskPDU& pdu);
+
+  // What --dry-run does not send, which is a result and no trace.
+  void wouldSend(const sockaddr_in& to, veskPDU& pdu);
 
   // Shows the datagram that waits at a socket, and the PDU once its last
   // fragment is there.
@@ -36,9 +39,6 @@ class Trace {
   };
 
   void arrived(const sockaddr_in& from, const std::string& datagram);
-  void show(const char* how, const char* preposition,
-            const sockaddr_in& address, const std::string& pdu,
-            const std::string& bytes, Json json);
 
   Output& output_;
   std::vector<Partial> partials_;
