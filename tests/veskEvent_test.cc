@@ -201,7 +201,7 @@ TEST_F(EventHandler, ReportsAnEventSocketThatDoesNotOpen) {
   EXPECT_EQ(handler.eventSocket, -1);
 }
 
-TEST_F(EventHandler, ReportsAPortThatCannotBeTold) {
+TEST_F(EventHandler, OpenKeepsReturningTenForAPortThatCannotBeTold) {
   veskEventHandler handler;
   system.failNext(Call::kSocketName, ENOBUFS);
   CaptureStderr();
