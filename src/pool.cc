@@ -2,7 +2,13 @@
 
 namespace ostrel {
 
-thread_local Pool::Free Pool::free_ = {};
+Pool::Block Pool::open_ = {nullptr, 0};
+Pool::Block Pool::closed_ = {nullptr, kKept};
+
+thread_local Pool::Free Pool::free_ = {
+    {&closed_, &closed_, &closed_, &closed_, &closed_, &closed_, &closed_,
+     &closed_, &closed_, &closed_, &closed_, &closed_, &closed_, &closed_,
+     &closed_, &closed_}};
 
 void* Pool::refill(std::size_t size) {
 #if !defined(OSTREL_POOL_OFF)
@@ -13,38 +19,32 @@ void* Pool::refill(std::size_t size) {
 }
 
 void Pool::overflow(void* memory, std::size_t size) noexcept {
-  const std::size_t slot = slotOf(size);
+  static_cast<void>(size);
 #if !defined(OSTREL_POOL_OFF)
-  if (!free_.open) open();
+  openLists();
 #endif
-  if (memory == nullptr) return;
-  const bool first =
-      free_.open && slot < kSlots && free_.blocks[slot] == nullptr;
-  if (!first) {
-    ::operator delete(memory);
-    return;
-  }
-  free_.blocks[slot] = new (memory) Block{nullptr, 1};
+  ::operator delete(memory);
 }
 
-// The first block that a thread gives back opens its lists. The closer frees
-// them at the thread's end; what comes later still goes to the allocator.
-void Pool::open() noexcept {
+// The first block that a thread gives back opens its lists. The closer empties
+// them at the thread's end; what comes later goes to the allocator.
+void Pool::openLists() noexcept {
   static thread_local bool opened = false;
   if (opened) return;
   opened = true;
   static thread_local Closer closer;
   static_cast<void>(closer);
-  free_.open = true;
+  for (Block*& top : free_.top) top = &open_;
 }
 
 Pool::Closer::~Closer() {
-  free_.open = false;
-  for (std::size_t slot = 0; slot < kSlots; slot++) {
-    while (Block* block = free_.blocks[slot]) {
-      free_.blocks[slot] = block->next;
+  for (Block*& top : free_.top) {
+    while (top->next != nullptr) {
+      Block* block = top;
+      top = block->next;
       ::operator delete(block);
     }
+    top = &closed_;
   }
 }
 

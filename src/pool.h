@@ -27,57 +27,58 @@ class Pool {
   // A block of at least `size` bytes.
   static void* allocate(std::size_t size) {
     const std::size_t slot = slotOf(size);
-    if (slot >= kSlots || free_.blocks[slot] == nullptr) return refill(size);
-    Block* block = free_.blocks[slot];
-    free_.blocks[slot] = block->next;
+    if (slot >= kSlots) return refill(size);
+    Block* block = free_.top[slot];
+    if (block->next == nullptr) return refill(size);
+    free_.top[slot] = block->next;
     return block;
   }
 
   // Takes back a block that allocate() gave for the same size, by any thread.
   static void release(void* memory, std::size_t size) noexcept {
     const std::size_t slot = slotOf(size);
-    if (slot < kSlots && memory != nullptr) {
-      Block* top = free_.blocks[slot];
-      if (top != nullptr && top->kept < kKept) {
-        auto* block = static_cast<Block*>(memory);
-        block->next = top;
-        block->kept = top->kept + 1;
-        free_.blocks[slot] = block;
-        return;
-      }
-    }
-    overflow(memory, size);
+    if (slot >= kSlots) return overflow(memory, size);
+    Block* top = free_.top[slot];
+    if (top->kept >= kKept) return overflow(memory, size);
+    auto* block = static_cast<Block*>(memory);
+    block->next = top;
+    block->kept = top->kept + 1;
+    free_.top[slot] = block;
   }
 
  private:
   struct Block {
-    Block* next;
+    Block* next;       // null: no block but the end of a list
     std::size_t kept;  // how many blocks there are from this one on
   };
 
   // Sizes that differ by less than this share a list.
   static constexpr std::size_t kGrain = sizeof(Block);
   static constexpr std::size_t kSlots = 16;   // lists; larger blocks have none
-  static constexpr std::size_t kKept = 2048;  // blocks kept on one list
+  static constexpr std::size_t kKept = 1024;  // blocks kept on one list
 
   struct Free {
-    Block* blocks[kSlots];
-    bool open;  // false before the first use and after the last
+    Block* top[kSlots];
   };
 
   static std::size_t slotOf(std::size_t size) {
     return size == 0 ? 0 : (size - 1) / kGrain;
   }
+
   // The ways to and from the allocator, kept out of line for the others' sake.
   [[gnu::noinline, gnu::cold]] static void* refill(std::size_t size);
   [[gnu::noinline, gnu::cold]] static void overflow(void* memory,
                                                     std::size_t size) noexcept;
-  static void open() noexcept;
+  static void openLists() noexcept;
 
   struct Closer {
     ~Closer();
   };
 
+  // What a list ends in: one that takes blocks, and one that is full from the
+  // first, before a thread's first block and after its end.
+  static Block open_;
+  static Block closed_;
   static thread_local Free free_;
 };
 
