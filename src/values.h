@@ -6,18 +6,23 @@
 
 #include <ostrel/type.h>
 
+#include <typeinfo>
+
 namespace ostrel {
 
 // The value as a T, or null when it is none. A tag is only a claim: it may
 // have been decoded into an object of another class, or set to null.
 template <class T>
 T* as(veskType* value) {
+  // Mostly it is that very class, which is quickly told.
+  if (value != nullptr && typeid(*value) == typeid(T))
+    return static_cast<T*>(value);
   return dynamic_cast<T*>(value);
 }
 
 template <class T>
 T* as(veskType& value) {
-  return dynamic_cast<T*>(&value);
+  return as<T>(&value);
 }
 
 // The element that a node of a value list holds; may be null.

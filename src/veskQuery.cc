@@ -41,20 +41,30 @@ Reply<Response> exchange(veskQueryHandler& handler, veskAddress* server,
   return clientOf(handler).ask<Response>(server, request);
 }
 
+// Whether the first `count` elements of a list are attributes. Kept: a list
+// that is shorter stops the process.
+bool areAttributes(veskList& list, unsigned count) {
+  if (count > list.count) list.index(list.count);
+  const listPointer* node = list.head.next;
+  for (; count > 0; count--, node = node->next) {
+    if (as<veskAttribute>(element(node)) == nullptr) return false;
+  }
+  return true;
+}
+
 // Moves the values of the attributes that came back into the caller's, by
-// position. Kept: when fewer came back, index() stops the process.
+// position.
 int moveValues(veskList& from, veskList& to) {
-  for (unsigned i = 0; i < to.count; i++) {
-    if (from.at<veskAttribute>(i) != nullptr &&
-        to.at<veskAttribute>(i) != nullptr)
-      continue;
+  if (!areAttributes(from, to.count) || !areAttributes(to, to.count)) {
     errno = EBADMSG;
     return kCodingError;
   }
-  for (unsigned i = 0; i < to.count; i++) {
-    auto* source = static_cast<veskAttribute*>(from.at(i));
-    static_cast<veskAttribute*>(to.at(i))->value = source->value;
-    source->value = nullptr;
+  const listPointer* source = from.head.next;
+  const listPointer* target = to.head.next;
+  for (; target != &to.head; target = target->next, source = source->next) {
+    auto* arrived = static_cast<veskAttribute*>(element(source));
+    static_cast<veskAttribute*>(element(target))->value = arrived->value;
+    arrived->value = nullptr;
   }
   return kNoError;
 }
