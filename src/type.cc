@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <new>
+#include <typeinfo>
 
 #include "identifier.h"
 #include "pool.h"
@@ -53,6 +55,14 @@ veskType& veskType::operator=(const void*) {
 int veskType::operator==(const void*) { return tag == kTagNull; }
 
 void* veskType::operator new(std::size_t size) { return Pool::allocate(size); }
+
+void* veskType::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return Pool::allocate(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 
 void* veskType::operator new(std::size_t, void* place) noexcept {
   return place;
@@ -678,13 +688,15 @@ void addElements(Text* text, veskList& list) {
   const listPointer* first = list.head.next;
   for (const listPointer* node = first; node != &list.head; node = node->next) {
     if (node != first) text->add(", ", 2);
-    if (element(node) == nullptr) continue;
+    veskType* const value = element(node);
+    if (value == nullptr) continue;
     // A list writes right into the text: copying it up level by level would
-    // cost the square of its depth.
-    if (auto* nested = as<veskList>(element(node)))
-      addElements(text, *nested);
+    // cost the square of its depth. Classes derived from it have texts of
+    // their own.
+    if (typeid(*value) == typeid(veskList))
+      addElements(text, *as<veskList>(value));
     else
-      text->take(element(node)->getString());
+      text->take(value->getString());
   }
 }
 

@@ -433,6 +433,14 @@ TEST(ValueListText, JoinsElementsWithACommaAndASpace) {
   EXPECT_EQ(textOf(*list), "a, , b");
 }
 
+TEST(ValueListText, IsItsOwnForAClassDerivedFromLists) {
+  struct Quoted : veskList {
+    char* getString() override { return veskString("quoted", 0).getString(); }
+  };
+  OwnedList list(listOf({new Quoted, new veskInt(1)}));
+  EXPECT_EQ(textOf(*list), "quoted, 1");
+}
+
 TEST(ValueListText, MayExceed64KiB) {
   const std::string part(10000, 'x');
   OwnedList list;

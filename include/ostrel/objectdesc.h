@@ -29,6 +29,7 @@ class OSTREL_API veskArgumentDesc : public veskType {
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;
   veskType* dup() override;
+  using veskType::operator=;
 
   veskString name;
   veskUnsignedInt type;  // the type of its value, as a number
@@ -91,6 +92,7 @@ class OSTREL_API veskActionDesc : public veskType {
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;
   veskType* dup() override;
+  using veskType::operator=;
 
   veskString name;
   veskAid id;
@@ -111,6 +113,7 @@ class OSTREL_API veskEventDesc : public veskType {
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;
   veskType* dup() override;
+  using veskType::operator=;
 
   veskString name;
   veskAid id;
@@ -131,6 +134,7 @@ class OSTREL_API veskObjectDesc : public veskType {
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;
   veskType* dup() override;
+  using veskType::operator=;
 
   veskString name;
   veskOid id;

@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <type_traits>
 
 class veskType;
@@ -41,7 +42,9 @@ using IfValue = std::enable_if_t<std::is_convertible_v<Value*, veskType*>, int>;
 //   of one class where that class says so. Values with different tags, and
 //   values of unrelated classes, give 1.
 // - operator== returns 1 or 0. Comparing with 0 asks whether a value is null,
-//   assigning 0 makes it null: that changes the tag and nothing else.
+//   assigning 0 makes it null: that changes the tag and nothing else. Classes
+//   that take text (veskOid, veskAid, veskString, veskAddress) take 0 for a
+//   null text instead; say so through a veskType& of theirs.
 class OSTREL_API veskType {
  public:
   // Takes the low 8 bits of `type` for its tag; without it the value is null.
@@ -74,13 +77,6 @@ class OSTREL_API veskType {
   // 1 when the value is null; the argument is 0 and is not looked at.
   int operator==(const void* null);
 
-  // Compares two values of one class. (C++20 also tries operands in exchanged
-  // order; an exact match keeps `a == b` from being ambiguous there.)
-  template <class Value, ostrel::IfValue<Value> = 0>
-  int operator==(Value& other) {
-    return *this == static_cast<veskType&>(other);
-  }
-
   // Makes the value whose encoding stands at `buffer`: an object of the class
   // that the first byte names, which is stored in *out and belongs to the
   // caller. Returns the bytes consumed, or 0:
@@ -97,6 +93,7 @@ class OSTREL_API veskType {
   static void destroyDecoded(veskType* value);
 
   static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
   static void* operator new(std::size_t size, void* place) noexcept;
   static void operator delete(void* block, std::size_t size) noexcept;
 
@@ -644,5 +641,40 @@ class OSTREL_API veskList : public genericList, public veskType {
   static void* stored(veskType* value) { return value; }
   void releaseContents() override;
 };
+
+#if __cplusplus > 201703L
+// C++20 also tries the operands of == in exchanged order, and would mostly find
+// that the better match, though a result that is no bool may not be used so.
+// These match exactly: `a == b` asks a, as before.
+template <class A, class B, ostrel::IfValue<A> = 0, ostrel::IfValue<B> = 0>
+int operator==(A& a, B& b) {
+  return a.operator==(b);
+}
+
+// A template gives way to a class's own ==, so these are none.
+#define OSTREL_ASK_LEFT(Class) \
+  inline int operator==(veskType& a, Class& b) { return a.operator==(b); }
+OSTREL_ASK_LEFT(veskChar)
+OSTREL_ASK_LEFT(veskShort)
+OSTREL_ASK_LEFT(veskInt)
+OSTREL_ASK_LEFT(veskLong)
+OSTREL_ASK_LEFT(veskUnsignedChar)
+OSTREL_ASK_LEFT(veskUnsignedShort)
+OSTREL_ASK_LEFT(veskUnsignedInt)
+OSTREL_ASK_LEFT(veskUnsignedLong)
+OSTREL_ASK_LEFT(veskFloat)
+OSTREL_ASK_LEFT(veskDouble)
+OSTREL_ASK_LEFT(veskBool)
+OSTREL_ASK_LEFT(veskGauge)
+OSTREL_ASK_LEFT(veskCounter)
+OSTREL_ASK_LEFT(veskTime)
+OSTREL_ASK_LEFT(veskOid)
+OSTREL_ASK_LEFT(veskAid)
+OSTREL_ASK_LEFT(veskString)
+OSTREL_ASK_LEFT(veskOpaque)
+OSTREL_ASK_LEFT(veskAddress)
+OSTREL_ASK_LEFT(veskList)
+#undef OSTREL_ASK_LEFT
+#endif
 
 #endif  // OSTREL_TYPE_H

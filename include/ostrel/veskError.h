@@ -23,6 +23,7 @@ class OSTREL_API veskError : public veskType {
   // Kept: shows codes 43 and 44 with their texts and does not know -1 and 255.
   char* getString() override;
   veskType* dup() override;
+  using veskType::operator=;
 
   veskUnsignedInt index;  // position of the item, from 0
   veskInt code;

@@ -38,6 +38,7 @@ class OSTREL_API veskPDU : public veskType {
 
   // Kept: of a plain header this has tag 27 whatever its own tag.
   veskType* dup() override;
+  using veskType::operator=;
 
   // Frees the PDU's lists with their elements; the pointers are null then.
   virtual void clear();
@@ -66,6 +67,7 @@ class OSTREL_API veskCreatePDU : public veskPDU {
   veskCreatePDU(veskObject& object);  // its identifier, a copy of its list
   veskCreatePDU(veskObject& object, veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
   veskList* list;
@@ -85,6 +87,7 @@ class OSTREL_API veskClonePDU : public veskCreatePDU {
   veskClonePDU(veskObject& object);
   veskClonePDU(veskObject& object, veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 };
 
 // Removes the object `oid` (tag 30).
@@ -95,6 +98,7 @@ class OSTREL_API veskRemovePDU : public veskPDU {
   veskRemovePDU(veskOid& oid);
   veskRemovePDU(veskOid& oid, veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
 
@@ -112,6 +116,7 @@ class OSTREL_API veskGetPDU : public veskPDU {
   veskGetPDU(veskObject& object);  // its identifier, a copy of its list
   veskGetPDU(veskObject& object, veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
   veskList* list;
@@ -130,6 +135,7 @@ class OSTREL_API veskSetPDU : public veskGetPDU {
   veskSetPDU(veskObject& object);
   veskSetPDU(veskObject& object, veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 };
 
 // Looks for the objects in `oid` whose attributes fit `list` (tag 33).
@@ -141,6 +147,7 @@ class OSTREL_API veskSearchPDU : public veskPDU {
   veskSearchPDU(veskOid& oid, veskList* list, unsigned int flag,
                 veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
   veskList* list;
@@ -157,6 +164,7 @@ class OSTREL_API veskEventPDU : public veskPDU {
   veskEventPDU(veskEventPDU* from);
   veskEventPDU(veskOid& oid, veskAid& aid, veskList* list);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
   veskAid aid;
@@ -176,6 +184,7 @@ class OSTREL_API veskActionPDU : public veskPDU {
   veskActionPDU(veskOid& oid, veskAid& aid, veskList* list);
   veskActionPDU(veskOid& oid, veskAid& aid, veskList* list, veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
   veskAid aid;
@@ -193,6 +202,7 @@ class OSTREL_API veskVerifyPDU : public veskPDU {
   veskVerifyPDU(veskOid& oid);
   veskVerifyPDU(veskOid& oid, veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
 
@@ -210,6 +220,7 @@ class OSTREL_API veskDSsearchPDU : public veskPDU {
   veskDSsearchPDU(veskOid& oid, veskList* list, veskList* list2,
                   veskOid& principal);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;
   veskList* list;
@@ -228,6 +239,7 @@ class OSTREL_API veskRespPDU : public veskPDU {
 
   // Kept: of this class itself it has tag 36 whatever its own tag.
   veskType* dup() override;
+  using veskType::operator=;
 
   veskList* errors;  // a veskError for each item that failed
 
@@ -244,6 +256,7 @@ class OSTREL_API veskCreateRespPDU : public veskRespPDU {
   veskCreateRespPDU(int code, veskList* errors);
   veskCreateRespPDU(int code, veskOid& oid, veskList* errors);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskOid oid;  // the new object
 
@@ -261,6 +274,7 @@ class OSTREL_API veskCloneRespPDU : public veskCreateRespPDU {
   veskCloneRespPDU(int code, veskList* errors);
   veskCloneRespPDU(int code, veskOid& oid, veskList* errors);
   veskType* dup() override;
+  using veskType::operator=;
 };
 
 // Answers a get (tag 39).
@@ -272,6 +286,7 @@ class OSTREL_API veskGetRespPDU : public veskRespPDU {
   veskGetRespPDU(veskList* list);
   veskGetRespPDU(int code, veskList* list, veskList* errors);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskList* list;  // the attributes with their values
 
@@ -288,6 +303,7 @@ class OSTREL_API veskSetRespPDU : public veskRespPDU {
   veskSetRespPDU(int code);
   veskSetRespPDU(int code, veskList* errors);
   veskType* dup() override;
+  using veskType::operator=;
 };
 
 // Answers an action.
@@ -300,6 +316,7 @@ class OSTREL_API veskActionRespPDU : public veskSetRespPDU {
   veskActionRespPDU(int code);
   veskActionRespPDU(int code, veskList* errors);
   veskType* dup() override;
+  using veskType::operator=;
 };
 
 // Answers a search (tag 41).
@@ -311,6 +328,7 @@ class OSTREL_API veskSearchRespPDU : public veskRespPDU {
   veskSearchRespPDU(int code, veskList* errors);
   veskSearchRespPDU(int code, veskList* list, veskList* errors);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskList* list;  // what was found
 
@@ -326,6 +344,7 @@ class OSTREL_API veskRemoveRespPDU : public veskPDU {
   veskRemoveRespPDU(veskRemoveRespPDU* from);
   veskRemoveRespPDU(int code);
   veskType* dup() override;
+  using veskType::operator=;
 };
 
 // Answers a verify (tag 45).
@@ -335,6 +354,7 @@ class OSTREL_API veskVerifyRespPDU : public veskPDU {
   veskVerifyRespPDU(veskVerifyRespPDU* from);
   veskVerifyRespPDU(int code);
   veskType* dup() override;
+  using veskType::operator=;
 };
 
 // Answers a search of the directory service (tag 47).
@@ -347,6 +367,7 @@ class OSTREL_API veskDSsearchRespPDU : public veskRespPDU {
   veskDSsearchRespPDU(int code, veskList* list2);
   veskDSsearchRespPDU(int code, veskList* list, veskList* errors);
   veskType* dup() override;
+  using veskType::operator=;
 
   veskList* list;
   veskList* list2;
