@@ -12,6 +12,9 @@
 namespace cli {
 namespace {
 
+// Values that lie deeper inside others are given as text.
+constexpr unsigned kDeepest = 100;
+
 Json typed(const char* type, Json value) {
   Json json;
   json["type"] = type;
@@ -33,25 +36,33 @@ Json realJson(double number) {
   return number;
 }
 
-Json elements(veskList* list) {
+Json nestedJson(veskType* value, unsigned depth);
+
+Json elements(veskList* list, unsigned depth) {
   Json array = Json::array();
   if (list == nullptr) return array;
   for (unsigned i = 0; i < list->count; ++i)
-    array.push_back(toJson(list->at(i)));
+    array.push_back(nestedJson(list->at(i), depth + 1));
   return array;
 }
 
-Json withoutType(Json json) {
-  json.erase("type");
-  return json;
+// The same for a list that is meant to hold Elements, whose type goes without
+// saying.
+template <class Element>
+Json elementsOf(veskList* list, unsigned depth) {
+  Json array = elements(list, depth);
+  for (unsigned i = 0; i < array.size(); ++i)
+    if (dynamic_cast<Element*>(list->at(i)) != nullptr) array[i].erase("type");
+  return array;
 }
 
-Json attributeJson(veskAttribute& attribute) {
+Json attributeJson(veskAttribute& attribute, unsigned depth) {
   Json json;
   json["type"] = "attribute";
   json["id"] = aidJson(attribute.id);
-  json["value"] =
-      attribute.value != nullptr ? toJson(attribute.value) : Json(nullptr);
+  json["value"] = attribute.value != nullptr
+                      ? nestedJson(attribute.value, depth + 1)
+                      : Json(nullptr);
   auto* condition = dynamic_cast<veskAttributeValueOp*>(&attribute);
   if (condition == nullptr) return json;
   const unsigned code = static_cast<unsigned char>(condition->op.value);
@@ -62,7 +73,7 @@ Json attributeJson(veskAttribute& attribute) {
   return json;
 }
 
-Json pduJson(veskPDU& pdu) {
+Json pduJson(veskPDU& pdu, unsigned depth) {
   Json json;
   json["type"] = pduName(pdu);
   json["tag"] = pdu.tag;
@@ -72,9 +83,9 @@ Json pduJson(veskPDU& pdu) {
   for (const Field& field : fieldsOf(pdu)) {
     Json& member = json[field.name];
     if (auto* list = dynamic_cast<veskList*>(field.value))
-      member = elements(list);
+      member = elements(list, depth);
     else if (field.value != nullptr)
-      member = toJson(field.value)["value"];
+      member = nestedJson(field.value, depth)["value"];
   }
   return json;
 }
@@ -129,10 +140,30 @@ bool wholeJson(veskType* value, Json* json) {
   return true;
 }
 
-}  // namespace
+Json objectJson(veskObject& object, unsigned depth) {
+  Json json;
+  json["type"] = "object";
+  json["oid"] = oidJson(object.oid);
+  json["attributes"] = elementsOf<veskAttribute>(object.attributeList, depth);
+  return json;
+}
 
-Json toJson(veskType* value) {
-  if (value == nullptr || value->tag == 0) return typed("null", nullptr);
+Json errorJson(veskError& error) {
+  Json json;
+  json["type"] = "error";
+  json["index"] = error.index.value;
+  json.update(codeJson(error.code.value));
+  return json;
+}
+
+Json descriptionJson(veskType* value) {
+  Json json = typed("description", plainText(value));
+  json["tag"] = value->tag;
+  return json;
+}
+
+// What holds no other values.
+Json leafJson(veskType* value) {
   Json json;
   if (wholeJson(value, &json)) return json;
   if (auto* p = dynamic_cast<veskFloat*>(value))
@@ -149,51 +180,36 @@ Json toJson(veskType* value) {
     return typed("aid", aidJson(*aid));
   if (auto* address = dynamic_cast<veskAddress*>(value))
     return typed("addr", addressJson(*address));
-  if (auto* list = dynamic_cast<veskList*>(value))
-    return typed("list", elements(list));
-  if (auto* attribute = dynamic_cast<veskAttribute*>(value))
-    return attributeJson(*attribute);
-  if (auto* pdu = dynamic_cast<veskPDU*>(value)) return pduJson(*pdu);
-  if (auto* object = dynamic_cast<veskObject*>(value)) {
-    json["type"] = "object";
-    json["oid"] = oidJson(object->oid);
-    json["attributes"] = attributesJson(object->attributeList);
-    return json;
-  }
-  if (auto* error = dynamic_cast<veskError*>(value)) {
-    json["type"] = "error";
-    json["index"] = error->index.value;
-    json.update(codeJson(error->code.value));
-    return json;
-  }
-  json = typed("description", plainText(value));
-  json["tag"] = value->tag;
-  return json;
+  if (auto* error = dynamic_cast<veskError*>(value)) return errorJson(*error);
+  return descriptionJson(value);
 }
+
+Json nestedJson(veskType* value, unsigned depth) {
+  if (value == nullptr || value->tag == 0) return typed("null", nullptr);
+  auto* list = dynamic_cast<veskList*>(value);
+  auto* attribute = dynamic_cast<veskAttribute*>(value);
+  auto* object = dynamic_cast<veskObject*>(value);
+  auto* pdu = dynamic_cast<veskPDU*>(value);
+  const bool holdsValues = list != nullptr || attribute != nullptr ||
+                           object != nullptr || pdu != nullptr;
+  // Neither the readers of JSON nor this program's stack take any depth.
+  if (holdsValues && depth >= kDeepest) return typed("deep", valueText(value));
+  if (list != nullptr) return typed("list", elements(list, depth));
+  if (attribute != nullptr) return attributeJson(*attribute, depth);
+  if (object != nullptr) return objectJson(*object, depth);
+  if (pdu != nullptr) return pduJson(*pdu, depth);
+  return leafJson(value);
+}
+
+}  // namespace
+
+Json toJson(veskType* value) { return nestedJson(value, 0); }
 
 Json attributesJson(veskList* list) {
-  Json array = Json::array();
-  if (list == nullptr) return array;
-  for (unsigned i = 0; i < list->count; ++i) {
-    Json element = toJson(list->at(i));
-    const bool attribute = dynamic_cast<veskAttribute*>(list->at(i)) != nullptr;
-    array.push_back(attribute ? withoutType(std::move(element))
-                              : std::move(element));
-  }
-  return array;
+  return elementsOf<veskAttribute>(list, 0);
 }
 
-Json errorsJson(veskList* list) {
-  Json array = Json::array();
-  if (list == nullptr) return array;
-  for (unsigned i = 0; i < list->count; ++i) {
-    Json element = toJson(list->at(i));
-    const bool error = dynamic_cast<veskError*>(list->at(i)) != nullptr;
-    array.push_back(error ? withoutType(std::move(element))
-                          : std::move(element));
-  }
-  return array;
-}
+Json errorsJson(veskList* list) { return elementsOf<veskError>(list, 0); }
 
 Json oidJson(const veskOid& oid) {
   return oid.valid != 0 ? Json(oidText(oid)) : Json(nullptr);

@@ -148,6 +148,33 @@ TEST(Json, ShowsAnObjectWithItsAttributes) {
             R"([{"id":"59.6.1","value":{"type":"int","value":5}}]})");
 }
 
+TEST(Json, ShowsWhatLiesDeepInsideOthersAsText) {
+  Value list(new veskInt(1)), attribute(new veskInt(1));
+  veskAid id("59.6.1");
+  for (int i = 0; i < 2000; ++i) {
+    auto* outerList = new veskList;
+    outerList->append(list.release());
+    list.reset(outerList);
+    auto* outerAttribute = new veskAttribute(&id);
+    outerAttribute->value = attribute.release();
+    attribute.reset(outerAttribute);
+  }
+  const Json lists = toJson(list.get());
+  const Json attributes = toJson(attribute.get());
+  const Json* listAt = &lists;
+  const Json* attributeAt = &attributes;
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ((*listAt)["type"], "list");
+    listAt = &(*listAt)["value"][0];
+    EXPECT_EQ((*attributeAt)["type"], "attribute");
+    attributeAt = &(*attributeAt)["value"];
+  }
+  EXPECT_EQ((*listAt)["type"], "deep");
+  EXPECT_EQ((*attributeAt)["type"], "deep");
+  EXPECT_EQ((*listAt)["value"].get<std::string>().substr(0, 13),
+            "list:[list:[l");
+}
+
 TEST(Json, ShowsADescriptionAsItsText) {
   veskArgumentDesc argument("speed", 3);
   const Json json = toJson(&argument);

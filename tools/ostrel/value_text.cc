@@ -20,8 +20,8 @@ namespace {
 constexpr std::string_view kListSyntax = ",[]";
 constexpr std::string_view kListOpen = "list:[";
 
-// As deep as values may lie inside one another when they arrive.
-constexpr unsigned kMaxNesting = 2048;
+// Deeper lists are not read from text.
+constexpr unsigned kMaxNesting = 100;
 
 constexpr std::string_view kTypes =
     "int uint long ulong short ushort char uchar float double bool gauge "
@@ -196,6 +196,18 @@ bool readIdentifier(std::string_view text, Identifier* id) {
 
 Value parseNested(std::string_view text, std::time_t now, unsigned depth);
 
+Owned<veskAttribute> attributeFrom(std::string_view text, std::time_t now,
+                                   unsigned depth) {
+  if (depth == kMaxNesting) throw TextError("values are nested too deep");
+  const std::size_t equals = text.find('=');
+  veskAid id = parseAid(text.substr(0, equals));
+  Owned<veskAttribute> attribute(new veskAttribute(&id));
+  if (equals != text.npos)
+    attribute->value =
+        parseNested(text.substr(equals + 1), now, depth + 1).release();
+  return attribute;
+}
+
 // Where the element at the beginning of `text` ends: at a comma or at a bracket
 // that it has not opened.
 std::size_t elementLength(std::string_view text) {
@@ -218,7 +230,7 @@ std::string_view trimmed(std::string_view text) {
 }
 
 Value list(std::string_view text, std::time_t now, unsigned depth) {
-  if (depth == kMaxNesting) throw TextError("lists are nested too deep");
+  if (depth == kMaxNesting) throw TextError("values are nested too deep");
   if (text.empty() || text[0] != '[')
     throw TextError("a list is written list:[int:1,abc]");
   Owned<veskList> values(new veskList);
@@ -295,7 +307,7 @@ Value parseNested(std::string_view text, std::time_t now, unsigned depth) {
   if (type == "list") return list(body, now, depth);
   if (type == "oid") return identifier<veskOid>(body, parseOid);
   if (type == "aid") return identifier<veskAid>(body, parseAid);
-  if (type == "attr") return Value(parseAttribute(body, now).release());
+  if (type == "attr") return Value(attributeFrom(body, now, depth).release());
   if (type == "null" && body.empty()) return Value(new veskType);
   if (type == "opaque") {
     const std::string bytes = parseHex(body);
@@ -321,8 +333,6 @@ std::string shortest(Number number) {
   return std::string(buffer, result.ptr);
 }
 
-std::string nestedText(veskType* value);
-
 // What a string looks like where commas and brackets mean something.
 std::string elementText(std::string_view bytes) {
   std::string text = escaped(bytes, kListSyntax);
@@ -333,17 +343,8 @@ std::string elementText(std::string_view bytes) {
   return text;
 }
 
-std::string listText(veskList& list) {
-  std::string text = "[";
-  for (unsigned i = 0; i < list.count; ++i) {
-    if (i != 0) text += ",";
-    text += nestedText(list.at(i));
-  }
-  return text + "]";
-}
-
 struct Printed {
-  std::string type;
+  const char* type;
   std::string text;
 };
 
@@ -360,28 +361,8 @@ bool is(veskType* value, T** out) {
   return *out != nullptr;
 }
 
-std::string attributeWith(veskAttribute& attribute, std::string_view space,
-                          std::string (*print)(veskType*)) {
-  const std::string id = aidText(attribute.id);
-  const std::string gap(space);
-  veskAttributeValueOp* condition = nullptr;
-  std::string symbol = "=";
-  if (is(&attribute, &condition)) {
-    const unsigned code = static_cast<unsigned char>(condition->op.value);
-    const char* known = operatorSymbol(code);
-    symbol = known != nullptr ? known : "@" + std::to_string(code) + "=";
-    if (attribute.value == nullptr)
-      return known == nullptr || code == kOperatorPresent ? id + symbol
-                                                          : id + gap + symbol;
-  }
-  if (attribute.value == nullptr) return id;
-  return id + gap + symbol + gap + print(attribute.value);
-}
-
-// The one place that knows every class. `nested` text may stand in a list.
-Printed printed(veskType* value, bool nested) {
-  if (value == nullptr || value->tag == 0) return {"null", ""};
-
+// What holds no other values. `nested` text may stand in a list.
+Printed printedLeaf(veskType* value, bool nested) {
   veskString* string = nullptr;
   if (is(value, &string)) {
     const std::string_view bytes = contents(*string);
@@ -416,18 +397,6 @@ Printed printed(veskType* value, bool nested) {
     return {"addr", address->family != 0 ? libraryText(*address) : "none"};
   veskOpaque* opaque = nullptr;
   if (is(value, &opaque)) return {"opaque", hexText(contents(*opaque))};
-  veskList* list = nullptr;
-  if (is(value, &list)) return {"list", listText(*list)};
-  veskAttribute* attribute = nullptr;
-  if (is(value, &attribute))
-    return {"attr",
-            attributeWith(*attribute, "", nested ? nestedText : valueText)};
-  veskObject* object = nullptr;
-  if (is(value, &object))
-    return {"object",
-            oidText(object->oid) + (object->attributeList != nullptr
-                                        ? listText(*object->attributeList)
-                                        : "")};
   veskError* error = nullptr;
   if (is(value, &error))
     return {"error", std::to_string(error->index.value) + ":" +
@@ -459,9 +428,67 @@ Printed printed(veskType* value, bool nested) {
           nested ? elementText(text) : escaped(text)};
 }
 
-std::string nestedText(veskType* value) {
-  const Printed parts = printed(value, true);
-  return parts.type + ":" + parts.text;
+enum class With { kType, kValueAlone };
+
+void append(std::string& out, veskType* value, bool nested, With with);
+
+void appendList(std::string& out, veskList& list) {
+  out += '[';
+  for (unsigned i = 0; i < list.count; ++i) {
+    if (i != 0) out += ',';
+    append(out, list.at(i), true, With::kType);
+  }
+  out += ']';
+}
+
+std::string operatorOf(veskAttribute& attribute) {
+  veskAttributeValueOp* condition = nullptr;
+  if (!is(&attribute, &condition)) return "=";
+  const unsigned code = static_cast<unsigned char>(condition->op.value);
+  const char* symbol = operatorSymbol(code);
+  return symbol != nullptr ? symbol : "@" + std::to_string(code) + "=";
+}
+
+void appendAttribute(std::string& out, veskAttribute& attribute,
+                     const char* gap, bool nested) {
+  out += aidText(attribute.id);
+  const bool plain = dynamic_cast<veskAttributeValueOp*>(&attribute) == nullptr;
+  if (attribute.value == nullptr) {
+    if (!plain) out += operatorOf(attribute);
+    return;
+  }
+  out += gap + operatorOf(attribute) + gap;
+  append(out, attribute.value, nested, With::kType);
+}
+
+void appendObject(std::string& out, veskObject& object) {
+  out += oidText(object.oid);
+  if (object.attributeList != nullptr) appendList(out, *object.attributeList);
+}
+
+// Values may lie thousands deep inside one another, so what calls itself again
+// is kept small.
+void append(std::string& out, veskType* value, bool nested, With with) {
+  const bool typed = with == With::kType;
+  veskList* list = nullptr;
+  veskAttribute* attribute = nullptr;
+  veskObject* object = nullptr;
+  if (value == nullptr || value->tag == 0) {
+    if (typed) out += "null:";
+  } else if (is(value, &list)) {
+    if (typed) out += "list:";
+    appendList(out, *list);
+  } else if (is(value, &attribute)) {
+    if (typed) out += "attr:";
+    appendAttribute(out, *attribute, "", nested);
+  } else if (is(value, &object)) {
+    if (typed) out += "object:";
+    appendObject(out, *object);
+  } else {
+    const Printed leaf = printedLeaf(value, nested);
+    if (typed) out.append(leaf.type).append(":");
+    out += leaf.text;
+  }
 }
 
 }  // namespace
@@ -489,12 +516,7 @@ veskAid parseAid(std::string_view text) {
 }
 
 Owned<veskAttribute> parseAttribute(std::string_view text, std::time_t now) {
-  const std::size_t equals = text.find('=');
-  veskAid id = parseAid(text.substr(0, equals));
-  Owned<veskAttribute> attribute(new veskAttribute(&id));
-  if (equals != text.npos)
-    attribute->value = parseValue(text.substr(equals + 1), now).release();
-  return attribute;
+  return attributeFrom(text, now, 0);
 }
 
 namespace {
@@ -564,11 +586,16 @@ const char* operatorSymbol(unsigned code) {
 }
 
 std::string valueText(veskType* value) {
-  const Printed parts = printed(value, false);
-  return parts.type + ":" + parts.text;
+  std::string text;
+  append(text, value, false, With::kType);
+  return text;
 }
 
-std::string plainText(veskType* value) { return printed(value, false).text; }
+std::string plainText(veskType* value) {
+  std::string text;
+  append(text, value, false, With::kValueAlone);
+  return text;
+}
 
 std::string oidText(const veskOid& oid) {
   if (oid.valid == 0) return "invalid";
@@ -586,7 +613,9 @@ std::string aidText(const veskAid& aid) {
 }
 
 std::string attributeText(veskAttribute& attribute) {
-  return attributeWith(attribute, " ", valueText);
+  std::string text;
+  appendAttribute(text, attribute, " ", false);
+  return text;
 }
 
 std::string timeText(std::uint32_t seconds) {

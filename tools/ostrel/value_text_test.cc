@@ -143,11 +143,29 @@ TEST(ValueText, RefusesListsThatAreNotClosedOrHaveHoles) {
     EXPECT_NE(problemWith(text), "") << text;
 }
 
-TEST(ValueText, RefusesListsNestedDeeperThanTheyCanTravel) {
-  std::string text;
-  for (int i = 0; i < 3000; ++i) text += "list:[";
-  text += std::string(3000, ']');
-  EXPECT_EQ(problemWith(text), "lists are nested too deep");
+TEST(ValueText, RefusesTextNestedTooDeep) {
+  std::string list = "1", attribute = "1";
+  for (int i = 0; i < 3000; ++i) {
+    list = "list:[" + list + "]";
+    attribute = "attr:59.6.1=" + attribute;
+  }
+  EXPECT_EQ(problemWith(list), "values are nested too deep");
+  EXPECT_EQ(problemWith(attribute), "values are nested too deep");
+}
+
+TEST(ValueText, PrintsTheDeepestNestingThatCanArrive) {
+  Value list(new veskInt(1)), attribute(new veskInt(1));
+  veskAid id("59.6.1");
+  for (int i = 0; i < 2000; ++i) {
+    auto* outerList = new veskList;
+    outerList->append(list.release());
+    list.reset(outerList);
+    auto* outerAttribute = new veskAttribute(&id);
+    outerAttribute->value = attribute.release();
+    attribute.reset(outerAttribute);
+  }
+  EXPECT_EQ(valueText(list.get()).size(), 2000 * 7 + 5u);
+  EXPECT_EQ(valueText(attribute.get()).size(), 2000 * 12 + 5u);
 }
 
 TEST(ValueText, ReadsClassesAndObjects) {
