@@ -16,7 +16,6 @@ constexpr const char* kLocalHost = "127.0.0.1";
 constexpr const char* kPrincipalClass = "59.110.0.0";
 constexpr const char* kUserIdAttribute = "59.110.2";
 constexpr int kEquals = 1;
-constexpr unsigned kSearchFlag = 1;
 constexpr long kPatience = 30;  // seconds for each of the two exchanges
 
 // Has requests sent once and given up after kPatience, as long as it lives.

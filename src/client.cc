@@ -4,6 +4,11 @@
 
 namespace ostrel {
 
+int noSocket() {
+  errno = EBADF;
+  return kNetworkError;
+}
+
 int Client::setAccess() {
   const long user = platform::effectiveUser();
   if (currentAccess.valid != 0 && currentAccess.id == user) return kNoError;

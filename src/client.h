@@ -10,6 +10,9 @@
 
 namespace ostrel {
 
+// What an operation returns that has no socket to ask through.
+int noSocket();
+
 // A handler as the side that asks. Made for one call; owns nothing.
 struct Client {
   veskTransactionHandler* handler;

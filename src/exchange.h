@@ -18,6 +18,9 @@
 
 namespace ostrel {
 
+// The flag of all searches that the library sends.
+constexpr unsigned kSearchFlag = 1;
+
 // How an exchange ended.
 struct Ending {
   int code;
@@ -56,7 +59,7 @@ Reply<Response> replyOf(Ending ending) {
     errno = EBADMSG;
     return {kCodingError};
   }
-  ending.answer.release();
+  static_cast<void>(ending.answer.release());  // now response
   return {response->status.value, Arrived<Response>(response)};
 }
 

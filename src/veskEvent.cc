@@ -32,11 +32,6 @@ Client clientOf(veskEventHandler& handler) {
           handler.principalCache, handler.currentAccess};
 }
 
-int noSocket() {
-  errno = EBADF;
-  return kNetworkError;
-}
-
 // When a registration is to expire next: an hour after the time that the
 // notice carries, or 0 when it carries none.
 veskTime renewedExpiry(const veskEventHandler& handler, veskList* args) {

@@ -12,7 +12,6 @@ using namespace ostrel;
 namespace {
 
 constexpr int kNoSocket = 0;
-constexpr unsigned kSearchFlag = 1;
 
 // How many networks multicasts may cross. Kept: one number for the whole
 // process, which each attempt at discovery changes for all handlers to come.
@@ -21,11 +20,6 @@ std::atomic<unsigned char> multicastTtl{4};
 int applyMulticastTtl(int socket) {
   const int result = platform::setMulticastTtl(socket, multicastTtl);
   return result == 0 ? kNoError : kNetworkError;
-}
-
-int noSocket() {
-  errno = EBADF;
-  return kNetworkError;
 }
 
 Client clientOf(veskQueryHandler& handler) {
