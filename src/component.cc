@@ -1,9 +1,5 @@
 #include "component.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-
 namespace ostrel {
 namespace {
 
@@ -22,20 +18,41 @@ bool parsePlain(const char* token, std::size_t length, std::uint32_t* number) {
   return true;
 }
 
-bool parseAny(const char* token, std::uint32_t* number) {
-  const bool negative = token[std::strspn(token, " \t\n\v\f\r")] == '-';
-  const int before = errno;
-  char* end = nullptr;
-  errno = 0;
-  const unsigned long long converted = std::strtoull(token, &end, 0);
-  const bool overflow = errno == ERANGE;
-  errno = before;
-  if (end == token || *end != '\0') return false;
+bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// The value of a digit in bases up to 16, or 16.
+unsigned digitOf(char c) {
+  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+  const char lower = static_cast<char>(c | 0x20);
+  if (lower >= 'a' && lower <= 'f')
+    return static_cast<unsigned>(lower - 'a') + 10;
+  return 16;
+}
+
+// By hand: what the C library takes for a number depends on its version and
+// on the locale, and must not depend on the width of its long.
+bool parseAny(const char* at, const char* end, std::uint32_t* number) {
+  while (at != end && isSpace(*at)) at++;
+  const bool negative = at != end && *at == '-';
+  if (at != end && (*at == '-' || *at == '+')) at++;
+  unsigned base = at != end && *at == '0' ? 8 : 10;
+  if (base == 8 && end - at > 1 && (at[1] | 0x20) == 'x') {
+    base = 16;
+    at += 2;
+  }
+  if (at == end) return false;
+  std::uint64_t parsed = 0;
+  for (; at != end; at++) {
+    const unsigned digit = digitOf(*at);
+    if (digit >= base) return false;
+    // Beyond the largest it need not grow any more.
+    if (parsed <= kLargest) parsed = parsed * base + digit;
+  }
   // A minus gives the complement, but only of a number that is in range.
-  const unsigned long long magnitude = negative ? 0 - converted : converted;
-  *number = overflow || magnitude > kLargest
-                ? kLargest
-                : static_cast<std::uint32_t>(converted);
+  if (parsed > kLargest)
+    *number = kLargest;
+  else
+    *number = static_cast<std::uint32_t>(negative ? 0 - parsed : parsed);
   return true;
 }
 
@@ -43,11 +60,8 @@ bool parseAny(const char* token, std::uint32_t* number) {
 
 bool parseComponent(const char* token, std::size_t length,
                     std::uint32_t* number) {
-  if (parsePlain(token, length, number)) return true;
-  char copy[kLongestComponent + 1];
-  std::memcpy(copy, token, length);
-  copy[length] = '\0';
-  return parseAny(copy, number);
+  return parsePlain(token, length, number) ||
+         parseAny(token, token + length, number);
 }
 
 }  // namespace ostrel

@@ -8,10 +8,7 @@
 
 namespace ostrel {
 
-// No text of an identifier takes part with more characters than this.
-constexpr std::size_t kLongestComponent = 48;
-
-// Converts all of the `length` characters (1 to 48) at `token`. The result is
+// Converts all of the `length` characters (1 or more) at `token`. The result is
 // that of the C library's strtoul in base 0 on a machine whose long has 32
 // bits: white space and a sign may come first, 0x means hexadecimal and a
 // leading 0 octal, and a number out of range is 4294967295. Returns false when

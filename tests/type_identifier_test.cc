@@ -128,13 +128,14 @@ const TextRow kValidTexts[] = {
 };
 
 const char* const kInvalidTexts[] = {
-    "",          ".",         "....",      "59",         "59.",
-    ".59",       "59.x",      "59.6.x",    "x.59.6",     "59 .6",
-    "59.6 ",     "59.6. ",    " .59.6",    "59.6y",      "59.0x",
-    "59.0xg",    "08.1",      "1.09",      "59,6",       "59.6,1",
-    "1e3.1",     "--1.6",     "+-1.6",     "- 1.6",      "59.6.-",
-    "59.+",      "0x-1.6",    "localhost", "Invalid",    "59.6.1.2.3",
-    "1.2.3.4.5", "1.2.3.4. ", "1.2.3.4.x", "1.2.3.4..5",
+    "",          ".",          "....",       "59",        "59.",
+    ".59",       "59.x",       "59.6.x",     "x.59.6",    "59 .6",
+    "59.6 ",     "59.6. ",     " .59.6",     "59.6y",     "59.0x",
+    "59.0xg",    "08.1",       "1.09",       "59,6",      "59.6,1",
+    "1e3.1",     "--1.6",      "+-1.6",      "- 1.6",     "59.6.-",
+    "59.+",      "0x-1.6",     "0b11.6",     "0x.6",      "0x0x1.6",
+    "localhost", "Invalid",    "59.6.1.2.3", "1.2.3.4.5", "1.2.3.4. ",
+    "1.2.3.4.x", "1.2.3.4..5",
 };
 
 TEST(IdentifierText, ReadsNumbersAsTheLibraryOfA32BitMachineWould) {
@@ -569,6 +570,24 @@ TEST(IdentifierBytes, AcceptAnyValidityAndStoreOne) {
   EXPECT_EQ(aid.valid, 1u);
 }
 
+TEST(IdentifierBytes, AreReadTheSameWithMuchBehindThem) {
+  const Bytes rest = repeated(hex("FF"), 30);
+  Bytes bytes = hex("0A 05 01 3B 02 01 06 00 04 FF FF FF FE");
+  const std::size_t size = bytes.size();
+  bytes += rest;
+  veskOid oid;
+  EXPECT_EQ(decodeFrom(oid, bytes), size);
+  EXPECT_EQ(oid.valid, 1u);
+  EXPECT_THAT(numbers(oid), ElementsAre(0x3B, 0x106, 0, kHighest - 1));
+  Bytes longNumber = hex("0B 07 06 01 02 03 04 05 06 00 01 07");
+  const std::size_t longSize = longNumber.size();
+  longNumber += rest;
+  veskAid aid;
+  EXPECT_EQ(decodeFrom(aid, longNumber), longSize);
+  EXPECT_EQ(aid.valid, 1u);
+  EXPECT_THAT(numbers(aid), ElementsAre(0x03040506, 0, 7));
+}
+
 TEST(IdentifierBytes, OfAnInvalidOneLeaveTheNumbers) {
   veskOid oid("1.2.3.4");
   EXPECT_EQ(decodeFrom(oid, hex("0A 00 01 02")), 2u);
@@ -603,6 +622,10 @@ TEST(IdentifierBytes, KeepsATruncatedAidLookingValid) {
   veskAid other;
   EXPECT_EQ(decodeFrom(other, hex("0B 07 05 01")), 0u);
   EXPECT_EQ(other.valid, 7u);
+  // The length byte itself does not count as one of the bytes that follow.
+  veskAid byOne;
+  EXPECT_EQ(decodeFrom(byOne, hex("0B 01 03 01 02")), 0u);
+  EXPECT_EQ(byOne.valid, 1u);
 }
 
 TEST(IdentifierBytes, KeepsTheLooseCountButNeverReadsPastTheBuffer) {
