@@ -615,9 +615,11 @@ unsigned veskAddress::decode(char* buffer, unsigned length) {
     return reader.used();
   }
   if (family != kIPv4 || !reader.has(sizeof *addr)) return 0;
+  // Made before the old one goes, so that get() never returns the old pointer.
+  in_addr* const arrived = newAddress();
+  std::memcpy(arrived, reader.at(), sizeof *arrived);
   freeAddress(addr);
-  addr = newAddress();
-  std::memcpy(addr, reader.at(), sizeof *addr);
+  addr = arrived;
   reader.skip(sizeof *addr);
   return reader.used();
 }

@@ -796,7 +796,9 @@ TEST(Address, DecodeOfAnUnknownFamilyStoresItAndFails) {
 
 TEST(Address, DecodesIntoNewStorageAndFreesTheOld) {
   veskAddress value("10.0.0.1");
+  const in_addr* const old = value.addr;
   EXPECT_EQ(decodeFrom(value, hex("0F 02 C0 00 02 01")), 6u);
+  EXPECT_NE(value.addr, old);
   EXPECT_EQ(textOf(value), "192.0.2.1");
   EXPECT_EQ(decodeFrom(value, hex("0F 02 C0 00 02 02")), 6u);
   EXPECT_EQ(textOf(value), "192.0.2.2");
