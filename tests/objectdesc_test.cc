@@ -516,4 +516,16 @@ TEST(ArrivedDescription, WithAnElementThatHasNoClassFails) {
   }
 }
 
+TEST(ArrivedDescription, InAListThatAProgramFilledKeepsItsElements) {
+  auto* action = new veskActionDesc;
+  const Bytes bytes =
+      hex("12 09 43 00 0B 00 80 43 01 01 10 09 43 01 04 73 69 7A 65 43 01 03");
+  ASSERT_EQ(decodeFrom(*action, bytes), bytes.size());
+  const OwnedValue argument(action->arguments.at(0));
+  veskList filled;
+  filled.append(action);
+  filled.clear(1);
+  EXPECT_EQ(textOf(*argument), "\t\targument size {\n\t\t\ttype 3;\n\t\t};\n");
+}
+
 }  // namespace

@@ -496,4 +496,28 @@ TEST(ArrivingResponse, MayHaveAnythingForErrors) {
   EXPECT_EQ(textOf(*pdu), "0 : 0 : Invalid : 5, ");
 }
 
+TEST(ArrivingResponse, InAListIsFreedAndCopiedWhole) {
+  const Bytes bytes = hex("80 43 01 01 28 03 00 43 01 05 0A 00 " + kError);
+  veskList arrived;
+  ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
+  veskType* copy = arrived.dup();
+  arrived.clear(1);
+  EXPECT_EQ(encoded(*copy), bytes);
+  veskType::destroyDecoded(copy);
+}
+
+TEST(ArrivingResponse, InAListThatAProgramFilledKeepsItsLists) {
+  auto* response = new veskSetRespPDU;
+  const Bytes bytes = hex("28 03 00 43 01 05 0A 00 " + kError);
+  ASSERT_EQ(decodeFrom(*response, bytes), bytes.size());
+  veskList* errors = response->errors;
+  veskList filled;
+  filled.append(response);
+  filled.clear(1);
+  ASSERT_EQ(errors->count, 1u);
+  EXPECT_EQ(textOf(*errors), kErrorText);
+  errors->clear(1);
+  delete errors;
+}
+
 }  // namespace
