@@ -528,4 +528,18 @@ TEST(ArrivedDescription, InAListThatAProgramFilledKeepsItsElements) {
   EXPECT_EQ(textOf(*argument), "\t\targument size {\n\t\t\ttype 3;\n\t\t};\n");
 }
 
+TEST(ArrivedDescription, DoesNotFreeADefaultThatAProgramPutThere) {
+  const Bytes bytes =
+      hex("80 43 01 01 11 09 43 00 0B 00 43 00 00 43 00 43 00 07 00");
+  veskList arrived;
+  ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
+  auto* record = arrived.at<veskAttributeDesc>(0);
+  ASSERT_NE(record, nullptr);
+  delete record->defval;
+  veskInt mine(5);
+  record->defval = &mine;
+  arrived.clear(1);
+  EXPECT_EQ(mine.value, 5);
+}
+
 }  // namespace
