@@ -5,7 +5,9 @@
 // queue order whose PDU has the id now. So the queue may be changed behind its
 // back, ids may be shared, and a PDU may be sent while it is still pending: it
 // then looks at the whole queue again. A short queue is walked, which is
-// quicker than keeping an index of it.
+// quicker than keeping an index of it. Only a program that writes the id of
+// another request, pending or past, into a pending PDU may get another result
+// from a long queue than from a short one.
 
 #ifndef OSTREL_SRC_PENDING_INDEX_H
 #define OSTREL_SRC_PENDING_INDEX_H

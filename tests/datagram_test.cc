@@ -771,6 +771,19 @@ TEST_F(Datagrams, SingleFragmentsDropNoExpiredMessage) {
   EXPECT_EQ(handler.reassemblyList.count, 0U);
 }
 
+TEST_F(Datagrams, FragmentThatCompletesAMessageDropsExpiredOnes) {
+  const std::string sent = pattern(2000);
+  arrive(other, fragments(1, sent)[0]);
+  recv();
+  system.advance(1);
+  arrive(fragments(1, sent)[0]);
+  recv();
+  system.advance(60);  // the other's is a second too old now
+  arrive(fragments(1, sent)[1]);
+  EXPECT_EQ(recv().message, sent);
+  EXPECT_EQ(handler.reassemblyList.count, 0U);
+}
+
 TEST_F(Datagrams, LateFragmentStillCompletesItsMessage) {
   const std::string sent = pattern(2000);
   arrive(fragments(1, sent)[0]);

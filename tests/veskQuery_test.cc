@@ -804,6 +804,17 @@ TEST_F(Discovery, EndsWhenSendingFails) {
   EXPECT_THAT(ttlsSet(), ElementsAre(4, 1, 2));
 }
 
+TEST_F(Discovery, EndsWhenAnOlderRequestCannotBeSentAgain) {
+  const sockaddr_in nobody = fake::endpoint("192.0.2.9", fake::kObjectPort);
+  veskRemovePDU older(caller.object);
+  handler.transactionHandler->initialTimeout = 2;
+  handler.transactionHandler->send(&nobody, &older);
+  system.failNext(Call::kSend, ENETDOWN, 1, 1);
+  EXPECT_EQ(searchAnyDirectory(), kNetworkError);
+  EXPECT_EQ(errno, ENETDOWN);
+  EXPECT_THAT(ttlsSet(), ElementsAre(4, 1));
+}
+
 TEST_F(Discovery, EndsWhenTheTimeToLiveIsRefused) {
   system.failNext(Call::kSetMulticastTtl, EPERM, 1, 1);
   EXPECT_EQ(searchAnyDirectory(), kNetworkError);

@@ -97,7 +97,9 @@ class OSTREL_API veskDatagramHandler {
   //   EBADMSG          a fragment that does not fit its message: *data is null;
   //                    or a message in one fragment of another length than its
   //                    header says
-  //   others           the system's; after ENOMEM the datagram stays queued
+  //   others           the system's; after ENOMEM the datagram stays queued,
+  //                    unless there was room for the message but not for the
+  //                    record of it
   // Kept: after EBADMSG a buffer in *data is the caller's as well. After
   // EMSGSIZE *data may hold a buffer too: it is the caller's if the header said
   // one fragment, else it still belongs to the message that is put together.

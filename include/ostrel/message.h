@@ -22,8 +22,9 @@ class OSTREL_API veskMessageHandler : public veskDatagramHandler {
   int close();
 
   // Encodes the PDU and sends it as one message. Returns 0; 11 when it does not
-  // encode in what one message carries, or memory is short; 10 when sending
-  // fails, with the cause in errno. The PDU stays the caller's.
+  // encode, however large the buffer, or memory is short; 10 when sending
+  // fails, with the cause in errno (EMSGSIZE: longer than a message may be).
+  // The PDU stays the caller's.
   int send(const sockaddr_in* to, veskPDU* pdu);
 
   // Takes one datagram off the socket, waiting for one if there is none. When
