@@ -11,8 +11,7 @@
 #include <ostrel/veskPDU.h>
 
 // What holds for both calls:
-// - `handler` is open and `socket` is its descriptor, which may have any
-// number.
+// - `handler` is open and `socket` is its descriptor, whatever number that has.
 // - `request` stays the caller's; the handler stamps its requestId. When the
 //   call returns the handler has forgotten it, whatever the result.
 // - *response receives the answer, which is then the caller's: release it with
