@@ -14,7 +14,6 @@ namespace {
 struct Kind {
   const char* name;
   bool (*matches)(veskPDU&);
-  bool response;
 };
 
 template <class T>
@@ -23,25 +22,25 @@ bool isA(veskPDU& pdu) {
 }
 
 constexpr Kind kKinds[] = {
-    {"clone", isA<veskClonePDU>, false},
-    {"create", isA<veskCreatePDU>, false},
-    {"remove", isA<veskRemovePDU>, false},
-    {"set", isA<veskSetPDU>, false},
-    {"get", isA<veskGetPDU>, false},
-    {"search", isA<veskSearchPDU>, false},
-    {"event", isA<veskEventPDU>, false},
-    {"action", isA<veskActionPDU>, false},
-    {"verify", isA<veskVerifyPDU>, false},
-    {"dsSearch", isA<veskDSsearchPDU>, false},
-    {"cloneResponse", isA<veskCloneRespPDU>, true},
-    {"createResponse", isA<veskCreateRespPDU>, true},
-    {"getResponse", isA<veskGetRespPDU>, true},
-    {"actionResponse", isA<veskActionRespPDU>, true},
-    {"setResponse", isA<veskSetRespPDU>, true},
-    {"searchResponse", isA<veskSearchRespPDU>, true},
-    {"dsSearchResponse", isA<veskDSsearchRespPDU>, true},
-    {"removeResponse", isA<veskRemoveRespPDU>, true},
-    {"verifyResponse", isA<veskVerifyRespPDU>, true},
+    {"clone", isA<veskClonePDU>},
+    {"create", isA<veskCreatePDU>},
+    {"remove", isA<veskRemovePDU>},
+    {"set", isA<veskSetPDU>},
+    {"get", isA<veskGetPDU>},
+    {"search", isA<veskSearchPDU>},
+    {"event", isA<veskEventPDU>},
+    {"action", isA<veskActionPDU>},
+    {"verify", isA<veskVerifyPDU>},
+    {"dsSearch", isA<veskDSsearchPDU>},
+    {"cloneResponse", isA<veskCloneRespPDU>},
+    {"createResponse", isA<veskCreateRespPDU>},
+    {"getResponse", isA<veskGetRespPDU>},
+    {"actionResponse", isA<veskActionRespPDU>},
+    {"setResponse", isA<veskSetRespPDU>},
+    {"searchResponse", isA<veskSearchRespPDU>},
+    {"dsSearchResponse", isA<veskDSsearchRespPDU>},
+    {"removeResponse", isA<veskRemoveRespPDU>},
+    {"verifyResponse", isA<veskVerifyRespPDU>},
 };
 
 const Kind* kindOf(veskPDU& pdu) {
@@ -98,11 +97,6 @@ std::vector<Field> fieldsOf(veskPDU& pdu) {
 const char* pduName(veskPDU& pdu) {
   const Kind* kind = kindOf(pdu);
   return kind != nullptr ? kind->name : "pdu";
-}
-
-bool isResponse(veskPDU& pdu) {
-  const Kind* kind = kindOf(pdu);
-  return kind != nullptr && kind->response;
 }
 
 std::string pduText(veskPDU& pdu, const std::string& indent) {

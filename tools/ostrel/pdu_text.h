@@ -23,9 +23,6 @@ std::vector<Field> fieldsOf(veskPDU& pdu);
 // "get", "getResponse", ...; "pdu" for what has no name.
 const char* pduName(veskPDU& pdu);
 
-// Whether a response, not a request or an event.
-bool isResponse(veskPDU& pdu);
-
 // A line for the header and one for each field, attributes and errors on lines
 // of their own; each line begins with `indent` and ends with a newline.
 std::string pduText(veskPDU& pdu, const std::string& indent);

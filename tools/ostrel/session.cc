@@ -163,7 +163,7 @@ veskOid Session::principal(const sockaddr_in& to) {
   const bool sameServer = to.sin_addr.s_addr == localServer().sin_addr.s_addr &&
                           to.sin_port == localServer().sin_port;
   // A server elsewhere does without the principal, so that nobody waits long.
-  lookupIsBrief_ = !sameServer;
+  lookupOnce_ = !sameServer;
   lookingUp_ = true;
   try {
     principal_ = lookUpPrincipal();
@@ -224,10 +224,10 @@ Owned<veskPDU> Session::exchange(in_addr host, unsigned short port,
     trace_.wouldSend(to, request);
     return nullptr;
   }
-  const bool brief = lookingUp_ && lookupIsBrief_;
+  const bool once = lookingUp_ && lookupOnce_;
   Owned<veskPDU> answer;
   const Course course = {to, request, settings.timeout,
-                         brief ? 0 : settings.retries};
+                         once ? 0 : settings.retries};
   run(course, [&](in_addr, veskPDU& arrived) {
     answer.reset(&arrived);
     return true;

@@ -96,8 +96,8 @@ class Session {
   Trace trace_;
   veskTransactionHandler handler_;
   int socket_ = -1;
-  bool lookingUp_ = false;      // the requests are those of the lookup
-  bool lookupIsBrief_ = false;  // and are sent once
+  bool lookingUp_ = false;   // the requests are those of the lookup
+  bool lookupOnce_ = false;  // and are sent once
   std::optional<in_addr> server_;
   std::optional<veskOid> principal_;
 };
