@@ -25,15 +25,6 @@ unsigned char randomByte(Random& random) {
   return pick(random, kTellingBytes, sizeof kTellingBytes);
 }
 
-std::string identifierText(Random& random, unsigned components) {
-  if (random.below(8) == 0) return "none";
-  std::string text;
-  for (unsigned i = 0; i < components; ++i) {
-    text += (i == 0 ? "" : ".") + std::to_string(random.number());
-  }
-  return text;
-}
-
 veskType* randomFloat(Random& random) {
   const std::uint32_t bits = random.number();
   veskFloat* value = new veskFloat;
@@ -110,6 +101,15 @@ std::string Random::text(unsigned most) {
   return result;
 }
 
+std::string randomIdentifier(Random& random, unsigned components) {
+  if (random.below(8) == 0) return "none";
+  std::string text;
+  for (unsigned i = 0; i < components; ++i) {
+    text += (i == 0 ? "" : ".") + std::to_string(random.number());
+  }
+  return text;
+}
+
 veskType* randomValue(Random& random, unsigned depth) {
   constexpr unsigned kPlainKinds = 18;
   const unsigned kind =
@@ -137,9 +137,9 @@ veskType* randomValue(Random& random, unsigned depth) {
     case 9:
       return randomString(random);
     case 10:
-      return new veskOid(identifierText(random, 2 + random.below(3)).c_str());
+      return new veskOid(randomIdentifier(random, 2 + random.below(3)).c_str());
     case 11:
-      return new veskAid(identifierText(random, 2 + random.below(2)).c_str());
+      return new veskAid(randomIdentifier(random, 2 + random.below(2)).c_str());
     case 12:
       return new veskTime(number);
     case 13:

@@ -32,6 +32,10 @@ class Random {
   std::uint64_t state_;
 };
 
+// The dotted text of an identifier with so many numbers, or now and then text
+// that is none.
+std::string randomIdentifier(Random& random, unsigned components);
+
 // A value of any class that the factory makes, with lists up to `depth` levels
 // inside one another. Released with releaseValue.
 veskType* randomValue(Random& random, unsigned depth);
