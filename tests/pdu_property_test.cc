@@ -343,7 +343,7 @@ TEST_P(AnyHolder, WhatEncodesArrivesWithTheSameClassTextAndBytes) {
 }
 
 // Copies, their copies and all that is freed with them, too.
-TEST_P(AnyHolder, KeepsTheInvariantsOnceArrived) {
+TEST_P(AnyHolder, ObeysTheInvariantsOnceArrived) {
   for (std::uint64_t seed = 0; seed < kTrees; ++seed) {
     const Tree tree(GetParam(), seed);
     const Bytes bytes = encoded(*tree);
@@ -352,7 +352,7 @@ TEST_P(AnyHolder, KeepsTheInvariantsOnceArrived) {
   }
 }
 
-TEST_P(AnyHolder, NearlyArrivedKeepsTheInvariants) {
+TEST_P(AnyHolder, NearlyArrivedObeysTheInvariants) {
   for (std::uint64_t seed = 0; seed < kTrees; ++seed) {
     Tree tree(GetParam(), seed);
     const Bytes bytes = mutated(tree.random(), encoded(*tree));
