@@ -29,5 +29,5 @@ char* veskActionDesc::getString() { return callableText(*this, "\taction "); }
 veskType* veskActionDesc::dup() { return copyCallable(*this); }
 
 void veskActionDesc::releaseContents() {
-  if (arrived_) arguments.clear(1);
+  if (arrived()) arguments.clear(1);
 }

@@ -7,7 +7,9 @@
 using namespace ostrel;
 
 veskAttributeDesc::veskAttributeDesc()
-    : veskType(kTagAttributeDesc), defval(new veskType), made_(defval) {}
+    : veskType(kTagAttributeDesc),
+      defval(ownDefault(new veskType)),
+      made_(defval) {}
 
 veskAttributeDesc::veskAttributeDesc(veskString& called, veskAid& aid,
                                      veskUnsignedInt& kind,
@@ -34,7 +36,8 @@ veskAttributeDesc::veskAttributeDesc(const char* called, veskAid& aid,
       name(called),
       id(aid),
       type(kind),
-      defval(defaultValue != nullptr ? copyValue(defaultValue) : new veskType),
+      defval(ownDefault(defaultValue != nullptr ? copyValue(defaultValue)
+                                                : new veskType)),
       access(accessMode),
       storage(storageClass),
       requiredOnCreate(required),
@@ -64,11 +67,11 @@ unsigned veskAttributeDesc::decode(char* buffer, unsigned length) {
   holdsValues_ = true;
   // Kept: a plain veskType reads the tag of the default value and leaves its
   // body to the members behind it.
-  auto* arrived = new veskType;
-  if (defval == made_) destroyValue(made_);
-  defval = made_ = arrived;
+  veskType* received = ownDefault(new veskType);
+  if (holdsOwnDefault()) destroyValue(made_);
+  defval = made_ = received;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
-                       wireOrder(*arrived));
+                       wireOrder(*received));
 }
 
 char* veskAttributeDesc::getString() {
@@ -88,12 +91,18 @@ veskType* veskAttributeDesc::dup() {
                                requiredOnCreate);
 }
 
+// A program may have freed the default that was made here, and put one of its
+// own in its place, even at the same address: that one has no mark.
+bool veskAttributeDesc::holdsOwnDefault() const {
+  return made_ != nullptr && defval == made_ && isOwnDefault(*made_);
+}
+
 void veskAttributeDesc::releaseContents() {
-  if (!arrived_ || defval != made_) return;
+  if (!arrived() || !holdsOwnDefault()) return;
   destroyValue(made_);
   defval = made_ = nullptr;
 }
 
 void veskAttributeDesc::separateContents() {
-  defval = made_ = copyValue(defval);
+  defval = made_ = ownDefault(copyValue(defval));
 }

@@ -27,5 +27,5 @@ char* veskEventDesc::getString() { return callableText(*this, "\tevent "); }
 veskType* veskEventDesc::dup() { return copyCallable(*this); }
 
 void veskEventDesc::releaseContents() {
-  if (arrived_) arguments.clear(1);
+  if (arrived()) arguments.clear(1);
 }

@@ -54,7 +54,7 @@ veskType* veskObjectDesc::dup() {
 }
 
 void veskObjectDesc::releaseContents() {
-  if (!arrived_) return;
+  if (!arrived()) return;
   attributes.clear(1);
   actions.clear(1);
   events.clear(1);

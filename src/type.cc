@@ -719,7 +719,7 @@ unsigned veskType::decodeCreate(char* buffer, unsigned length, veskType** out) {
 }
 
 void veskType::destroyDecoded(veskType* value) {
-  if (value != nullptr) value->arrived_ = true;
+  if (value != nullptr) value->marks_ |= kArrived;
   destroyValue(value);
 }
 
@@ -727,12 +727,18 @@ void veskType::releaseContents() {}
 void veskType::separateContents() {}
 
 struct ostrel::Contents {
-  static void arrived(veskType& value) { value.arrived_ = true; }
+  static void arrived(veskType& value) { value.marks_ |= veskType::kArrived; }
+  static void ownDefault(veskType& value) {
+    value.marks_ |= veskType::kOwnDefault;
+  }
+  static bool isOwnDefault(const veskType& value) {
+    return (value.marks_ & veskType::kOwnDefault) != 0;
+  }
   static bool holdsValues(const veskType& value) { return value.holdsValues_; }
   static void release(veskType& value) { value.releaseContents(); }
   static void separate(veskType& copy, const veskType& source) {
-    if (!source.arrived_) return;
-    copy.arrived_ = true;
+    if (!source.arrived()) return;
+    arrived(copy);
     copy.holdsValues_ = source.holdsValues_;
     copy.separateContents();
   }
@@ -759,6 +765,15 @@ void ostrel::destroyValue(veskType* value) {
 }
 
 void ostrel::destroyList(veskList* list) { destroyValue(list); }
+
+veskType* ostrel::ownDefault(veskType* value) {
+  Contents::ownDefault(*value);
+  return value;
+}
+
+bool ostrel::isOwnDefault(const veskType& value) {
+  return Contents::isOwnDefault(value);
+}
 
 veskList::veskList() : veskType(kTagList) { holdsValues_ = true; }
 veskList::veskList(const veskList& other)

@@ -46,6 +46,10 @@ void destroyValue(veskType* value);
 // Empties a list with clear(1) and frees it; null is allowed.
 void destroyList(veskList* list);
 
+// Marks a value as a default that a description made itself; returns it.
+veskType* ownDefault(veskType* value);
+bool isOwnDefault(const veskType& value);
+
 }  // namespace ostrel
 
 #endif  // OSTREL_SRC_VALUES_H

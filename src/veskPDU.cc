@@ -70,7 +70,7 @@ void veskPDU::clear() {
 }
 
 void veskPDU::releaseContents() {
-  if (arrived_) clear();
+  if (arrived()) clear();
 }
 
 void veskPDU::separateContents() {

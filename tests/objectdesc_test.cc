@@ -460,6 +460,18 @@ TEST(AttributeBytes, ReplaceADefaultThatIsNotTheirsWithoutFreeingIt) {
   delete made.defval;
 }
 
+TEST(AttributeBytes, TellADefaultAtTheAddressOfTheirOwnFromTheirOwn) {
+  veskAttributeDesc made;
+  delete made.defval;
+  auto* held = new veskType(5);  // mostly gets the memory just freed
+  made.defval = held;
+  EXPECT_EQ(decodeFrom(made, hex(kAttribute)), 30u);
+  EXPECT_NE(made.defval, held);
+  EXPECT_EQ(held->tag, 5);
+  delete held;
+  delete made.defval;
+}
+
 TEST(AttributeBytes, ReadTwiceLeakNothing) {
   veskAttributeDesc made;
   EXPECT_EQ(decodeFrom(made, hex(kAttribute)), 30u);

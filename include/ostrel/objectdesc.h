@@ -75,6 +75,7 @@ class OSTREL_API veskAttributeDesc : public veskType {
 
  private:
   ostrel::Members wireOrder(veskType& defaultValue);
+  bool holdsOwnDefault() const;
   void releaseContents() override;
   void separateContents() override;
 

@@ -100,13 +100,22 @@ class OSTREL_API veskType {
   std::uint8_t tag;  // names the class on the wire; 0: null
 
  protected:
-  // Set on what decode() made inside another value: whatever holds it frees it
-  // with all that arrived inside it. What programs build never has it.
-  bool arrived_ = false;
-
   // Set when there may be something to do in releaseContents(): in lists, and
   // by the decode() of other classes that free what arrived inside them.
   bool holdsValues_ = false;
+
+  // What programs build has no mark. (So wide that they fill up the word of the
+  // tag, which is then written at once.)
+  enum Mark : std::uint16_t {
+    // decode() made it inside another value: whatever holds it frees it with
+    // all that arrived inside it.
+    kArrived = 1,
+    // A description made it for a default value of its own.
+    kOwnDefault = 2,
+  };
+  std::uint16_t marks_ = 0;
+
+  bool arrived() const { return (marks_ & kArrived) != 0; }
 
  private:
   friend struct ostrel::Contents;
