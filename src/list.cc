@@ -41,8 +41,12 @@ genericList& genericList::operator=(const genericList& other) {
 }
 
 void genericList::link(listPointer* before, void* element) {
-  auto* node = new listPointer{before, before->prev, element};
-  node->prev->next = node;
+  auto* node = new listPointer;
+  listPointer* const last = before->prev;
+  node->data = element;
+  node->next = before;
+  last->next = node;
+  node->prev = last;
   before->prev = node;
   count++;
   cursorNode = nullptr;

@@ -1,5 +1,7 @@
 #include "pool.h"
 
+#include <algorithm>
+
 namespace ostrel {
 
 Pool::Block Pool::open_ = {nullptr, 0};
@@ -8,12 +10,13 @@ Pool::Block Pool::closed_ = {nullptr, kKept};
 thread_local Pool::Free Pool::free_ = {
     {&closed_, &closed_, &closed_, &closed_, &closed_, &closed_, &closed_,
      &closed_, &closed_, &closed_, &closed_, &closed_, &closed_, &closed_,
-     &closed_, &closed_}};
+     &closed_, &closed_, &closed_}};
 
 void* Pool::refill(std::size_t size) {
 #if !defined(OSTREL_POOL_OFF)
   // A block that will serve every size of its list.
-  if (slotOf(size) < kSlots) size = (slotOf(size) + 1) * kGrain;
+  if (size <= kLargest)
+    size = std::max(sizeof(Block), (slotOf(size) + 1) * kGrain - kWord);
 #endif
   return ::operator new(size);
 }

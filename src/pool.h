@@ -26,8 +26,8 @@ class Pool {
  public:
   // A block of at least `size` bytes.
   static void* allocate(std::size_t size) {
+    if (size > kLargest) return refill(size);
     const std::size_t slot = slotOf(size);
-    if (slot >= kSlots) return refill(size);
     Block* block = free_.top[slot];
     if (block->next == nullptr) return refill(size);
     free_.top[slot] = block->next;
@@ -36,8 +36,8 @@ class Pool {
 
   // Takes back a block that allocate() gave for the same size, by any thread.
   static void release(void* memory, std::size_t size) noexcept {
+    if (size > kLargest) return overflow(memory, size);
     const std::size_t slot = slotOf(size);
-    if (slot >= kSlots) return overflow(memory, size);
     Block* top = free_.top[slot];
     if (top->kept >= kKept) return overflow(memory, size);
     auto* block = static_cast<Block*>(memory);
@@ -52,17 +52,21 @@ class Pool {
     std::size_t kept;  // how many blocks there are from this one on
   };
 
-  // Sizes that differ by less than this share a list.
-  static constexpr std::size_t kGrain = sizeof(Block);
-  static constexpr std::size_t kSlots = 16;   // lists; larger blocks have none
+  // An allocator keeps a word with each block and rounds the sum: these are the
+  // sizes that waste nothing then. Sizes that round up to the same one share a
+  // list.
+  static constexpr std::size_t kWord = sizeof(std::size_t);
+  static constexpr std::size_t kGrain = 16;
+  static constexpr std::size_t kSlots = 17;
   static constexpr std::size_t kKept = 1024;  // blocks kept on one list
+  static constexpr std::size_t kLargest = kSlots * kGrain - kWord;
 
   struct Free {
     Block* top[kSlots];
   };
 
   static std::size_t slotOf(std::size_t size) {
-    return size == 0 ? 0 : (size - 1) / kGrain;
+    return (size + kWord - 1) / kGrain;
   }
 
   // The ways to and from the allocator, kept out of line for the others' sake.

@@ -132,14 +132,20 @@ inline unsigned encodeInteger(std::uint8_t tag, std::uint32_t value,
   return writer.used();
 }
 
+// A tag and an integer body; after a failure the value is as it was.
+template <class Value>
+inline void readInteger(ByteReader& reader, std::uint8_t* tag, Value* value) {
+  if (!reader.has(1)) return;
+  *tag = reader.number<std::uint8_t>();
+  const std::uint32_t body = reader.integer();
+  if (reader.ok()) *value = static_cast<Value>(body);
+}
+
 template <class Value>
 unsigned decodeInteger(std::uint8_t* tag, Value* value, char* buffer,
                        unsigned length) {
   ByteReader reader(buffer, length);
-  if (!reader.has(1)) return 0;
-  *tag = reader.number<std::uint8_t>();
-  const std::uint32_t body = reader.integer();
-  if (reader.ok()) *value = static_cast<Value>(body);
+  readInteger(reader, tag, value);
   return reader.used();
 }
 

@@ -358,19 +358,25 @@ unsigned encodeCounted(Counted& self, const char* bytes, std::size_t held,
 
 // Reads up to the bytes, which are then at reader.at(), all there.
 template <class Counted>
-bool decodeLength(Counted& self, ByteReader* reader) {
-  if (!reader->has(1)) return false;
-  self.tag = reader->number<std::uint8_t>();
-  reader->read(self.length.decode(reader->at(), reader->left()));
-  return reader->has(self.length.value);
-}
-
-char* allocateBytes(std::size_t count) {
-  return static_cast<char*>(Pool::allocate(count));
+bool readLength(ByteReader& reader, Counted& self) {
+  if (!reader.has(1)) return false;
+  self.tag = reader.number<std::uint8_t>();
+  readInteger(reader, &self.length.tag, &self.length.value);
+  return reader.has(self.length.value);
 }
 
 void freeBytes(char* bytes, std::size_t count) {
   if (bytes != nullptr) Pool::release(bytes, count);
+}
+
+// Puts a copy of the bytes at `from`, which may be old ones, in their place.
+inline void replaceBytes(const void* from, unsigned count, char*& bytes,
+                         std::uint32_t& capacity) {
+  auto* copy = static_cast<char*>(Pool::allocate(count));
+  std::memcpy(copy, from, count);
+  freeBytes(bytes, capacity);
+  bytes = copy;
+  capacity = count;
 }
 
 // The length decides between texts of which one begins the other.
@@ -418,7 +424,7 @@ unsigned veskString::encode(char* buffer, unsigned room) {
 }
 unsigned veskString::decode(char* buffer, unsigned room) {
   ByteReader reader(buffer, room);
-  if (!decodeLength(*this, &reader)) return 0;
+  if (!readLength(reader, *this)) return 0;
   const unsigned count = length.value;
   if (count == 0)
     set(nullptr, 0);
@@ -437,11 +443,7 @@ void veskString::set(const char* s, unsigned n) {
   }
   if (n == 0) n = static_cast<unsigned>(std::strlen(s));
   if (capacity < n) {
-    char* larger = allocateBytes(n);
-    std::memcpy(larger, s, n);
-    freeBytes(text, capacity);
-    text = larger;
-    capacity = n;
+    replaceBytes(s, n, text, capacity);
   } else if (n != 0) {
     std::memmove(text, s, n);
   }
@@ -515,7 +517,7 @@ unsigned veskOpaque::encode(char* buffer, unsigned room) {
 unsigned veskOpaque::decode(char* buffer, unsigned room) {
   const unsigned before = length.value;
   ByteReader reader(buffer, room);
-  if (!decodeLength(*this, &reader)) return 0;
+  if (!readLength(reader, *this)) return 0;
   const unsigned count = length.value;
   length.value = before;
   set(reader.at(), count);
@@ -534,11 +536,7 @@ veskType* veskOpaque::dup() { return new veskOpaque(*this); }
 void veskOpaque::set(const void* p, unsigned n) {
   if (p == nullptr) n = 0;
   if (length.value < n || capacity_ < n) {
-    char* larger = allocateBytes(n);
-    std::memcpy(larger, p, n);
-    freeBytes(bytes, capacity_);
-    bytes = larger;
-    capacity_ = n;
+    replaceBytes(p, n, bytes, capacity_);
   } else if (n != 0) {
     std::memmove(bytes, p, n);
   }
@@ -758,9 +756,19 @@ veskType* ostrel::copyValue(veskType* value) {
   return copy;
 }
 
+namespace {
+
+// Apart from destroyValue(), which so needs to remember nothing.
+[[gnu::noinline]] void destroyHolder(veskType* value) {
+  Contents::release(*value);
+  delete value;
+}
+
+}  // namespace
+
 void ostrel::destroyValue(veskType* value) {
   if (value == nullptr) return;
-  if (Contents::holdsValues(*value)) Contents::release(*value);
+  if (Contents::holdsValues(*value)) return destroyHolder(value);
   delete value;
 }
 

@@ -44,19 +44,22 @@ inline std::uint16_t bigEndian(std::uint16_t number) {
 
 inline std::uint8_t bigEndian(std::uint8_t number) { return number; }
 
-// How many bytes a number has without its leading zero bytes: 0 to 4.
+// How many bytes a number that is not 0 has without its leading zero bytes.
 inline unsigned significantBytes(std::uint32_t number) {
-  return number == 0 ? 0 : 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
+  return 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
 }
 
 // Writes an integer body at `to`, where kIntegerRoom bytes are free. Returns
 // the place behind it. Most numbers are small: they take the first road.
 inline char* storeInteger(char* to, std::uint32_t value) {
-  if (value <= 0xff) {
-    const bool any = value != 0;
-    to[0] = static_cast<char>(any);
+  if (value - 1 < 0xff) {
+    to[0] = 1;
     to[1] = static_cast<char>(value);
-    return to + 1 + any;
+    return to + 2;
+  }
+  if (value == 0) {
+    to[0] = 0;
+    return to + 1;
   }
   const unsigned significant = significantBytes(value);
   to[0] = static_cast<char>(significant);
@@ -69,9 +72,10 @@ inline char* storeInteger(char* to, std::uint32_t value) {
 
 // Reads an integer body at `from`, where kIntegerRoom bytes can be read.
 // Returns the place behind it, or null when it claims more than four bytes.
+// Here, too, most numbers are small.
 inline const char* loadInteger(const char* from, std::uint32_t* value) {
   const std::size_t count = static_cast<unsigned char>(from[0]);
-  if (count == 1) {
+  if (__builtin_expect(count == 1, 1)) {
     *value = static_cast<unsigned char>(from[1]);
     return from + 2;
   }
