@@ -44,9 +44,9 @@ inline std::uint16_t bigEndian(std::uint16_t number) {
 
 inline std::uint8_t bigEndian(std::uint8_t number) { return number; }
 
-// How many bytes a number that is not 0 has without its leading zero bytes.
+// How many bytes a number has without its leading zero bytes: 0 to 4.
 inline unsigned significantBytes(std::uint32_t number) {
-  return 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
+  return number == 0 ? 0 : 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
 }
 
 // Writes an integer body at `to`, where kIntegerRoom bytes are free. Returns
