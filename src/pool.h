@@ -23,14 +23,30 @@
 namespace ostrel {
 
 class Pool {
+  // An allocator keeps a word with each block and rounds the sum: these are the
+  // sizes that waste nothing then. Sizes that round up to the same one share a
+  // list.
+  static constexpr std::size_t kWord = sizeof(std::size_t);
+  static constexpr std::size_t kGrain = 16;
+  static constexpr std::size_t kSlots = 17;
+  static constexpr std::size_t kKept = 1024;  // blocks kept on one list
+
  public:
+  // Larger blocks are never kept.
+  static constexpr std::size_t kLargest = kSlots * kGrain - kWord;
+
   // A block of at least `size` bytes.
   static void* allocate(std::size_t size) {
-    if (size > kLargest) return refill(size);
-    const std::size_t slot = slotOf(size);
-    Block* block = free_.top[slot];
-    if (block->next == nullptr) return refill(size);
-    free_.top[slot] = block->next;
+    void* block = size <= kLargest ? takeKept(size) : nullptr;
+    return block != nullptr ? block : refill(size);
+  }
+
+  // The same for sizes up to kLargest, but null when no block is kept.
+  static void* takeKept(std::size_t size) noexcept {
+    Block*& top = free_.top[slotOf(size)];
+    Block* block = top;
+    if (block->next == nullptr) return nullptr;
+    top = block->next;
     return block;
   }
 
@@ -51,15 +67,6 @@ class Pool {
     Block* next;       // null: no block but the end of a list
     std::size_t kept;  // how many blocks there are from this one on
   };
-
-  // An allocator keeps a word with each block and rounds the sum: these are the
-  // sizes that waste nothing then. Sizes that round up to the same one share a
-  // list.
-  static constexpr std::size_t kWord = sizeof(std::size_t);
-  static constexpr std::size_t kGrain = 16;
-  static constexpr std::size_t kSlots = 17;
-  static constexpr std::size_t kKept = 1024;  // blocks kept on one list
-  static constexpr std::size_t kLargest = kSlots * kGrain - kWord;
 
   struct Free {
     Block* top[kSlots];
