@@ -129,6 +129,17 @@ TEST(Null, IsAssignedAndAskedForByWritingZero) {
   forEach<Pdus>(nulls);
 }
 
+TEST(Members, TakePlainNumbers) {
+  veskRemoveRespPDU answer;
+  answer.status = -1;
+  answer.requestId = 7u;
+  EXPECT_EQ(answer.status.value, -1);
+  EXPECT_EQ(answer.requestId.value, 7u);
+  veskError error;
+  error.code = 5;
+  EXPECT_EQ(error.code.value, 5u);
+}
+
 TEST(Null, IsANullTextWhereTextIsTaken) {
   forEach<Texts>([](auto& value) {
     const unsigned tag = value.tag;

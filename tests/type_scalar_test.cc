@@ -247,6 +247,22 @@ TYPED_TEST(EveryScalar, BecomesNullWhenAssignedZeroAndKeepsItsValue) {
   EXPECT_EQ(value == 0, 1);
 }
 
+TYPED_TEST(EveryScalar, TakesAPlainNumberForItsValue) {
+  TypeParam value;
+  const unsigned tag = value.tag;
+  value = 5;
+  EXPECT_EQ(value.value, 5);
+  EXPECT_EQ(value.tag, tag);
+  value = 7u;
+  EXPECT_EQ(value.value, 7);
+  value = true;
+  EXPECT_EQ(value.value, 1);
+  bool none = false;  // no literal, so no null pointer
+  value = none;
+  EXPECT_EQ(value.value, 0);
+  EXPECT_EQ(value.tag, tag);
+}
+
 TYPED_TEST(EveryScalar, BecomesNullThroughTheBaseAsWell) {
   TypeParam value(5);
   veskType& base = value;

@@ -47,9 +47,11 @@ using IfValue = std::enable_if_t<std::is_convertible_v<Value*, veskType*>, int>;
 //   null text instead; say so through a veskType& of theirs.
 class OSTREL_API veskType {
  public:
-  // Takes the low 8 bits of `type` for its tag; without it the value is null.
-  veskType(unsigned type = ostrel::kTagNull)
-      : tag(static_cast<std::uint8_t>(type)) {}
+  veskType() : tag(ostrel::kTagNull) {}
+
+  // Takes the low 8 bits of `type` for its tag. (Explicit, or a number assigned
+  // to one of the classes below could be meant for the tag as well.)
+  explicit veskType(unsigned type) : tag(static_cast<std::uint8_t>(type)) {}
   veskType(const veskType& other) : tag(other.tag) {}
 
   virtual ~veskType() = default;
