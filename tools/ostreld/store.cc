@@ -44,6 +44,19 @@ Identifier fromKey(std::string_view key) {
   return id;
 }
 
+// Its value was decoded by itself, so that the library does not know that all
+// inside it is the attribute's too.
+class StoredAttribute : public veskAttribute {
+ public:
+  StoredAttribute() = default;
+  StoredAttribute(const StoredAttribute&) = delete;
+  StoredAttribute& operator=(const StoredAttribute&) = delete;
+  ~StoredAttribute() override {
+    destroyDecoded(value);
+    value = nullptr;
+  }
+};
+
 }  // namespace
 
 Store::Schema::Schema(Database& database, const std::string& path) {
@@ -133,7 +146,7 @@ int Store::read(veskOid& oid, veskList* attributes) {
   const std::string key = keyOf(oid);
   Rows rows(attributesQuery_, std::string_view(key));
   while (rows.next()) {
-    auto attribute = make<veskAttribute>();
+    auto attribute = make<StoredAttribute>();
     attribute->id = fromKey<veskAid>(rows.bytes(0));
     attribute->value = decoded(rows.bytes(1)).release();
     attributes->append(attribute.release());

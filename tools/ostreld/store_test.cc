@@ -1,6 +1,8 @@
 #include "store.h"
 
 #include <fcntl.h>
+#include <ostrel/objectdesc.h>
+#include <ostrel/veskOmAttr.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::SizeIs;
 
 class StoreFile : public testing::Test {
  protected:
@@ -165,6 +168,28 @@ TEST_F(StoreFile, KeepsEveryClassOfValueAsItIs) {
   OwnedList held;
   ASSERT_EQ(store.read(oid, &held), 0);
   EXPECT_EQ(encoded(held, kLongestValue), encoded(attributes, kLongestValue));
+}
+
+// The check for leaks looks at all that lies inside values.
+TEST_F(StoreFile, FreesWhatLiesInsideAValueThatWasRead) {
+  Store store(path);
+  veskOid oid("59.200.0.9");
+  veskGetPDU request(oid, with(newList(), "59.200.1", new veskInt(1)));
+  veskObjectDesc description;
+  veskAid action("59.200.1");
+  veskList none;
+  description.actions.append(new veskActionDesc("on", action, none));
+  OwnedList attributes;
+  veskAppendOmAttr("59.200.1", &request, &attributes);
+  veskAppendOmAttr("59.200.2", &description, &attributes);
+  veskOid classOid("59.200.0.0");
+  OwnedList errors;
+  ASSERT_EQ(store.create(Asker(), classOid, attributes, &oid, &errors), 0);
+  description.actions.clear(1);
+  request.clear();
+  OwnedList held;
+  ASSERT_EQ(store.read(oid, &held), 0);
+  EXPECT_THAT(texts(held), SizeIs(2));
 }
 
 TEST_F(StoreFile, RemembersAnswersUntilTheyExpire) {
