@@ -129,6 +129,63 @@ events() { jq -c 'select(.what == "event") | [.oid, .name]' "$1"; }
   waitFor 1 '"created"' "$log"
 }
 
+@test "watch takes a registration that is gone for removed" {
+  local log=$BATS_TEST_TMPDIR/watch.json code=0
+  serve server --memory
+  watchTo "$log" 59.200 created changed
+  ostrel remove 59.6.0.1
+  kill -INT "$started"
+  wait "$started" || code=$?
+  running=("${running[0]}")
+  [ "$code" = 0 ]
+  same "$(jq -r .what "$log" | tr '\n' ' ')" \
+    'registered registered unregistered unregistered '
+  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+}
+
+@test "watch ends well after a server that forgot it" {
+  local log=$BATS_TEST_TMPDIR/watch.json code=0
+  serve server --memory
+  local server=$started watch
+  watchTo "$log" 59.200
+  watch=$started
+  kill "$server"
+  wait "$server"
+  serve server --memory
+  running=("$started")
+  kill -INT "$watch"
+  wait "$watch" || code=$?
+  [ "$code" = 0 ]
+}
+
+@test "watch unregisters although the signal comes twice" {
+  serve server --memory
+  local i
+  for i in 1 2 3 4 5; do
+    # To the process and to its group.
+    timeout -s INT 0.4 "$OSTREL" --principal none watch 59.200 created changed \
+      3>&- || true
+  done
+  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+}
+
+@test "watch goes on unregistering after a failure, and reports it" {
+  local log=$BATS_TEST_TMPDIR/watch.txt code=0
+  serve server --memory
+  : >"$log"
+  startUntil 'watching 59.200' "$log" "$OSTREL" --principal none --timeout 1 \
+    --retries 0 watch 59.200 created changed
+  local watch=$started
+  kill "${running[0]}"
+  wait "${running[0]}"
+  running=()
+  kill -INT "$watch"
+  wait "$watch" || code=$?
+  [ "$code" = 3 ]
+  grep -q 'the registration 59.6.0.1 may still be there: no answer' "$log"
+  grep -q 'the registration 59.6.0.2 may still be there: no answer' "$log"
+}
+
 @test "watch is refused where no registration can be made" {
   serve server --memory
   run --separate-stderr ostrel watch 59.200 --deliver-to no.such.host.invalid

@@ -1,7 +1,6 @@
 #include "session.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netdb.h>
 #include <ostrel/message.h>
 #include <poll.h>
@@ -10,11 +9,11 @@
 
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <random>
 
 #include "pdu_text.h"
+#include "signals.h"
 
 namespace cli {
 namespace {
@@ -32,33 +31,6 @@ constexpr double kSilence = 1;
 
 // The progress line is written again this often.
 constexpr int kPollMilliseconds = 1000;
-
-// Signals write a byte to the second end; whoever waits also waits for the
-// first.
-int signalPipe[2] = {-1, -1};
-volatile std::sig_atomic_t signalled = 0;
-
-void onSignal(int) {
-  const int saved = errno;
-  signalled = 1;
-  const char byte = 0;
-  // A full pipe has told already.
-  if (write(signalPipe[1], &byte, 1) < 0) errno = saved;
-  errno = saved;
-}
-
-void catchSignals() {
-  if (signalPipe[0] != -1) return;
-  if (pipe2(signalPipe, O_NONBLOCK | O_CLOEXEC) != 0) return;
-  struct sigaction action = {};
-  action.sa_handler = onSignal;
-  action.sa_flags = SA_RESTART;
-  for (const int number : {SIGINT, SIGTERM, SIGHUP})
-    sigaction(number, &action, nullptr);
-  // Whoever stops reading the output is noticed when writing fails.
-  action.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &action, nullptr);
-}
 
 sockaddr_in endpoint(in_addr host, unsigned short port) {
   sockaddr_in address = {};
@@ -130,14 +102,6 @@ Session::Session(Output& output) : output_(output), trace_(output) {
 Session::~Session() {
   output_.endProgress();
   if (socket_ >= 0) handler_.close();
-}
-
-bool Session::interrupted() { return signalled != 0; }
-
-void Session::resume() {
-  char bytes[16];
-  while (read(signalPipe[0], bytes, sizeof bytes) > 0) continue;
-  signalled = 0;
 }
 
 in_addr Session::server() {
@@ -330,7 +294,7 @@ bool Session::run(const Course& course, const Take& take) {
 }
 
 bool Session::waitFor(int socket) {
-  pollfd ends[] = {{socket, POLLIN, 0}, {signalPipe[0], POLLIN, 0}};
+  pollfd ends[] = {{socket, POLLIN, 0}, {signalEnd(), POLLIN, 0}};
   const int ready = poll(ends, 2, kPollMilliseconds);
   if (interrupted())
     throw Failure(kInterrupted, "interrupted before the answer came",

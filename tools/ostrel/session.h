@@ -67,11 +67,6 @@ class Session {
   // Throws Failure when a signal came.
   static bool waitFor(int socket);
 
-  // Whether a signal asked the tool to end; resume() forgets that one, so that
-  // what was begun can be undone.
-  static bool interrupted();
-  static void resume();
-
   Output& output() { return output_; }
   Trace& trace() { return trace_; }
 

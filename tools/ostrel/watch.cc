@@ -12,6 +12,7 @@
 #include <ctime>
 
 #include "pdu_text.h"
+#include "signals.h"
 #include "verb_support.h"
 
 namespace cli {
@@ -90,12 +91,14 @@ class Watch {
 
   void open();
   bool registerFor(veskAid& event, veskOid* oid);
-  void unregisterAll();
+  Exit unregisterAll();
   void watch();
   bool done() const;
   void take(const sockaddr_in& from, veskEventPDU& event);
   void renew(Registration& registration, veskEventPDU& notice);
   void report(const char* what, const std::string& text, Json details);
+  void reportFailure(const std::string& what, const Failure& failure,
+                     const std::string& hint, const Json& details);
 
   Session& session_;
   const WatchOptions& options_;
@@ -134,6 +137,16 @@ void Watch::report(const char* what, const std::string& text, Json details) {
   session_.output().result(text, json);
 }
 
+void Watch::reportFailure(const std::string& what, const Failure& failure,
+                          const std::string& hint, const Json& details) {
+  Json about;
+  about["command"] = "watch";
+  about.update(details);
+  session_.output().failure(
+      Failure(failure.exit, what + ": " + failure.what(), hint, failure.code),
+      about);
+}
+
 bool Watch::registerFor(veskAid& event, veskOid* oid) {
   const Owned<veskList> list(new veskList);
   veskAddress server(session_.server()), host(deliverTo_);
@@ -163,21 +176,30 @@ bool Watch::registerFor(veskAid& event, veskOid* oid) {
   return true;
 }
 
-void Watch::unregisterAll() {
+// Removes the registrations, each whatever became of the others, and reports
+// those that may be left.
+Exit Watch::unregisterAll() {
+  forgetSignals();
+  Exit exit = kDone;
   for (Registration& registration : registrations_) {
+    Json json;
+    json["registration"] = oidJson(registration.oid);
     veskRemovePDU request(registration.oid);
     try {
       session_.ask<veskRemoveRespPDU>(request);
     } catch (const Failure& failure) {
-      throw Failure(failure.exit,
-                    "the registration " + oidText(registration.oid) +
-                        " is still there: " + failure.what(),
-                    "It ends by itself within the hour.", failure.code);
+      // One that has gone meanwhile is what is wanted.
+      if (failure.code != kNoSuchName) {
+        reportFailure("the registration " + oidText(registration.oid) +
+                          " may still be there",
+                      failure, "It ends by itself within the hour.", json);
+        exit = failure.exit;
+        continue;
+      }
     }
-    Json json;
-    json["registration"] = oidJson(registration.oid);
     report("unregistered", "", std::move(json));
   }
+  return exit;
 }
 
 void Watch::renew(Registration& registration, veskEventPDU& notice) {
@@ -203,7 +225,9 @@ void Watch::renew(Registration& registration, veskEventPDU& notice) {
     }
   } catch (const Failure& failure) {
     if (failure.exit == kInterrupted) throw;
-    session_.output().failure(failure, json);
+    reportFailure(
+        "the registration " + oidText(registration.oid) + " is not renewed",
+        failure, failure.hint, json);
     // It is gone, so that a new one has to take its place.
     if (failure.code == kNoSuchName)
       registerFor(registration.event, &registration.oid);
@@ -276,13 +300,11 @@ Exit Watch::run() {
     // Ctrl-C is how watching ends; while registering it is an interruption.
     const bool ended =
         failure.exit == kInterrupted && registrations_.size() == wanted_.size();
-    Session::resume();
-    unregisterAll();
+    const Exit left = unregisterAll();
     if (!ended) throw;
-    return kDone;
+    return left;
   }
-  unregisterAll();
-  return kDone;
+  return unregisterAll();
 }
 
 }  // namespace
