@@ -25,6 +25,18 @@ demo() { "$BATS_TEST_DIRNAME/../../scripts/demo" --no-shell; }
   [ "$status" = 3 ]
 }
 
+@test "the shell at the end of the demo keeps the user's history as it is" {
+  local history=$BATS_TEST_TMPDIR/.bash_history
+  seq 2000 >"$history"
+  local demo=${BATS_TEST_DIRNAME@Q}/../../scripts/demo
+  HOME=$BATS_TEST_TMPDIR run script -qec "$demo" /dev/null \
+    <<<$'echo $((6 * 7)) things\nexit'
+  [ "$status" = 0 ]
+  [[ $output == *'42 things'* ]]
+  same "$(<"$history")" "$(seq 2000)"
+  same "$(ls -A "$TMPDIR")" ''
+}
+
 @test "the demo does without multicast where it has no network of its own" {
   export OSTREL_DEMO_NETWORK=shared
   run demo
