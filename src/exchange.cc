@@ -1,5 +1,8 @@
 #include "exchange.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "platform.h"
 
 namespace ostrel {
@@ -8,7 +11,9 @@ namespace {
 constexpr unsigned short kObjectServerPort = 5135;
 constexpr unsigned short kDirectoryPort = 5136;
 constexpr std::uint32_t kDirectoryGroup = 0xe0000102;  // 224.0.1.2
-constexpr unsigned kIPv4 = 2;  // family of an address value
+constexpr unsigned kIPv4 = 2;                    // family of an address value
+constexpr std::int64_t kMicroseconds = 1000000;  // in a second
+constexpr long kLongestWait = 1000000;           // seconds; then another begins
 
 // The address in a value; null when it is no IPv4 address.
 const in_addr* addressOf(veskAddress* value) {
@@ -43,6 +48,9 @@ class Exchange {
   veskPDU& request_;
   veskAddress* from_;  // null: nobody asks who answered
   sockaddr_in sender_ = {};
+
+  // When the handler is asked again what is due, whatever arrives meanwhile.
+  std::int64_t waitsUntil_ = 0;
 };
 
 int Exchange::send(const in_addr& address, unsigned short port) {
@@ -55,19 +63,30 @@ int Exchange::send(const in_addr& address, unsigned short port) {
 
 Ending Exchange::next() {
   for (;;) {
-    // Each turn asks the clock anew: datagrams that answer nothing must not
-    // put off what is due.
-    long seconds = 0;
-    int code = kNoError;
-    veskPDU* pdu = nullptr;
-    handler_.tick(&seconds, &code, &pdu);
-    if (pdu != nullptr) return {code, true, nullptr, pdu};
+    std::int64_t left = waitsUntil_ - platform::elapsed();
+    if (left <= 0) {
+      // Only now, and not with each datagram: the handler's clock has whole
+      // seconds, by which a time-out may seem to be over before it is.
+      long seconds = 0;
+      int code = kNoError;
+      veskPDU* gaveUp = nullptr;
+      handler_.tick(&seconds, &code, &gaveUp);
+      if (gaveUp != nullptr) return {code, true, nullptr, gaveUp};
+      left = std::min(seconds, kLongestWait) * kMicroseconds;
+      waitsUntil_ = platform::elapsed() + left;
+    }
 
-    const int ready = platform::waitReadable(socket_, seconds, 0);
+    const int ready =
+        platform::waitReadable(socket_, static_cast<long>(left / kMicroseconds),
+                               static_cast<long>(left % kMicroseconds));
     if (ready < 0) return {kNetworkError, true};
-    if (ready == 0) continue;
+    if (ready == 0) {
+      waitsUntil_ = 0;
+      continue;
+    }
 
-    code = handler_.recv(&sender_, &pdu);
+    veskPDU* pdu = nullptr;
+    const int code = handler_.recv(&sender_, &pdu);
     Arrived<veskPDU> answer(pdu);
     if (from_ != nullptr) *from_ = sender_.sin_addr;
     if (code == kNoError && answer != nullptr)

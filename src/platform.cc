@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -53,6 +54,11 @@ void* allocate(std::size_t size) {
 }
 
 long now() { return static_cast<long>(std::time(nullptr)); }
+
+std::int64_t elapsed() {
+  const auto since = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::microseconds>(since).count();
+}
 
 void pause(unsigned ticks) {
   timespec left = {};

@@ -12,6 +12,7 @@
 #include <netinet/in.h>
 
 #include <cstddef>
+#include <cstdint>
 
 namespace ostrel {
 namespace platform {
@@ -22,6 +23,10 @@ void* allocate(std::size_t size);
 
 // Calendar time in whole seconds.
 long now();
+
+// Microseconds since some moment before the program began; nobody sets this
+// clock.
+std::int64_t elapsed();
 
 // Sleeps for a number of scheduler clock ticks of 10 ms.
 void pause(unsigned ticks);

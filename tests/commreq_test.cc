@@ -227,6 +227,18 @@ TEST_F(ObjectServerExchange, HoldsItsScheduleUnderAFloodOfOtherDatagrams) {
   EXPECT_EQ(system.seconds() - began, 21);
 }
 
+// The clock of the time-outs has whole seconds, and the next begins at once.
+TEST_F(ObjectServerExchange, GivesUpNoSoonerBecauseOfOtherDatagrams) {
+  system.clock += 900000;
+  handler.initialTimeout = 1;
+  handler.retries = 0;
+  const std::int64_t began = system.clock;
+  server.then(delayed(0.15, answer(kOtherId)));
+  EXPECT_EQ(askServer(), kNetworkError);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  EXPECT_EQ(system.clock - began, 1000000);
+}
+
 TEST_F(ObjectServerExchange, WaitsOnlyForWhatIsLeftOfAnInterval) {
   server.then(delayed(2, answer(kOtherId)));
   askServer();
@@ -462,6 +474,16 @@ TEST_F(DirectoryExchange, HandsBackAnOlderRequestThatGivesUpFirst) {
   EXPECT_EQ(askAnyone(0), kNetworkError);
   EXPECT_EQ(handedOut(), &older);
   EXPECT_EQ(handler.pending.count, 0U);
+}
+
+TEST_F(DirectoryExchange, WaitsItsTimeForASuccessAfterAnError) {
+  system.clock += 900000;
+  handler.initialTimeout = 1;
+  handler.retries = 0;
+  first.then(delayed(0.15, answer(kRefused)));
+  second.then(delayed(0.25, answer(kRemoved)));
+  EXPECT_EQ(askAnyone(0), kNoError);
+  EXPECT_EQ(from == "192.0.2.2", 1);
 }
 
 TEST_F(DirectoryExchange, HoldsItsScheduleUnderAFloodOfErrors) {

@@ -275,6 +275,8 @@ void* allocate(std::size_t size) {
 
 long now() { return system().seconds(); }
 
+std::int64_t elapsed() { return system().clock; }
+
 void pause(unsigned ticks) {
   system().enter(Call::kPause);
   if (system().recording) system().pauses.push_back(ticks);
