@@ -109,7 +109,8 @@ veskDatagramHandler::veskDatagramHandler()
 veskDatagramHandler::~veskDatagramHandler() { close(); }
 
 int veskDatagramHandler::open(unsigned short port) {
-  if (opened_ >= 0 && opened_ == socket) close();
+  // The former one goes last: until then its port and its number are taken.
+  const int former = opened_ == socket ? opened_ : -1;
   sockaddr_in address = {};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_ANY);
@@ -123,6 +124,7 @@ int veskDatagramHandler::open(unsigned short port) {
   }
   platform::setSendBuffer(socket, kSocketBuffer);
   platform::setReceiveBuffer(socket, kSocketBuffer);
+  if (former >= 0) platform::closeSocket(former);
   errno = cause;
   opened_ = socket;
   closed_ = -1;

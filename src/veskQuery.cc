@@ -126,7 +126,7 @@ veskQueryHandler::veskQueryHandler()
 veskQueryHandler::~veskQueryHandler() { delete transactionHandler; }
 
 int veskQueryHandler::comminit() {
-  delete transactionHandler;
+  const Owned<veskTransactionHandler> former(transactionHandler);
   transactionHandler = new veskTransactionHandler;
   socket = transactionHandler->open();
   if (socket < 0) return kNetworkError;

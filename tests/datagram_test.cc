@@ -148,6 +148,16 @@ TEST_F(Datagrams, OpenReleasesTheSocketOpenedBefore) {
   EXPECT_THAT(system.closed, ElementsAre(first, second));
 }
 
+TEST_F(Datagrams, OpenOnThePortOfTheSocketOpenedBeforeFails) {
+  const int first = handler.open(5135);
+  EXPECT_GE(first, 0);
+  EXPECT_EQ(handler.open(5135), -1);
+  EXPECT_EQ(errno, EADDRINUSE);
+  EXPECT_EQ(handler.socket, -1);
+  EXPECT_THAT(system.closed, Contains(first));
+  EXPECT_GE(handler.open(5135), 0);
+}
+
 TEST_F(Datagrams, CloseKeepsTheNumberAndNeverClosesItTwice) {
   const int socket = handler.socket;
   EXPECT_EQ(handler.close(), 1);
