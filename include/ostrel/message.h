@@ -5,8 +5,7 @@
 
 #include <ostrel/datagram.h>
 #include <ostrel/export.h>
-
-class veskPDU;
+#include <ostrel/veskPDU.h>
 
 // A datagram handler for PDUs. Its operations return the codes of veskError.h:
 // 0, 10 "Network Error" or 11 "Encode/decode Error".

@@ -7,13 +7,11 @@
 
 #include <netinet/in.h>
 #include <ostrel/export.h>
+#include <ostrel/message.h>
 #include <ostrel/timelist.h>
 
 #include <cstddef>
 #include <cstdint>
-
-class veskMessageHandler;
-class veskPDU;
 
 namespace ostrel {
 class PendingIndex;

@@ -20,6 +20,7 @@
 
 #include <ostrel/type.h>
 #include <ostrel/veskAttr.h>
+#include <ostrel/veskError.h>
 
 namespace ostrel {
 class Members;
