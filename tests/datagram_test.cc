@@ -18,6 +18,7 @@ using fake::fragment;
 using fake::fragments;
 using fake::pattern;
 using fake::raw;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
