@@ -30,7 +30,9 @@ installMissing() {
     fi
     root=(sudo)
   fi
-  local apt=("${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q)
+  # A machine that has just started may be busy with upgrades of its own.
+  local apt=("${root[@]}" env DEBIAN_FRONTEND=noninteractive
+    apt-get -q -o DPkg::Lock::Timeout=300)
   # Package lists may be absent or too old to name files that still exist.
   if ! "${apt[@]}" install -y --no-install-recommends "${names[@]}" >"$log" 2>&1
   then
