@@ -14,10 +14,13 @@ void setLogLevel(Level level);
 bool logs(Level level);
 
 // Writes "ostreld: LEVEL: TEXT". Control characters in the text, which may come
-// from the network, are written as \xNN. A line that repeats the one before it
-// is left out for ten seconds, unless it is for debugging: whoever sends
-// requests must not fill a disk.
+// from the network, are written as \xNN. A line that was written in the ten
+// seconds before is counted instead, and the count is written later, unless it
+// is for debugging: whoever sends requests must not fill a disk.
 void log(Level level, const std::string& text);
+
+// Writes the counts that are due later, and forgets the lines.
+void logRepeats();
 
 }  // namespace ostreld
 

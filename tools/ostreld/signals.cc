@@ -13,6 +13,8 @@ Signals::Signals() {
   sigset_t set;
   sigemptyset(&set);
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, signal);
+  // A log whose reader has gone is no reason to end.
+  std::signal(SIGPIPE, SIG_IGN);
   sigprocmask(SIG_BLOCK, &set, nullptr);
   descriptor_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
   if (descriptor_ < 0)

@@ -6,7 +6,7 @@
 namespace ostreld {
 
 // From its construction on SIGTERM, SIGINT and SIGHUP no longer end the
-// process; they are read here.
+// process; they are read here. SIGPIPE is ignored.
 class Signals {
  public:
   Signals();
