@@ -284,9 +284,17 @@ TEST_F(DirectoryTest, WithoutServersNothingIsFound) {
 TEST(ServerListTest, HasAddressesAndPorts) {
   EXPECT_EQ(text(parseServer("127.0.0.2")), "127.0.0.2:5135");
   EXPECT_EQ(text(parseServer("127.0.0.2:6000")), "127.0.0.2:6000");
-  EXPECT_THROW(parseServer("127.0.0.2:0"), std::runtime_error);
-  EXPECT_THROW(parseServer("127.0.0.2:70000"), std::runtime_error);
-  EXPECT_THROW(parseServer("127.0.0.2:"), std::runtime_error);
+  for (const char* entry : {"127.0.0.2:0", "127.0.0.2:70000", "127.0.0.2:"})
+    EXPECT_THROW(parseServer(entry), std::invalid_argument) << entry;
+}
+
+TEST(ServerListTest, EachAddressIsOneMachines) {
+  for (const char* entry : {"224.0.0.77", "255.255.255.255", "0.0.0.0"})
+    EXPECT_THROW(parseServer(entry), std::invalid_argument) << entry;
+}
+
+TEST(ServerListTest, AFolderIsNoFile) {
+  EXPECT_THROW(readServers("/tmp"), std::runtime_error);
 }
 
 // Whether the name is known without asking any other machine.

@@ -30,11 +30,6 @@ Value* valueOf(veskList& attributes, const char* name) {
                               : dynamic_cast<Value*>(attribute->value);
 }
 
-bool isUnicast(in_addr address) {
-  const std::uint32_t number = ntohl(address.s_addr);
-  return number != INADDR_ANY && !IN_MULTICAST(number) && !IN_BADCLASS(number);
-}
-
 // An event goes to a machine that did not ask for it only if a program on the
 // server's own machine said so: nobody can aim the server at a third one.
 bool mayReceive(const Asker& asker, veskAddress& address) {
@@ -274,6 +269,9 @@ std::vector<Outgoing> Registrations::takeOutgoing() {
   return result;
 }
 
-void Registrations::dropOutgoing() { outgoing_.clear(); }
+void Registrations::dropOutgoing() {
+  outgoing_.clear();
+  loaded_ = false;
+}
 
 }  // namespace ostreld

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "codes.h"
+#include "values.h"
 
 namespace ostreld {
 namespace {
@@ -19,7 +20,7 @@ std::uint16_t parsePort(const std::string& digits, const std::string& entry) {
   const char* end = digits.data() + digits.size();
   const auto result = std::from_chars(digits.data(), end, port);
   if (result.ec != std::errc() || result.ptr != end || port == 0)
-    throw std::runtime_error("no port: " + entry);
+    throw std::invalid_argument("no port: " + entry);
   return port;
 }
 
@@ -54,6 +55,10 @@ sockaddr_in parseServer(const std::string& entry) {
   address.sin_addr = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr;
   address.sin_port = htons(port);
   freeaddrinfo(found);
+  if (!isUnicast(address.sin_addr)) {
+    throw std::invalid_argument("not the address of one server: " + host +
+                                " is " + text(address.sin_addr));
+  }
   return address;
 }
 
@@ -68,11 +73,14 @@ std::vector<sockaddr_in> readServers(const std::string& path) {
     if (entry.empty()) continue;
     try {
       servers.push_back(parseServer(entry));
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
       throw std::runtime_error(path + ", line " + std::to_string(number) +
                                ": " + error.what());
     }
   }
+  // A folder opens like a file and cannot be read.
+  if (file.bad())
+    throw std::runtime_error("cannot read the server file " + path);
   return servers;
 }
 

@@ -12,7 +12,9 @@
 namespace ostreld {
 
 // "HOST" or "HOST:PORT"; a host is a dotted address or a name, which is looked
-// up now. Throws std::runtime_error with a sentence for the user.
+// up now. Throws with a sentence for the user: std::invalid_argument when the
+// entry cannot be one server's, std::runtime_error when the name has no
+// address.
 sockaddr_in parseServer(const std::string& entry);
 
 // One entry on each line; "#" begins a comment, empty lines do not count.

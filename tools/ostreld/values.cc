@@ -160,6 +160,11 @@ std::string text(const sockaddr_in& address) {
   return text(address.sin_addr) + ":" + std::to_string(ntohs(address.sin_port));
 }
 
+bool isUnicast(in_addr address) {
+  const std::uint32_t number = ntohl(address.s_addr);
+  return number != INADDR_ANY && !IN_MULTICAST(number) && !IN_BADCLASS(number);
+}
+
 std::optional<double> numberIn(veskType& value) {
   double number = 0;
   if (take<veskInt>(value, &number) || take<veskUnsignedInt>(value, &number) ||

@@ -79,6 +79,10 @@ Order compareValues(veskType& left, veskType& right);
 // Whether a text or bytes hold the other's, or a list has such an element.
 bool containsValue(veskType& whole, veskType& part);
 
+// Whether the address may be one machine's: no multicast, no broadcast, not
+// 0.0.0.0.
+bool isUnicast(in_addr address);
+
 // The value as a number, if it is one of the numeric classes.
 std::optional<double> numberIn(veskType& value);
 
