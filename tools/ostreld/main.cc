@@ -1,7 +1,9 @@
 // The servers' command line.
 
 #include <arpa/inet.h>
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
@@ -23,6 +25,11 @@ constexpr int kExitUsage = 2;
 constexpr int kExitSetup = 3;
 constexpr std::size_t kHelpColumn = 30;
 
+// Bounds of what a message may be allowed to be, in bytes: the answers that
+// have no lists fit into the least.
+constexpr int kLeastLength = 256;
+constexpr int kMostLength = 64 << 20;
+
 const std::map<std::string, Level> kLevels = {{"error", Level::kError},
                                               {"warning", Level::kWarning},
                                               {"info", Level::kInfo},
@@ -39,12 +46,23 @@ struct Common {
   std::string level = "info";
 };
 
+bool isAddress(const std::string& text, in_addr* address) {
+  return inet_pton(AF_INET, text.c_str(), address) == 1;
+}
+
+const CLI::Validator kAddress(
+    [](const std::string& text) {
+      in_addr address = {};
+      return isAddress(text, &address) ? "" : "not an IPv4 address: " + text;
+    },
+    "");
+
 void addCommon(CLI::App* command, Common* common) {
   command
       ->add_option("--listen", common->listen,
                    "IPv4 address to listen on; 0.0.0.0 stands for all of this "
                    "machine's")
-      ->check(CLI::Validator(CLI::ValidIPV4).description(""))
+      ->check(kAddress)
       ->type_name("ADDRESS")
       ->capture_default_str();
   command
@@ -55,7 +73,15 @@ void addCommon(CLI::App* command, Common* common) {
       ->capture_default_str();
 }
 
-// Where a service's or user's state belongs.
+// The user's home directory; "" when there is none.
+std::string home() {
+  const char* given = std::getenv("HOME");
+  if (given != nullptr && *given != '\0') return given;
+  const passwd* user = getpwuid(geteuid());
+  return user == nullptr ? "" : user->pw_dir;
+}
+
+// Where a service's or user's state belongs; "" when that cannot be told.
 std::string defaultStore() {
   const auto value = [](const char* name) {
     const char* text = std::getenv(name);
@@ -64,7 +90,11 @@ std::string defaultStore() {
   const std::string service = value("STATE_DIRECTORY");
   if (!service.empty()) return service + "/objects.db";
   std::string state = value("XDG_STATE_HOME");
-  if (state.empty()) state = value("HOME") + "/.local/state";
+  if (state.empty()) {
+    const std::string folder = home();
+    if (folder.empty() || folder == "/") return "";
+    state = folder + "/.local/state";
+  }
   return state + "/ostreld/objects.db";
 }
 
@@ -119,11 +149,13 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
   serve
       ->add_option("--max-request", options.longestRequest,
                    "Longest request, in bytes")
+      ->check(CLI::Range(kLeastLength, kMostLength).description(""))
       ->capture_default_str();
   serve
       ->add_option("--max-answer", options.longestAnswer,
                    "Longest answer, in bytes; instead of a longer one error "
                    "255 is sent")
+      ->check(CLI::Range(kLeastLength, kMostLength).description(""))
       ->capture_default_str();
   serve
       ->add_option(
@@ -174,7 +206,7 @@ CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments) {
       ->add_option("--interface", arguments->interfaces,
                    "Address of an interface on which the group is joined; may "
                    "be repeated; where the server listens unless given")
-      ->check(CLI::Validator(CLI::ValidIPV4).description(""))
+      ->check(kAddress)
       ->type_name("ADDRESS")
       ->allow_extra_args(false);
   directory->add_flag("--no-multicast", arguments->noMulticast,
@@ -195,6 +227,7 @@ CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments) {
       ->add_option("--max-answer", options.longestAnswer,
                    "Longest answer, in bytes; instead of a longer one error "
                    "255 is sent")
+      ->check(CLI::Range(kLeastLength, kMostLength).description(""))
       ->capture_default_str();
   directory
       ->add_option(
@@ -207,7 +240,8 @@ CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments) {
 
 in_addr addressOf(const std::string& text) {
   in_addr address = {};
-  inet_pton(AF_INET, text.c_str(), &address);
+  if (!isAddress(text, &address))
+    throw std::invalid_argument("not an IPv4 address: " + text);
   return address;
 }
 
@@ -223,6 +257,11 @@ int runServe(ServeArguments& arguments) {
     options.store = ":memory:";
   } else {
     options.store = arguments.store.empty() ? defaultStore() : arguments.store;
+    if (options.store.empty()) {
+      throw std::runtime_error(
+          "the user has no home directory (HOME): say with --store where the "
+          "objects are kept");
+    }
     // What the objects hold is nobody else's business.
     umask(S_IRWXG | S_IRWXO);
     makeFolderOf(options.store);
@@ -260,7 +299,9 @@ int main(int count, char** texts) {
     const bool objects = serves->parsed();
     const Common& common = objects ? serve.common : directory.common;
     ostreld::setLogLevel(kLevels.at(common.level));
-    return objects ? runServe(serve) : runDirectory(directory);
+    const int code = objects ? runServe(serve) : runDirectory(directory);
+    ostreld::logRepeats();
+    return code;
   } catch (const std::invalid_argument& error) {
     ostreld::log(Level::kError, error.what());
     return kExitUsage;
