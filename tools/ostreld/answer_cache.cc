@@ -24,8 +24,8 @@ const std::string* AnswerCache::find(const std::string& key, Time now) {
 void AnswerCache::keep(const std::string& key, std::string answer, Time now) {
   forget(now);
   if (byKey_.count(key) != 0) return;
-  bytes_ += key.size() + answer.size();
   entries_.push_back({key, std::move(answer), now + kLife});
+  bytes_ += entries_.back().bytes();
   byKey_.emplace(entries_.back().key, std::prev(entries_.end()));
   forget(now);
 }
@@ -34,7 +34,7 @@ void AnswerCache::forget(Time now) {
   while (!entries_.empty() &&
          (entries_.front().expires <= now || bytes_ > kMostBytes)) {
     const Entry& oldest = entries_.front();
-    bytes_ -= oldest.key.size() + oldest.answer.size();
+    bytes_ -= oldest.bytes();
     byKey_.erase(oldest.key);
     entries_.pop_front();
   }

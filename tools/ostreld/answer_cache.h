@@ -1,5 +1,6 @@
 // Answers that were given, so that a request that is sent again gets the same
-// answer again and is not executed a second time.
+// answer again without being executed a second time. What must not be executed
+// twice is not left to a cache: its answer is in the store.
 
 #ifndef OSTRELD_ANSWER_CACHE_H
 #define OSTRELD_ANSWER_CACHE_H
@@ -24,6 +25,9 @@ class AnswerCache {
   static constexpr std::chrono::seconds kLife{60};
   static constexpr std::size_t kMostBytes = 16 << 20;
 
+  // What an entry costs besides its bytes, about.
+  static constexpr std::size_t kEntryBytes = 256;
+
   // What tells requests apart: the sender and every byte, among them the
   // request id.
   static std::string keyOf(const sockaddr_in& from, std::string_view request);
@@ -40,6 +44,10 @@ class AnswerCache {
     std::string key;
     std::string answer;
     Time expires;
+
+    std::size_t bytes() const {
+      return key.size() + answer.size() + kEntryBytes;
+    }
   };
 
   void forget(Time now);

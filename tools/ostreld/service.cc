@@ -18,12 +18,23 @@ Service::Service(Store* store, Registrations* registrations,
     : store_(store),
       registrations_(registrations),
       dispatcher_(dispatcher),
-      longestAnswer_(longestAnswer) {
-  const auto now = std::chrono::steady_clock::now();
-  store->forgetAnswers(std::time(nullptr));
-  store->eachAnswer([&](std::string_view key, std::string_view answer) {
-    answers_.keep(std::string(key), std::string(answer), now);
-  });
+      longestAnswer_(longestAnswer),
+      start_(std::time(nullptr) -
+             std::chrono::floor<std::chrono::seconds>(
+                 std::chrono::steady_clock::now().time_since_epoch())
+                 .count()) {
+  tick(std::chrono::steady_clock::now());
+}
+
+std::int64_t Service::seconds(AnswerCache::Time now) const {
+  const auto passed =
+      std::chrono::floor<std::chrono::seconds>(now.time_since_epoch());
+  return (start_ + passed).count();
+}
+
+void Service::tick(AnswerCache::Time now) {
+  store_->forgetAnswers(seconds(now));
+  store_->shrink();
 }
 
 std::string Service::handle(const sockaddr_in& from, std::string_view request,
@@ -40,43 +51,54 @@ std::string Service::handle(const sockaddr_in& from, std::string_view request,
     return "";
   }
   logRequest(*pdu, from);
-  std::string answer;
   try {
-    answer = execute(*pdu, from, key);
+    if (Dispatcher::changes(*pdu)) return change(*pdu, from, key, now);
+    std::string answer = read(*pdu, from);
+    if (!answer.empty()) answers_.keep(key, answer, now);
+    return answer;
   } catch (const StoreError& error) {
     registrations_->dropOutgoing();
     log(Level::kError, error.what());
     const Owned<veskPDU> refused = refusal(*pdu, kDatabaseError);
     // A failure is not remembered: the same request may succeed later.
-    return encode(*pdu, *refused);
+    return encoded(*refused, kLongestRefusal).value_or("");
   }
-  if (!answer.empty()) answers_.keep(key, answer, now);
-  return answer;
 }
 
-std::string Service::execute(veskPDU& request, const sockaddr_in& from,
-                             const std::string& key) {
-  if (!Dispatcher::changes(request)) {
-    const Owned<veskPDU> answer = dispatcher_->answer(request, from);
-    return answer == nullptr ? "" : encode(request, *answer);
+std::string Service::read(veskPDU& request, const sockaddr_in& from) {
+  const Owned<veskPDU> answer = dispatcher_->answer(request, from);
+  if (answer == nullptr) return "";
+  auto bytes = encoded(*answer, longestAnswer_);
+  return bytes ? *bytes : tooLong(request);
+}
+
+// The answer is committed with the change: whoever asks again, after a crash
+// too, is told what happened before.
+std::string Service::change(veskPDU& request, const sockaddr_in& from,
+                            const std::string& key, AnswerCache::Time now) {
+  if (auto given = store_->answer(key, seconds(now))) {
+    log(Level::kDebug, text(from) + " asked again: same answer");
+    return *given;
   }
-  // The answer is committed with the change: whoever asks again after a crash
-  // is told what happened before it.
   Transaction transaction(store_->database());
   const Owned<veskPDU> answer = dispatcher_->answer(request, from);
-  std::string bytes = encode(request, *answer);
+  const auto bytes = encoded(*answer, longestAnswer_);
+  if (!bytes) {
+    // What cannot be told is not done.
+    registrations_->dropOutgoing();
+    return tooLong(request);
+  }
   if (answer->status.value == kNoError || answer->status.value == kItemErrors) {
-    const std::int64_t now = std::time(nullptr);
-    store_->forgetAnswers(now);
-    store_->keepAnswer(key, bytes, now + AnswerCache::kLife.count());
+    store_->forgetAnswers(seconds(now));
+    // The seconds are whole ones: one more makes no life shorter.
+    store_->keepAnswer(key, *bytes,
+                       seconds(now) + AnswerCache::kLife.count() + 1);
     transaction.commit();
   }
-  return bytes;
+  return *bytes;
 }
 
-std::string Service::encode(veskPDU& request, veskPDU& answer) {
-  auto bytes = encoded(answer, longestAnswer_);
-  if (bytes) return *bytes;
+std::string Service::tooLong(veskPDU& request) const {
   log(Level::kWarning, "an answer of more than " +
                            std::to_string(longestAnswer_) +
                            " bytes was replaced by an error");

@@ -7,6 +7,7 @@
 #define OSTRELD_SERVICE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,10 +30,16 @@ class Service {
   std::string handle(const sockaddr_in& from, std::string_view request,
                      AnswerCache::Time now);
 
+  // Forgets answers to changes that are old enough; to be called at times.
+  // Throws StoreError.
+  void tick(AnswerCache::Time now);
+
  private:
-  std::string execute(veskPDU& request, const sockaddr_in& from,
-                      const std::string& key);
-  std::string encode(veskPDU& request, veskPDU& answer);
+  std::string read(veskPDU& request, const sockaddr_in& from);
+  std::string change(veskPDU& request, const sockaddr_in& from,
+                     const std::string& key, AnswerCache::Time now);
+  std::string tooLong(veskPDU& request) const;
+  std::int64_t seconds(AnswerCache::Time now) const;
   void logRequest(veskPDU& request, const sockaddr_in& from);
 
   Store* store_;
@@ -40,6 +47,10 @@ class Service {
   Dispatcher* dispatcher_;
   std::size_t longestAnswer_;
   AnswerCache answers_;
+
+  // Calendar time of the two clocks' common beginning: while the server runs, a
+  // change of the calendar's time moves nothing.
+  std::chrono::seconds start_;
 };
 
 }  // namespace ostreld

@@ -34,7 +34,7 @@ class ServiceTest : public ServerTest {
     return texts(*search("59.200", newList())->list).size();
   }
 
-  AnswerCache::Time now{};
+  AnswerCache::Time now = std::chrono::steady_clock::now();
   Service service;
 };
 
@@ -58,7 +58,7 @@ TEST_F(ServiceTest, AnswersAreForgottenAfterAWhile) {
   now += 59s;
   handle(createRequest(1));
   EXPECT_EQ(objects(), 1U);
-  now += 1s;
+  now += 3s;
   handle(createRequest(1));
   EXPECT_EQ(objects(), 2U);
 }
@@ -66,9 +66,20 @@ TEST_F(ServiceTest, AnswersAreForgottenAfterAWhile) {
 TEST_F(ServiceTest, ARequestIsNotExecutedAgainAfterARestart) {
   const std::string first = handle(createRequest(1));
   Service restarted(&store, &registrations, &dispatcher, kLongestAnswer);
-  EXPECT_EQ(restarted.handle(local(), createRequest(1),
-                             std::chrono::steady_clock::now()),
-            first);
+  EXPECT_EQ(restarted.handle(local(), createRequest(1), now), first);
+  EXPECT_EQ(objects(), 1U);
+}
+
+TEST_F(ServiceTest, OtherAnswersDoNotPushOutTheAnswerToAChange) {
+  const std::string first = handle(createRequest(1));
+  veskOid object("59.200.0.1");
+  veskVerifyPDU request(object);
+  for (unsigned i = 0; i < AnswerCache::kMostBytes / AnswerCache::kEntryBytes;
+       ++i) {
+    request.requestId.value = i;
+    handle(*encoded(request, kLongestValue));
+  }
+  EXPECT_EQ(handle(createRequest(1)), first);
   EXPECT_EQ(objects(), 1U);
 }
 
@@ -95,6 +106,20 @@ TEST_F(ServiceTest, AnAnswerThatIsTooLongBecomesAnError) {
   ASSERT_NE(response, nullptr);
   EXPECT_EQ(response->status.value, kInternalError);
   EXPECT_EQ(response->requestId.value, 5U);
+}
+
+TEST_F(ServiceTest, AChangeWhoseAnswerIsTooLongIsNotMade) {
+  const std::string oid =
+      created("59.200.0.0", with(newList(), "59.200.1", new veskInt(1)));
+  veskOid object(oid.c_str());
+  auto* list = with(newList(), "59.200.1", new veskInt(2));
+  // Each of these gives an error.
+  for (std::size_t i = 0; i < kLongestAnswer; ++i) list->append(new veskType);
+  veskSetPDU request(object, list);
+  const auto answer = decoded(handle(*encoded(request, kLongestValue)));
+  request.clear();
+  EXPECT_EQ(dynamic_cast<veskPDU&>(*answer).status.value, kInternalError);
+  EXPECT_EQ(texts(*get(oid)->list), std::vector<std::string>{"59.200.1 = 1"});
 }
 
 TEST_F(ServiceTest, AFailureOfTheStoreIsADatabaseErrorAndChangesNothing) {

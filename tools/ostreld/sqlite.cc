@@ -2,7 +2,7 @@
 
 namespace ostreld {
 
-Database::Database(const std::string& path) {
+Database::Database(const std::string& path) : path_(path) {
   constexpr int kFlags =
       SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   if (sqlite3_open_v2(path.c_str(), &handle_, kFlags, nullptr) == SQLITE_OK)
@@ -30,7 +30,11 @@ bool Database::inTransaction() const {
 }
 
 void Database::fail(const std::string& what) const {
-  throw StoreError(what + ": " + sqlite3_errmsg(handle_));
+  refuse(what + ": " + sqlite3_errmsg(handle_));
+}
+
+void Database::refuse(const std::string& why) const {
+  throw StoreError("cannot use the store " + path_ + ": " + why);
 }
 
 Statement::Statement(Database& database, const char* sql)

@@ -33,10 +33,15 @@ class Database {
   bool inTransaction() const;
   sqlite3* handle() const { return handle_; }
 
-  // Throws with SQLite's own words for what went wrong last.
+  // Throws with the file's name and SQLite's own words for what went wrong
+  // last.
   [[noreturn]] void fail(const std::string& what) const;
 
+  // Throws with the file's name and a reason of our own.
+  [[noreturn]] void refuse(const std::string& why) const;
+
  private:
+  std::string path_;
   sqlite3* handle_ = nullptr;
 };
 

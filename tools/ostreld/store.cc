@@ -9,6 +9,10 @@ namespace ostreld {
 namespace {
 
 constexpr std::int64_t kSchemaVersion = 1;
+
+// "ostr": what tells our files from those of other programs.
+constexpr std::int64_t kApplicationId = 0x6F737472;
+
 constexpr std::size_t kComponentBytes = 4;
 constexpr std::size_t kClassBytes = 2 * kComponentBytes;
 
@@ -62,25 +66,45 @@ class StoredAttribute : public veskAttribute {
 Store::Schema::Schema(Database& database, const std::string& path) {
   try {
     prepare(database);
-  } catch (const StoreError& error) {
-    const bool busy = sqlite3_errcode(database.handle()) == SQLITE_BUSY;
-    throw StoreError("cannot use the store " + path + ": " +
-                     (busy ? "another server is using it (database is locked)"
-                           : error.what()));
+  } catch (const StoreError&) {
+    if (sqlite3_errcode(database.handle()) != SQLITE_BUSY) throw;
+    throw StoreError("the store " + path +
+                     " is used by another server (database is locked)");
   }
+}
+
+// The version of the tables, 0 when there are none. A file of another program
+// is refused before anything is written to it.
+std::int64_t Store::Schema::version(Database& database) {
+  const std::int64_t version = database.number("PRAGMA user_version");
+  const std::int64_t application = database.number("PRAGMA application_id");
+  const bool empty = database.number("SELECT count(*) FROM sqlite_master") == 0;
+  // At first our files had no mark.
+  const bool unmarked =
+      application == 0 && version == 1 &&
+      database.number(
+          "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND"
+          " name IN ('object', 'attribute', 'counter', 'answer')") == 4;
+  const bool fresh = application == 0 && version == 0 && empty;
+  if (application != kApplicationId && !unmarked && !fresh)
+    database.refuse("it is a database of another program");
+  if (version > kSchemaVersion)
+    database.refuse("it was written by a later version of ostreld");
+  return version;
 }
 
 void Store::Schema::prepare(Database& database) {
   // A second server on the same file would not know of this one's
   // registrations, so the file is ours alone.
   database.execute("PRAGMA locking_mode = EXCLUSIVE");
+  version(database);
+  // In a file that has tables already this changes nothing.
+  database.execute("PRAGMA auto_vacuum = INCREMENTAL");
   database.execute("PRAGMA journal_mode = WAL");
   database.execute("PRAGMA synchronous = FULL");
+  database.execute("PRAGMA journal_size_limit = 16777216");
   Transaction transaction(database);
-  const std::int64_t version = database.number("PRAGMA user_version");
-  if (version > kSchemaVersion)
-    throw StoreError("it was written by a later version of ostreld");
-  if (version == 0) {
+  if (version(database) == 0) {
     database.execute(
         "CREATE TABLE object (oid BLOB PRIMARY KEY) WITHOUT ROWID;"
         "CREATE TABLE attribute (oid BLOB, aid BLOB, value BLOB NOT NULL,"
@@ -92,6 +116,9 @@ void Store::Schema::prepare(Database& database) {
         "CREATE INDEX answer_expires ON answer (expires);"
         "PRAGMA user_version = 1");
   }
+  const std::string mark =
+      "PRAGMA application_id = " + std::to_string(kApplicationId);
+  database.execute(mark.c_str());
   transaction.commit();
 }
 
@@ -116,7 +143,9 @@ Store::Store(const std::string& path)
                   " ON CONFLICT DO UPDATE SET last = last + 1 RETURNING last"),
       keepAnswer_(database_, "REPLACE INTO answer VALUES (?, ?, ?)"),
       forgetAnswers_(database_, "DELETE FROM answer WHERE expires < ?"),
-      answersQuery_(database_, "SELECT request, answer FROM answer") {}
+      answerQuery_(database_,
+                   "SELECT answer FROM answer WHERE request = ? AND"
+                   " expires >= ?") {}
 
 std::vector<veskOid> Store::classes() {
   std::vector<veskOid> result;
@@ -200,14 +229,18 @@ void Store::keepAnswer(std::string_view request, std::string_view answer,
   Rows(keepAnswer_, request, expires, answer).finish();
 }
 
+std::optional<std::string> Store::answer(std::string_view request,
+                                         std::int64_t now) {
+  Rows rows(answerQuery_, request, now);
+  if (!rows.next()) return std::nullopt;
+  return std::string(rows.bytes(0));
+}
+
 void Store::forgetAnswers(std::int64_t now) {
   Rows(forgetAnswers_, now).finish();
 }
 
-void Store::eachAnswer(const SeeAnswer& see) {
-  Rows rows(answersQuery_);
-  while (rows.next()) see(rows.bytes(0), rows.bytes(1));
-}
+void Store::shrink() { database_.execute("PRAGMA incremental_vacuum(8192)"); }
 
 // The next number of a class; it is never given out again.
 std::int64_t Store::takeNumber(const std::string& classKey) {

@@ -7,7 +7,7 @@
 #define OSTRELD_STORE_H
 
 #include <cstdint>
-#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,14 +38,16 @@ class Store : public ObjectManager {
              veskOid* created, veskList* errors) override;
   int remove(const Asker& asker, veskOid& oid) override;
 
-  // Answers that were given, so that a request that is sent again after a
-  // crash is not executed again. Times are in seconds.
-  using SeeAnswer =
-      std::function<void(std::string_view request, std::string_view answer)>;
+  // Answers that were given, so that a request that is sent again is not
+  // executed again. Times are in seconds.
   void keepAnswer(std::string_view request, std::string_view answer,
                   std::int64_t expires);
+  std::optional<std::string> answer(std::string_view request, std::int64_t now);
   void forgetAnswers(std::int64_t now);
-  void eachAnswer(const SeeAnswer& see);
+
+  // Gives some of the room in the file that is no longer used back to the
+  // system. Files of the first versions do not shrink.
+  void shrink();
 
   Database& database() { return database_; }
 
@@ -59,6 +61,7 @@ class Store : public ObjectManager {
   struct Schema {
     Schema(Database& database, const std::string& path);
     static void prepare(Database& database);
+    static std::int64_t version(Database& database);
   } schema_;
   Statement classesQuery_;
   Statement listQuery_;
@@ -71,7 +74,7 @@ class Store : public ObjectManager {
   Statement takeNumber_;
   Statement keepAnswer_;
   Statement forgetAnswers_;
-  Statement answersQuery_;
+  Statement answerQuery_;
 };
 
 }  // namespace ostreld

@@ -126,7 +126,7 @@ TEST_F(StoreFile, IsUsedByOneServerAtATime) {
     Store second(path);
     FAIL() << "opened twice";
   } catch (const StoreError& error) {
-    EXPECT_THAT(error.what(), HasSubstr("another server is using it"));
+    EXPECT_THAT(error.what(), HasSubstr("used by another server"));
   }
 }
 
@@ -199,12 +199,46 @@ TEST_F(StoreFile, RemembersAnswersUntilTheyExpire) {
     store.keepAnswer("later", "", 200);
   }
   Store store(path);
+  EXPECT_EQ(store.answer("question", 100), "answer");
+  EXPECT_EQ(store.answer("question", 101), std::nullopt);
   store.forgetAnswers(150);
-  std::vector<std::string> seen;
-  store.eachAnswer([&](std::string_view request, std::string_view answer) {
-    seen.push_back(std::string(request) + "=" + std::string(answer));
-  });
-  EXPECT_THAT(seen, ElementsAre("later="));
+  EXPECT_EQ(store.answer("question", 100), std::nullopt);
+  EXPECT_EQ(store.answer("later", 150), "");
+}
+
+TEST_F(StoreFile, GivesBackTheRoomOfForgottenAnswers) {
+  Store store(path);
+  store.keepAnswer("question", std::string(1 << 20, 'x'), 100);
+  store.forgetAnswers(150);
+  store.shrink();
+  EXPECT_LT(store.database().number("PRAGMA page_count"), 50);
+}
+
+TEST_F(StoreFile, RefusesADatabaseOfAnotherProgram) {
+  {
+    Database other(path);
+    other.execute("CREATE TABLE theirs (a)");
+  }
+  try {
+    Store store(path);
+    FAIL() << "opened";
+  } catch (const StoreError& error) {
+    EXPECT_THAT(error.what(), HasSubstr(path));
+    EXPECT_THAT(error.what(), HasSubstr("another program"));
+  }
+  Database other(path);
+  EXPECT_EQ(other.number("SELECT count(*) FROM sqlite_master"), 1);
+}
+
+TEST_F(StoreFile, AcceptsAFileThatWasMadeBeforeThereWereMarks) {
+  {
+    Store store(path);
+    createIn(&store, "old");
+    store.database().execute("PRAGMA application_id = 0");
+  }
+  Store store(path);
+  EXPECT_EQ(store.verify(*std::make_unique<veskOid>("59.200.0.1")), 0);
+  EXPECT_NE(store.database().number("PRAGMA application_id"), 0);
 }
 
 }  // namespace
