@@ -137,6 +137,19 @@ END
   same "$output" int:5
 }
 
+@test "a watch without standard streams idles" {
+  "$OSTRELD" serve --memory 3>&- 2>"$BATS_TEST_TMPDIR/log" &
+  running+=($!)
+  sleep 0.5
+  "$OSTREL" --principal none watch 59.200 <&- >&- 2>&- 3>&- &
+  local pid=$! fields
+  running+=($!)
+  sleep 2
+  read -ra fields <"/proc/$pid/stat"
+  [ $((fields[13] + fields[14])) -lt 20 ]
+  stopAll
+}
+
 @test "bash completes commands and options" {
   "$OSTREL" completion bash >"$BATS_TEST_TMPDIR/complete"
   source "$BATS_TEST_TMPDIR/complete"

@@ -1,7 +1,6 @@
 #include "command_line.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "completion.h"
 #include "version.h"
@@ -24,8 +23,9 @@ constexpr const char* kTop = R"(Examples:
 
 Help on one command:  ostrel COMMAND --help
 
-Exit codes: 0 done, 1 refused by the server, 2 usage, 3 no answer, 4 done in
-part, 5 cannot be decoded, 6 set-up or network, 130 interrupted.)";
+Exit codes: 0 done, 1 refused by the server, 2 usage, 3 no answer, 4 some or
+all attributes or some objects failed, 5 cannot be decoded, 6 set-up, network or
+output, 130 interrupted.)";
 
 constexpr const char* kValues = R"(Values are written TYPE:VALUE.
   int:5 uint:5 short:5 ushort:5 long:5 ulong:5    whole numbers, 0x for hex
@@ -281,10 +281,9 @@ void CommandLine::addOtherVerbs() {
       add("completion", "Print a completion script for a shell",
           examples("  eval \"$(ostrel completion bash)\"\n"
                    "  ostrel completion zsh > ~/.zfunc/_ostrel"),
-          [this](Output&) {
-            const std::string script =
-                shell_ == "bash" ? bashCompletion(app_) : zshCompletion(app_);
-            std::fputs(script.c_str(), stdout);
+          [this](Output& output) {
+            output.write(shell_ == "bash" ? bashCompletion(app_)
+                                          : zshCompletion(app_));
             return kDone;
           });
   completion->add_option("SHELL", shell_, "bash or zsh")

@@ -14,10 +14,10 @@ enum Exit : int {
   kRefused = 1,        // a server answered with an error
   kUsage = 2,          // the command line cannot be understood
   kNoAnswer = 3,       // nobody answered in time
-  kPartial = 4,        // some items or objects failed, the others did not
+  kPartial = 4,        // items failed, one or all, or some of several objects
   kDecode = 5,         // an answer, or the input, cannot be decoded
-  kSetup = 6,          // a name that cannot be resolved, no socket, no network
-  kInterrupted = 130,  // by a signal, before the answer came
+  kSetup = 6,          // no such name, no network, results cannot be written
+  kInterrupted = 130,  // by a signal, before the answer came or was read
 };
 
 // "noAnswer" and so on, as it stands in the JSON form.

@@ -1,7 +1,8 @@
 // ostrel: the command-line tool.
 
-#include <clocale>
-#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 
 #include "command_line.h"
@@ -28,6 +29,14 @@ bool wantsJson(const std::vector<std::string>& arguments) {
   return false;
 }
 
+// The next descriptor opened would take the place of a closed one. What stands
+// in for it fails to be read and written as well.
+void openStandardDescriptors() {
+  for (int i = STDIN_FILENO; i <= STDERR_FILENO; ++i)
+    if (fcntl(i, F_GETFD) < 0)
+      open("/dev/null", i == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
 Exit run(CommandLine& line, Output& output) {
   const auto fail = [&](const Failure& failure) {
     output.failure(failure, about(line));
@@ -37,9 +46,7 @@ Exit run(CommandLine& line, Output& output) {
     // Found here, so that nothing is sent on behalf of a mistake.
     const std::string& principal = line.settings().principal;
     if (!principal.empty() && principal != "none") parseOid(principal);
-    const Exit exit = line.run(output);
-    output.endProgress();
-    return exit;
+    return line.run(output);
   } catch (const Failure& failure) {
     if (failure.exit != kRefused || line.subject().empty())
       return fail(failure);
@@ -57,26 +64,27 @@ Exit run(CommandLine& line, Output& output) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  openStandardDescriptors();
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   CommandLine line;
   try {
     line.parse(arguments);
   } catch (const CLI::ParseError& error) {
     const std::string text = line.textFor(error);
-    if (error.get_exit_code() == 0) {
-      std::fputs(text.c_str(), stdout);
-      return kDone;
-    }
     Settings settings = line.settings();
     settings.json = wantsJson(arguments);
     Output output(settings);
+    if (error.get_exit_code() == 0) {
+      output.write(text);
+      return output.finish(kDone);
+    }
     const std::string command = line.command();
     output.failure(Failure(kUsage, text,
                            "ostrel " + (command.empty() ? "" : command + " ") +
                                "--help shows how."),
                    about(line));
-    return kUsage;
+    return output.finish(kUsage);
   }
   Output output(line.settings());
-  return run(line, output);
+  return output.finish(run(line, output));
 }

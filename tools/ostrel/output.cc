@@ -1,10 +1,16 @@
 #include "output.h"
 
+#include <limits.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "bytes.h"
+#include "signals.h"
 
 namespace cli {
 
@@ -13,16 +19,33 @@ Output::Output(const Settings& settings)
 
 void Output::result(const std::string& text, const Json& json) {
   endProgress();
-  const std::string written = settings_.json ? line(json) + "\n" : text;
-  std::fwrite(written.data(), 1, written.size(), stdout);
-  std::fflush(stdout);
+  write(settings_.json ? line(json) + "\n" : text);
+}
+
+// A pipe that can be written to takes PIPE_BUF bytes at least. What nobody
+// reads is waited for until a signal comes.
+void Output::write(std::string_view text) {
+  while (!text.empty() && !broken()) {
+    pollfd ends[] = {{STDOUT_FILENO, POLLOUT, 0}, {signalEnd(), POLLIN, 0}};
+    poll(ends, 2, -1);
+    if (ends[0].revents == 0) {
+      if (interrupted()) writeError_ = EINTR;
+      continue;
+    }
+    const ssize_t written =
+        ::write(STDOUT_FILENO, text.data(),
+                std::min<std::size_t>(text.size(), PIPE_BUF));
+    if (written >= 0)
+      text.remove_prefix(static_cast<std::size_t>(written));
+    else if (errno != EINTR && errno != EAGAIN)
+      writeError_ = errno;
+  }
 }
 
 void Output::failure(const Failure& failure, const Json& about) {
   if (!settings_.json) {
     error("ostrel: " + std::string(failure.what()) + "\n");
-    if (!failure.hint.empty() && !settings_.quiet)
-      error("        " + failure.hint + "\n");
+    hint(failure.hint);
     return;
   }
   Json json = about;
@@ -37,8 +60,20 @@ void Output::itemFailure(const std::string& text) {
   if (!settings_.json) error("ostrel: " + text + "\n");
 }
 
+void Output::hint(const std::string& text) {
+  if (!text.empty()) note("        " + text);
+}
+
 void Output::note(const std::string& text) {
   if (!settings_.quiet && !settings_.json) error(text + "\n");
+}
+
+void Output::announce(const std::string& text) {
+  note("ostrel: " + text);
+  if (!settings_.json) return;
+  Json json;
+  json["note"] = text;
+  error(line(json) + "\n");
 }
 
 void Output::trace(const std::string& text, const Json& json) {
@@ -60,7 +95,20 @@ void Output::endProgress() {
   inProgress_ = false;
 }
 
-bool Output::broken() const { return std::ferror(stdout) != 0; }
+Exit Output::finish(Exit exit) {
+  endProgress();
+  // A reader that went away has seen enough.
+  if (!broken() || writeError_ == EPIPE) return exit;
+  if (writeError_ == EINTR) {
+    error("ostrel: interrupted before all results were written\n");
+    return kInterrupted;
+  }
+  error("ostrel: the results cannot be written: " +
+        std::string(std::strerror(writeError_)) + "\n");
+  if (!settings_.quiet)
+    error("        What was asked for may have been carried out.\n");
+  return exit == kDone ? kSetup : exit;
+}
 
 void Output::error(const std::string& text) {
   endProgress();

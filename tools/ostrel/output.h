@@ -6,6 +6,7 @@
 #define OSTREL_TOOLS_OSTREL_OUTPUT_H
 
 #include <string>
+#include <string_view>
 
 #include "failure.h"
 #include "json.h"
@@ -21,6 +22,9 @@ class Output {
   // form. Reaches the reader at once.
   void result(const std::string& text, const Json& json);
 
+  // What has no JSON form: help and scripts.
+  void write(std::string_view text);
+
   // A failure, as "ostrel: MESSAGE" with the hint on the next line. `about`
   // holds what the command knows: "command", "server", "oid".
   void failure(const Failure& failure, const Json& about);
@@ -29,8 +33,15 @@ class Output {
   // its JSON form.
   void itemFailure(const std::string& text);
 
+  // What to do about a failure, for people. Nothing when the text is empty.
+  void hint(const std::string& text);
+
   // A line for people: neither result nor failure. Not with --quiet or --json.
   void note(const std::string& text);
+
+  // The same about what takes time or changes the request, which programs are
+  // told too, on standard error.
+  void announce(const std::string& text);
 
   // A line of --trace: an object with --json, else the text.
   void trace(const std::string& text, const Json& json);
@@ -39,8 +50,12 @@ class Output {
   void progress(const std::string& text);
   void endProgress();
 
-  // Whether nobody reads the results any more.
-  bool broken() const;
+  // Whether results cannot be written any more.
+  bool broken() const { return writeError_ != 0; }
+
+  // The last that is said: reports results that could not be written. Returns
+  // the exit code of the program, `exit` when there are none.
+  Exit finish(Exit exit);
 
   const Settings& settings() const { return settings_; }
 
@@ -50,6 +65,7 @@ class Output {
   const Settings& settings_;
   bool terminal_;
   bool inProgress_ = false;
+  int writeError_ = 0;  // the errno of the write that failed
 };
 
 }  // namespace cli
