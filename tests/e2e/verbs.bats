@@ -6,6 +6,26 @@ load helper
 setup() { serve server --memory; }
 teardown() { stopAll; }
 
+# answer TAG BODY [TAG BODY]: a server in place of the other that answers each
+# request with a PDU of that tag, in hexadecimal, and the last again and again.
+answer() {
+  stopAll
+  : >"$BATS_TEST_TMPDIR/answer.log"
+  startUntil ready "$BATS_TEST_TMPDIR/answer.log" perl -MSocket -e '
+    $SIG{TERM} = sub { exit 0 };
+    $| = 1;
+    socket(S, PF_INET, SOCK_DGRAM, 0);
+    bind(S, pack_sockaddr_in(5135, inet_aton("127.0.0.1"))) or die;
+    print "ready\n";
+    while ($from = recv(S, $request, 65536, 0)) {
+      my ($tag, $body) = @ARGV;
+      splice @ARGV, 0, 2 if @ARGV > 2;
+      my $id = substr($request, 19, 2 + ord(substr($request, 20, 1)));
+      my $pdu = pack("H*", $tag . "0300") . $id . pack("H*", "0a00" . $body);
+      send(S, pack("nnnnNN", 1, 7, 1, 0, length $pdu, 0) . $pdu, 0, $from);
+    }' "$@"
+}
+
 @test "create prints the new object's identifier" {
   run --separate-stderr ostrel create 59.200 59.200.1=lamp 59.200.2=int:5
   [ "$status" = 0 ]
@@ -14,6 +34,63 @@ teardown() { stopAll; }
   [ "$status" = 0 ]
   same "$(json '[.command, .server, .oid, .status.code, .errors]')" \
     '["create","127.0.0.1","59.200.0.2",0,[]]'
+}
+
+@test "create and clone fail when the answer has no identifier" {
+  local verb
+  for verb in create clone; do
+    # A create response: no errors, and an invalid identifier.
+    answer 25 8043000a00
+    run --separate-stderr ostrel "$verb" 59.200.0.1
+    [ "$status" = 1 ]
+    same "$output" ''
+    [[ $stderr == "ostrel: $verb 59.200.0.1: no object was made"* ]]
+    run ostrel --json "$verb" 59.200.0.1
+    [ "$status" = 1 ]
+    same "$(json '[.failure, .status]')" '["refused",null]'
+  done
+  run --separate-stderr ostrel watch 59.200 --seconds 1
+  [ "$status" = 1 ]
+  [[ $stderr == 'ostrel: watch 59.200: no object was made'* ]]
+}
+
+@test "results that cannot be written are a failure" {
+  local words code
+  ostrel create 59.200
+  while read -ra words; do
+    code=0
+    ostrel "${words[@]}" >/dev/full 2>"$BATS_TEST_TMPDIR/err" || code=$?
+    [ "$code" = 6 ] || { echo "${words[*]}: $code" >&2; return 1; }
+    grep -q 'results cannot be written: No space left' "$BATS_TEST_TMPDIR/err"
+    code=0
+    ostrel "${words[@]}" >&- 2>"$BATS_TEST_TMPDIR/err" || code=$?
+    [ "$code" = 6 ]
+    grep -q 'results cannot be written: Bad file' "$BATS_TEST_TMPDIR/err"
+  done <<'END'
+create 59.200
+get 59.1.0.1
+--json get 59.1.0.1
+decode 030105
+--help
+completion bash
+END
+}
+
+@test "a signal ends the wait for a reader" {
+  local code=0
+  ostrel create 59.200 "59.200.1=$(head -c 100000 /dev/zero | tr '\0' x)"
+  mkfifo "$BATS_TEST_TMPDIR/pipe"
+  sleep 20 <"$BATS_TEST_TMPDIR/pipe" 3>&- &
+  running+=($!)
+  "$OSTREL" --principal none get 59.200.0.1 >"$BATS_TEST_TMPDIR/pipe" \
+    2>"$BATS_TEST_TMPDIR/err" 3>&- &
+  local pid=$!
+  sleep 0.5
+  kill -TERM "$pid"
+  wait "$pid" || code=$?
+  kill "${running[1]}"
+  running=("${running[0]}")
+  [ "$code" = 130 ]
 }
 
 @test "get prints all attributes, or those that are named in their order" {
@@ -59,7 +136,10 @@ teardown() { stopAll; }
   run --separate-stderr ostrel get 59.200.0.1 59.200.1 59.200.7
   [ "$status" = 4 ]
   same "$output" $'59.200.1 = string:lamp\n59.200.7'
-  same "$stderr" 'ostrel: 59.200.7: 1(No Such Name)'
+  same "${stderr%%$'\n'*}" 'ostrel: 59.200.0.1: 59.200.7: 1(No Such Name)'
+  [[ $stderr == *$'\n        There is no such object'* ]]
+  run --separate-stderr ostrel get 59.200.0.1 59.200.7 59.200.8
+  same "$(grep -c 'There is no such object' <<<"$stderr")" 1
   run ostrel --json get 59.200.0.1 59.200.7
   [ "$status" = 4 ]
   same "$(json '[.status.code, .attributes, .errors]')" \
@@ -181,6 +261,27 @@ teardown() { stopAll; }
   run ostrel --json walk 59.200
   same "$(json '[.command, .oid, (.attributes | length)]')" \
     $'["walk","59.200.0.1",2]\n["walk","59.200.0.2",1]'
+}
+
+@test "walk blames the server for what is no object" {
+  # A search response with the integer 5, then an invalid identifier.
+  answer 29 804300804301020301050a00
+  run --separate-stderr ostrel walk 59.200
+  [ "$status" = 5 ]
+  same "$output" ''
+  [[ $stderr == *'int:5: the server found what is no object'* ]]
+  run ostrel --json walk 59.200
+  [ "$status" = 5 ]
+  same "$(json .failure)" $'"decode"\n"decode"'
+}
+
+@test "walk --json has the errors of its search" {
+  # A search response: the error 3 about the condition, and no objects.
+  answer 29 804301011a4300030103804300
+  run ostrel --json walk 59.200 59.200.1=5
+  [ "$status" = 4 ]
+  same "$(json '[.oid, .attributes, .errors]')" \
+    '["59.200.0.0",[],[{"index":0,"code":3,"text":"Oid Format"}]]'
 }
 
 @test "an action that nobody serves is refused" {

@@ -107,9 +107,14 @@ Exit runFind(Session& session, const std::string& classOid,
   json["errors"] = errorsJson(response->errors);
   output.result(text, json);
   // Each error is about one of the servers that the directory asked.
-  const Exit exit = reportErrors(output, *response, nullptr, "object server");
-  if (exit == kDone && response->list->count == 0)
+  const Exit exit = reportErrors(output, "object server", *response, nullptr);
+  if (response->list->count != 0) return exit;
+  if (exit == kDone)
     output.note("ostrel: nothing found");
+  else
+    output.hint(
+        "Do the object servers run (ostreld serve) that the directory "
+        "server was given?");
   return exit;
 }
 

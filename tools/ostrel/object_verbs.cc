@@ -37,7 +37,7 @@ Exit get(Session& session, const char* command, veskOid oid, veskList& wanted,
   const std::string head = headed ? oidText(oid) + "\n" : "";
   output.result(
       head + attributeLines(output, *response->list, headed ? "  " : ""), json);
-  return reportErrors(output, *response, &wanted);
+  return reportErrors(output, oidText(oid), *response, &wanted);
 }
 
 // Create and clone differ in their PDUs alone.
@@ -51,11 +51,13 @@ Exit make(Session& session, const char* command, const std::string& from,
   const auto response = session.ask<Response>(request);
   if (response == nullptr) return kDone;
   const bool made = response->errors->count == 0;
+  if (made) checkMade(*response);
   Json json = resultJson(session, command, *response);
   json["oid"] = made ? oidJson(response->oid) : Json(nullptr);
   json["errors"] = errorsJson(response->errors);
   output.result(made ? oidText(response->oid) + "\n" : "", json);
-  const Exit exit = reportErrors(output, *response, attributes.get());
+  const Exit exit =
+      reportErrors(output, oidText(oid), *response, attributes.get());
   // With errors there is no new object.
   return made ? exit : kRefused;
 }
@@ -66,9 +68,10 @@ Exit forEachObject(Session& session, const char* command, const char* done,
                    const Words& oids) {
   Output& output = session.output();
   // Before anything is sent, every word has to be an identifier.
-  for (const std::string& word : oids) parseOid(word);
-  return forEachOf(output, command, oids, [&](const std::string& word) {
-    veskOid oid = parseOid(word);
+  std::vector<veskOid> parsed;
+  for (const std::string& word : oids) parsed.push_back(parseOid(word));
+  return forEachOf(output, command, oids, [&](std::size_t i) {
+    veskOid& oid = parsed[i];
     Request request(oid);
     const auto response = session.ask<Response>(request);
     if (response == nullptr) return;
@@ -118,7 +121,7 @@ Exit runSet(Session& session, const std::string& word,
   const bool all = response->status.value == 0 && response->errors->count == 0;
   output.result(all && !output.settings().quiet ? oidText(oid) + ": set\n" : "",
                 json);
-  return reportErrors(output, *response, list.get());
+  return reportErrors(output, oidText(oid), *response, list.get());
 }
 
 Exit runCreate(Session& session, const std::string& classOid,
@@ -164,7 +167,8 @@ Exit runSearch(Session& session, const std::string& classOid,
   json["found"] = std::move(found);
   json["errors"] = errorsJson(response->errors);
   output.result(text, json);
-  const Exit exit = reportErrors(output, *response, conditions.get());
+  const Exit exit =
+      reportErrors(output, oidText(oid), *response, conditions.get());
   if (exit == kDone && response->list->count == 0)
     output.note("ostrel: nothing found");
   return exit;
@@ -177,18 +181,29 @@ Exit runWalk(Session& session, const std::string& classOid,
   const Owned<veskList> conditions = conditionsFrom(words);
   const auto response = search(session, oid, *conditions);
   if (response == nullptr) return kDone;
-  const Exit searched = reportErrors(output, *response, conditions.get());
-  Words oids;
+  const Exit searched =
+      reportErrors(output, oidText(oid), *response, conditions.get());
+  if (searched != kDone) {
+    Json json = resultJson(session, "walk", *response);
+    json["oid"] = oidJson(oid);
+    json["attributes"] = Json::array();
+    json["errors"] = errorsJson(response->errors);
+    output.result("", json);
+  }
+  Words found;
   for (unsigned i = 0; i < response->list->count; ++i)
-    oids.push_back(foundText(response->list->at(i)));
-  if (searched == kDone && oids.empty()) output.note("ostrel: nothing found");
+    found.push_back(foundText(response->list->at(i)));
+  if (searched == kDone && found.empty()) output.note("ostrel: nothing found");
   Exit partly = searched;
-  const Exit walked =
-      forEachOf(output, "walk", oids, [&](const std::string& word) {
-        veskList everything;
-        if (get(session, "walk", parseOid(word), everything, true) != kDone)
-          partly = kPartial;
-      });
+  const Exit walked = forEachOf(output, "walk", found, [&](std::size_t i) {
+    auto* object = response->list->at<veskOid>(static_cast<unsigned>(i));
+    if (object == nullptr || object->valid == 0)
+      throw Failure(kDecode, "the server found what is no object",
+                    "--trace shows what was received.");
+    veskList everything;
+    if (get(session, "walk", *object, everything, true) != kDone)
+      partly = kPartial;
+  });
   return walked != kDone ? walked : partly;
 }
 
@@ -211,7 +226,7 @@ Exit runAction(Session& session, const std::string& word,
   output.result(
       all && !output.settings().quiet ? aidText(request.aid) + ": done\n" : "",
       json);
-  return reportErrors(output, *response, list.get());
+  return reportErrors(output, aidText(request.aid), *response, list.get());
 }
 
 }  // namespace cli

@@ -22,6 +22,7 @@ constexpr int kNoError = 0;
 constexpr int kItemErrors = -1;
 constexpr int kNetworkError = 10;
 constexpr int kCodingError = 11;
+constexpr int kInternalError = 255;
 
 constexpr const char* kPrincipalClass = "59.110.0.0";
 constexpr const char* kUserIdAttribute = "59.110.2";
@@ -135,9 +136,9 @@ veskOid Session::principal(const sockaddr_in& to) {
     if (failure.exit == kInterrupted ||
         (failure.exit == kNoAnswer && sameServer))
       throw;
-    output_.note("ostrel: the request goes out without a principal: " +
-                 std::string(failure.what()) +
-                 "\n        --principal none does not look for one.");
+    output_.announce("the request goes out without a principal: " +
+                     std::string(failure.what()) +
+                     "\n        --principal none does not look for one.");
   }
   lookingUp_ = false;
   return *principal_;
@@ -274,9 +275,9 @@ bool Session::run(const Course& course, const Take& take) {
       // People also see it where there is no terminal: the wait is not for
       // what they asked.
       if (lookingUp_ && !announced) {
-        output_.note("ostrel: looking up this user's principal at " +
-                     endpointText(course.to) +
-                     " (--principal none does without)");
+        output_.announce("looking up this user's principal at " +
+                         endpointText(course.to) +
+                         " (--principal none does without)");
         announced = true;
       }
     }
@@ -357,8 +358,22 @@ std::string hintFor(int code) {
       return "An attribute that the class requires is missing.";
     case 8:
       return "No program at that server serves this class or action.";
-    default:
+    case 9:
+      return "The server cannot use its store: its log may tell why.";
+    case kNetworkError:
+      return "The server could not reach another one: its log may tell why.";
+    case kCodingError:
+      return "The server could not read or write a message: --trace shows what "
+             "was sent.";
+    case 12:
+      return "The server cannot use an address that it was given.";
+    case kInternalError:
+      return "The server failed: its log may tell why.";
+    case kNoError:
+    case kItemErrors:
       return "";
+    default:
+      return "The code is the server's own: its documentation may tell more.";
   }
 }
 

@@ -19,26 +19,33 @@ Owned<veskList> conditionsFrom(const Words& words);
 // The beginning of a command's JSON form: "command", "server", "status".
 Json resultJson(Session& session, const char* command, veskPDU& response);
 
-// Prints the errors that came with an answer, each with the attribute of
-// `items` that it is about, or with `what` and its number where there is none.
-// Returns kPartial when there are any or the status says so, else kDone.
-Exit reportErrors(Output& output, veskRespPDU& response, veskList* items,
-                  const char* what = "item");
+// Prints the errors that came with an answer about `subject`, each with the
+// attribute of `items` that it is about, or with its number where there is
+// none, and what to do about them. Without `items` it is the subjects that are
+// numbered, and the caller says what to do. Returns kPartial when there are any
+// or the status says so, else kDone.
+Exit reportErrors(Output& output, const std::string& subject,
+                  veskRespPDU& response, veskList* items);
+
+// Throws Failure when an answer without errors says that no object was made.
+void checkMade(veskCreateRespPDU& response);
 
 // What one line of a search says: the identifier of an object, or whatever a
 // server put there instead.
 std::string foundText(veskType* value);
 
-// Runs `work` for each word; a refusal of one does not keep it from the next.
-// Returns kDone, the exit of the failures when all failed, else kPartial.
+// Runs `work` for the position of each word; a refusal of one does not keep it
+// from the next. Returns kDone, the exit of the failures when all failed, else
+// kPartial.
 template <class Work>
 Exit forEachOf(Output& output, const char* command, const Words& words,
                Work work) {
   std::size_t failures = 0;
   Exit exit = kDone;
-  for (const std::string& word : words) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string& word = words[i];
     try {
-      work(word);
+      work(i);
     } catch (const Failure& failure) {
       // A server that does not answer will not do so for the next one.
       if (failure.exit != kRefused && failure.exit != kDecode) throw;

@@ -99,6 +99,8 @@ class Watch {
   void report(const char* what, const std::string& text, Json details);
   void reportFailure(const std::string& what, const Failure& failure,
                      const std::string& hint, const Json& details);
+  Exit reportItems(const std::string& subject, veskRespPDU& response,
+                   veskList& items, Json details);
 
   Session& session_;
   const WatchOptions& options_;
@@ -147,6 +149,17 @@ void Watch::reportFailure(const std::string& what, const Failure& failure,
       about);
 }
 
+Exit Watch::reportItems(const std::string& subject, veskRespPDU& response,
+                        veskList& items, Json details) {
+  const Exit exit = reportErrors(session_.output(), subject, response, &items);
+  if (exit == kDone) return exit;
+  details["oid"] = oidJson(oid_);
+  details["status"] = codeJson(response.status.value);
+  details["errors"] = errorsJson(response.errors);
+  report("failed", "", std::move(details));
+  return exit;
+}
+
 bool Watch::registerFor(veskAid& event, veskOid* oid) {
   const Owned<veskList> list(new veskList);
   veskAddress server(session_.server()), host(deliverTo_);
@@ -161,12 +174,13 @@ bool Watch::registerFor(veskAid& event, veskOid* oid) {
   const auto response = session_.ask<veskCreateRespPDU>(request);
   if (response == nullptr) return false;
   if (response->errors->count != 0) {
-    reportErrors(session_.output(), *response, list.get());
+    reportItems(oidText(oid_), *response, *list, {{"event", aidJson(event)}});
     throw Failure(
         kRefused,
-        "no registration was made: " + codeText(response->status.value), "",
-        response->status.value);
+        "no registration was made: " + codeText(response->status.value),
+        "--trace shows what was asked for.", response->status.value);
   }
+  checkMade(*response);
   *oid = response->oid;
   Json json;
   json["registration"] = oidJson(*oid);
@@ -219,7 +233,8 @@ void Watch::renew(Registration& registration, veskEventPDU& notice) {
   json["registration"] = oidJson(registration.oid);
   try {
     const auto response = session_.ask<veskSetRespPDU>(request);
-    if (reportErrors(session_.output(), *response, list.get()) == kDone) {
+    if (reportItems("the registration " + oidText(registration.oid), *response,
+                    *list, json) == kDone) {
       json["until"] = timeText(until.value);
       report("renewed", "", std::move(json));
     }
