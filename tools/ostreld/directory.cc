@@ -3,6 +3,7 @@
 #include <ostrel/message.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "codes.h"
@@ -35,7 +36,12 @@ bool named(veskList& servers, const sockaddr_in& server) {
 // Only an answer of the right kind, from the server that was asked, counts.
 int codeOf(veskSearchRespPDU* answer, const sockaddr_in& asked,
            const sockaddr_in& from) {
-  if (!sameAddress(asked, from)) return kNetworkError;
+  if (!sameAddress(asked, from)) {
+    log(Level::kWarning, "an answer came from " + text(from) +
+                             ", which was not asked, instead of " +
+                             text(asked));
+    return kNetworkError;
+  }
   return answer == nullptr ? kCodingError : answer->status.value;
 }
 
@@ -82,12 +88,24 @@ void Directory::handle(const sockaddr_in& from, std::string_view request,
     answer(from, key, *pdu, *response);
     return;
   }
-  if (underWay_.size() >= kMostQueries) {
+  if (!mayBegin(from)) {
     log(Level::kWarning, "too many searches at a time: dropped one");
     return;
   }
   value.release();
   begin(from, key, Owned<veskDSsearchPDU>(search));
+}
+
+bool Directory::mayBegin(const sockaddr_in& from) const {
+  // A key begins with the sender's address.
+  const std::string address =
+      AnswerCache::keyOf(from, "").substr(0, sizeof from.sin_addr);
+  const auto ofOne = std::count_if(
+      underWay_.begin(), underWay_.end(), [&](const std::string& key) {
+        return key.compare(0, address.size(), address) == 0;
+      });
+  return underWay_.size() < kMostQueries &&
+         static_cast<std::size_t>(ofOne) < kMostOfOne;
 }
 
 void Directory::answer(const sockaddr_in& from, const std::string& key,
@@ -188,7 +206,7 @@ void Directory::end(std::uint32_t requestId, int code,
 // own order, and beside each object the address of the server that has it. A
 // server that failed is an error with the server's position; the search itself
 // fails only when all of them did, since what comes with a failure is lost to
-// clients.
+// clients. What a server said of it tells more than the silence of others.
 void Directory::finish(Query& query) {
   auto response = make<veskDSsearchRespPDU>();
   bool found = query.parts.empty();
@@ -204,7 +222,13 @@ void Directory::finish(Query& query) {
       response->list2->append(new veskAddress(part.server.sin_addr));
     });
   }
-  if (!found) response->status.value = query.parts.front().code;
+  if (!found) {
+    const auto said = std::find_if(
+        query.parts.begin(), query.parts.end(),
+        [](const Part& part) { return part.code != kNetworkError; });
+    response->status.value =
+        said == query.parts.end() ? kNetworkError : said->code;
+  }
   underWay_.erase(query.key);
   answer(query.from, query.key, *query.request, *response);
 }

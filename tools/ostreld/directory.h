@@ -26,8 +26,10 @@ namespace ostreld {
 
 class Directory {
  public:
-  // Searches that are under way at a time; more are dropped as if lost.
+  // Searches that are under way at a time, in all and of one address; more are
+  // dropped as if lost.
   static constexpr std::size_t kMostQueries = 64;
+  static constexpr std::size_t kMostOfOne = 32;
 
   using Send = std::function<void(const sockaddr_in& to, std::string& answer)>;
 
@@ -86,6 +88,7 @@ class Directory {
   void ask(const std::shared_ptr<Query>& query, std::size_t part);
   void end(std::uint32_t requestId, int code, Owned<veskSearchRespPDU> answer);
   void finish(Query& query);
+  bool mayBegin(const sockaddr_in& from) const;
 
   veskTransactionHandler* handler_;
   std::size_t longestAnswer_;

@@ -54,9 +54,10 @@ class DirectoryServer {
         directory_(&handler_, options.longestAnswer,
                    [this](const sockaddr_in& to, std::string& answer) {
                      rate_.charge(to.sin_addr, answer.size());
-                     socket_.sendTo(to, answer);
+                     outbox_.send(to, answer);
                    }),
-        rate_(options.requestsPerSecond) {
+        rate_(options.requestsPerSecond),
+        outbox_(&socket_) {
     if (handler_.open() < 0)
       throw std::runtime_error("no socket for asking object servers");
     handler_.initialTimeout = options.timeout;
@@ -75,16 +76,19 @@ class DirectoryServer {
                         {handler_.messageHandler->socket, POLLIN, 0},
                         {signals_.descriptor(), POLLIN, 0},
                         {group_ ? group_->socket : -1, POLLIN, 0}};
-      const long wait = next * kMillisecondsPerSecond;
+      const auto wait = static_cast<int>(next * kMillisecondsPerSecond);
       poll(ready, std::size(ready),
-           std::max(kShortestWait, static_cast<int>(wait)));
-      if (ready[2].revents != 0 && ended()) return 0;
+           outbox_.empty() ? std::max(kShortestWait, wait) : 0);
+      if (ended()) return 0;
       for (int i = 0; i < kBatch && directory_.receive(); ++i) {
       }
-      takeRequests(socket_);
-      if (group_) takeRequests(*group_);
+      if (!takeRequests(socket_)) return 0;
+      if (group_ && !takeRequests(*group_)) return 0;
+      outbox_.sendNext();
     }
   }
+
+  sockaddr_in address() const { return socket_.address(); }
 
  private:
   std::vector<sockaddr_in> readAll() {
@@ -103,6 +107,8 @@ class DirectoryServer {
 
   // A file that cannot be read leaves the servers as they were.
   void reload() {
+    // Whoever sent the signal wants to see what came of it, every time.
+    logRepeats();
     try {
       directory_.setServers(readAll());
     } catch (const std::runtime_error& error) {
@@ -133,8 +139,9 @@ class DirectoryServer {
     if (!everywhere) {
       // A socket on one address gets nothing that is sent to a group.
       try {
-        group_ = std::make_unique<UdpSocket>(
-            UdpSocket::Group{group}, options_.port, options_.longestRequest);
+        group_ = std::make_unique<UdpSocket>(UdpSocket::Group{group},
+                                             ntohs(socket_.address().sin_port),
+                                             options_.longestRequest);
       } catch (const std::runtime_error& error) {
         log(Level::kWarning, error.what());
         return;
@@ -153,12 +160,13 @@ class DirectoryServer {
     }
   }
 
-  void takeRequests(UdpSocket& socket) {
+  // Returns whether the server goes on.
+  bool takeRequests(UdpSocket& socket) {
     for (int i = 0; i < kBatch; ++i) {
       sockaddr_in from = {};
       std::string request;
       const auto taken = socket.take(&from, &request);
-      if (taken == UdpSocket::Taken::kNothing) return;
+      if (taken == UdpSocket::Taken::kNothing) break;
       if (taken == UdpSocket::Taken::kPart) continue;
       const auto now = std::chrono::steady_clock::now();
       if (rate_.allows(from.sin_addr, now)) {
@@ -166,7 +174,9 @@ class DirectoryServer {
       } else {
         log(Level::kDebug, "too many requests of " + text(from));
       }
+      if (ended()) return false;
     }
+    return true;
   }
 
   Signals signals_;
@@ -176,16 +186,14 @@ class DirectoryServer {
   veskTransactionHandler handler_;
   Directory directory_;
   RateLimit rate_;
+  Outbox outbox_;
 };
 
 }  // namespace
 
 int serveDirectory(const DirectoryOptions& options) {
   DirectoryServer server(options);
-  sockaddr_in address = {};
-  address.sin_addr = options.listen;
-  address.sin_port = htons(options.port);
-  log(Level::kInfo, "directory server on " + text(address));
+  log(Level::kInfo, "directory server on " + text(server.address()));
   return server.run();
 }
 

@@ -24,7 +24,8 @@ struct DirectoryOptions {
                                     // the server listens
   long timeout = 1;                 // seconds until a server is asked again
   int retries = 1;                  // how often it is
-  std::size_t longestRequest = 64 << 10;
+  // So short that a search leaves at once for all object servers.
+  std::size_t longestRequest = 24 << 10;
   std::size_t longestAnswer = 256 << 10;
   unsigned requestsPerSecond = 1000;  // for each sender; 0: no limit
 };

@@ -184,6 +184,38 @@ TEST_F(DirectoryTest, FailsOnlyWhenEveryServerFails) {
   EXPECT_EQ(answer()->status.value, kOidFormat);
 }
 
+TEST_F(DirectoryTest, AServersOwnCodeTellsMoreThanSilence) {
+  handle(searchBytes(1));
+  second.answer({}, kItemErrors);
+  receiveAll();
+  directory.tick();
+  const auto found = answer();
+  EXPECT_EQ(found->status.value, kItemErrors);
+  EXPECT_THAT(errorsIn(*found->errors),
+              ElementsAre(Pair(0, kNetworkError), Pair(1, kItemErrors)));
+}
+
+TEST_F(DirectoryTest, AnAnswerFromAnotherAddressIsNamed) {
+  handle(searchBytes(1));
+  auto request = first.take();
+  ASSERT_NE(request, nullptr);
+  sockaddr_in asker = {};
+  socklen_t length = sizeof asker;
+  getsockname(handler.messageHandler->socket,
+              reinterpret_cast<sockaddr*>(&asker), &length);
+  inet_pton(AF_INET, "127.0.0.1", &asker.sin_addr);
+  veskSearchRespPDU response(0);
+  response.requestId = request->requestId;
+  veskMessageHandler stranger;
+  stranger.open(0);
+  stranger.send(&asker, &response);
+  response.clear();
+  testing::internal::CaptureStderr();
+  receiveAll();
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr("which was not asked"));
+}
+
 TEST_F(DirectoryTest, AnAnswerOfAnotherKindCountsAsFailure) {
   handle(searchBytes(1));
   veskVerifyRespPDU wrong(0);
@@ -268,11 +300,19 @@ TEST_F(DirectoryTest, AnAnswerThatIsTooLongBecomesAnError) {
 }
 
 TEST_F(DirectoryTest, SearchesAtATimeAreBounded) {
-  for (unsigned i = 0; i <= Directory::kMostQueries; ++i)
-    handle(searchBytes(i));
-  unsigned asked = 0;
-  while (first.take() != nullptr) asked++;
-  EXPECT_EQ(asked, Directory::kMostQueries);
+  const auto now = std::chrono::steady_clock::now();
+  const auto asked = [&](const sockaddr_in& from) {
+    for (unsigned i = 0; i <= Directory::kMostQueries; ++i)
+      directory.handle(from, searchBytes(i), now);
+    unsigned count = 0;
+    while (first.take() != nullptr) count++;
+    while (second.take() != nullptr) {
+    }
+    return count;
+  };
+  EXPECT_EQ(asked(local()), Directory::kMostOfOne);
+  EXPECT_EQ(asked(remote()), Directory::kMostQueries - Directory::kMostOfOne);
+  EXPECT_EQ(asked(addressOf("192.0.2.9", 1)), 0U);
 }
 
 TEST_F(DirectoryTest, WithoutServersNothingIsFound) {

@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 
@@ -24,8 +25,11 @@ namespace {
 // Requests that are answered before signals and timers have their turn.
 constexpr int kBatch = 64;
 constexpr double kRetrySeconds = 10;
-constexpr double kLongestWait = 3600;
 constexpr double kMillisecondsPerSecond = 1000;
+
+// How often old answers are forgotten. It is the longest wait, too, so that a
+// jump of the calendar's time is noticed.
+constexpr std::chrono::seconds kTidy{10};
 
 class ObjectServer {
  public:
@@ -38,21 +42,25 @@ class ObjectServer {
         host_(options.listen),
         dispatcher_(&store_, &registrations_, options.policy),
         service_(&store_, &registrations_, &dispatcher_, options.longestAnswer),
-        rate_(options.requestsPerSecond) {
+        rate_(options.requestsPerSecond),
+        outbox_(&socket_) {
     dispatcher_.add(&host_);
     dispatcher_.add(&principals_);
   }
 
   int run() {
     for (;;) {
-      const int wait = runTimers();
+      int wait = runTimers();
+      if (!outbox_.empty()) wait = 0;
       pollfd ready[] = {{socket_.socket, POLLIN, 0},
                         {signals_.descriptor(), POLLIN, 0}};
       poll(ready, 2, wait);
-      if (ready[1].revents != 0 && ended()) return 0;
-      if (ready[0].revents != 0) answerRequests();
+      if (ended() || !answerRequests()) return 0;
+      outbox_.sendNext();
     }
   }
+
+  sockaddr_in address() const { return socket_.address(); }
 
  private:
   // Returns the milliseconds until the next timer.
@@ -60,11 +68,17 @@ class ObjectServer {
     double wait = kRetrySeconds;
     try {
       wait = registrations_.tick();
+      const auto now = std::chrono::steady_clock::now();
+      if (now >= nextTidy_) {
+        nextTidy_ = now + kTidy;
+        service_.tick(now);
+      }
     } catch (const StoreError& error) {
       log(Level::kError, error.what());
     }
     sendEvents();
-    wait = std::min(wait, kLongestWait) / clockRate_ * kMillisecondsPerSecond;
+    const double tidy = std::chrono::duration<double>(kTidy).count();
+    wait = std::min(wait / clockRate_, tidy) * kMillisecondsPerSecond;
     return std::max(0, static_cast<int>(std::ceil(wait)));
   }
 
@@ -77,12 +91,13 @@ class ObjectServer {
     return false;
   }
 
-  void answerRequests() {
+  // Returns whether the server goes on.
+  bool answerRequests() {
     for (int i = 0; i < kBatch; ++i) {
       sockaddr_in from = {};
       std::string request;
       const auto taken = socket_.take(&from, &request);
-      if (taken == UdpSocket::Taken::kNothing) return;
+      if (taken == UdpSocket::Taken::kNothing) break;
       if (taken == UdpSocket::Taken::kPart) continue;
       const auto now = std::chrono::steady_clock::now();
       if (!rate_.allows(from.sin_addr, now)) {
@@ -91,9 +106,11 @@ class ObjectServer {
       }
       std::string answer = service_.handle(from, request, now);
       rate_.charge(from.sin_addr, answer.size());
-      if (!answer.empty()) socket_.sendTo(from, answer);
+      if (!answer.empty()) outbox_.send(from, answer);
       sendEvents();
+      if (ended()) return false;
     }
+    return true;
   }
 
   void sendEvents() {
@@ -112,17 +129,16 @@ class ObjectServer {
   Dispatcher dispatcher_;
   Service service_;
   RateLimit rate_;
+  Outbox outbox_;
+  std::chrono::steady_clock::time_point nextTidy_{};
 };
 
 }  // namespace
 
 int serve(const ServeOptions& options) {
   ObjectServer server(options);
-  sockaddr_in address = {};
-  address.sin_addr = options.listen;
-  address.sin_port = htons(options.port);
   log(Level::kInfo,
-      "object server on " + text(address) + ", objects in " +
+      "object server on " + text(server.address()) + ", objects in " +
           (options.store == ":memory:" ? "memory" : options.store));
   return server.run();
 }

@@ -4,11 +4,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "log.h"
 #include "values.h"
@@ -88,6 +90,13 @@ void UdpSocket::openOn(in_addr address, std::uint16_t port, bool shared) {
   socket = descriptor;
 }
 
+sockaddr_in UdpSocket::address() const {
+  sockaddr_in local = {};
+  socklen_t length = sizeof local;
+  getsockname(socket, reinterpret_cast<sockaddr*>(&local), &length);
+  return local;
+}
+
 bool UdpSocket::join(in_addr group, in_addr interface) {
   ip_mreq request = {};
   request.imr_multiaddr = group;
@@ -105,7 +114,8 @@ UdpSocket::Taken UdpSocket::take(sockaddr_in* from, std::string* message) {
   std::memcpy(&total, header + kTotalOffset, sizeof total);
   if (ntohl(total) > longestMessage_) {
     ::recv(socket, header, sizeof header, MSG_DONTWAIT);
-    log(Level::kDebug, "dropped a part of a message that is too long");
+    log(Level::kWarning, "dropped a request of more than " +
+                             std::to_string(longestMessage_) + " bytes");
     return Taken::kPart;
   }
   void* data = nullptr;
@@ -123,6 +133,38 @@ bool UdpSocket::sendTo(const sockaddr_in& to, std::string& message) {
   log(Level::kDebug,
       "cannot send to " + text(to) + ": " + std::strerror(errno));
   return false;
+}
+
+void Outbox::send(const sockaddr_in& to, std::string& answer) {
+  if (answer.size() <= UdpSocket::kQuickMessage) {
+    socket_->sendTo(to, answer);
+    return;
+  }
+  std::size_t ofOne = 0;
+  for (const Answer& each : waiting_) {
+    if (each.to.sin_addr.s_addr != to.sin_addr.s_addr) continue;
+    // Whoever asks again while the answer waits gets it once.
+    if (each.to.sin_port == to.sin_port && each.bytes == answer) return;
+    ofOne++;
+  }
+  if (waiting_.size() >= kMost || ofOne >= kMostOfOne) {
+    log(Level::kWarning, "too many long answers wait: dropped one");
+    return;
+  }
+  waiting_.push_back({to, std::move(answer)});
+}
+
+void Outbox::sendNext() {
+  if (waiting_.empty()) return;
+  auto next =
+      std::find_if(waiting_.begin(), waiting_.end(), [&](const Answer& each) {
+        return each.to.sin_addr.s_addr != last_.s_addr;
+      });
+  if (next == waiting_.end()) next = waiting_.begin();
+  Answer answer = std::move(*next);
+  waiting_.erase(next);
+  last_ = answer.to.sin_addr;
+  socket_->sendTo(answer.to, answer.bytes);
 }
 
 }  // namespace ostreld

@@ -9,13 +9,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string>
-#include <vector>
 
 namespace ostreld {
 
 class UdpSocket : public veskDatagramHandler {
  public:
+  // The longest message, in bytes, that leaves at once: the library rests for
+  // 100 ms after every 20 datagrams.
+  static constexpr std::size_t kQuickMessage = 19 * 1456;
+
   // Opens a socket on the address and port (host order). Throws
   // std::runtime_error with a sentence for the user.
   UdpSocket(in_addr address, std::uint16_t port, std::size_t longestMessage);
@@ -27,6 +31,9 @@ class UdpSocket : public veskDatagramHandler {
     in_addr address;
   };
   UdpSocket(Group group, std::uint16_t port, std::size_t longestMessage);
+
+  // What it is bound to, with the port that the system chose for port 0.
+  sockaddr_in address() const;
 
   // Receives what is sent to the group on the interface with this address.
   // Returns whether that succeeded; the cause is in errno.
@@ -45,6 +52,36 @@ class UdpSocket : public veskDatagramHandler {
   void openOn(in_addr address, std::uint16_t port, bool shared);
 
   std::size_t longestMessage_;
+};
+
+// Answers on their way out. A long one keeps the server from all else while it
+// is sent, so that long ones wait here, and one of them is sent in a turn.
+class Outbox {
+ public:
+  // How many wait, in all and for one address; more are dropped as if lost.
+  static constexpr std::size_t kMost = 64;
+  static constexpr std::size_t kMostOfOne = 4;
+
+  // The socket has to outlive this object.
+  explicit Outbox(UdpSocket* socket) : socket_(socket) {}
+
+  // Sends a short answer now and a long one later.
+  void send(const sockaddr_in& to, std::string& answer);
+
+  // Sends one of those that wait, if any; addresses take turns.
+  void sendNext();
+
+  bool empty() const { return waiting_.empty(); }
+
+ private:
+  struct Answer {
+    sockaddr_in to;
+    std::string bytes;
+  };
+
+  UdpSocket* socket_;
+  std::deque<Answer> waiting_;
+  in_addr last_ = {};
 };
 
 }  // namespace ostreld

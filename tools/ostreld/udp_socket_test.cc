@@ -113,5 +113,44 @@ TEST_F(UdpSocketTest, ClosesItsDescriptor) {
   EXPECT_EQ(close(descriptor), -1);
 }
 
+TEST_F(UdpSocketTest, LongAnswersWaitAndShortOnesDoNot) {
+  sockaddr_in asker = {};
+  socklen_t length = sizeof asker;
+  getsockname(client.socket, reinterpret_cast<sockaddr*>(&asker), &length);
+  asker.sin_addr = local().sin_addr;
+  Outbox outbox(&server);
+  std::string longAnswer(UdpSocket::kQuickMessage + 1, 'l');
+  std::string shortAnswer = "s";
+  outbox.send(asker, longAnswer);
+  outbox.send(asker, shortAnswer);
+  EXPECT_FALSE(outbox.empty());
+  void* data = nullptr;
+  EXPECT_EQ(client.recv(nullptr, &data), shortAnswer.size());
+  std::free(data);
+  outbox.sendNext();
+  EXPECT_TRUE(outbox.empty());
+  unsigned got = 0;
+  while (got == 0) got = client.recv(nullptr, &data);
+  EXPECT_EQ(got, UdpSocket::kQuickMessage + 1);
+  std::free(data);
+}
+
+TEST_F(UdpSocketTest, LongAnswersThatWaitAreBounded) {
+  Outbox outbox(&server);
+  const auto send = [&](const char* host, char letter) {
+    std::string answer(UdpSocket::kQuickMessage + 1, letter);
+    outbox.send(addressOf(host, 9), answer);
+  };
+  for (const char letter : {'a', 'a', 'b', 'c', 'd', 'e', 'f'})
+    send("127.0.0.1", letter);
+  std::size_t sent = 0;
+  for (; !outbox.empty(); ++sent) outbox.sendNext();
+  EXPECT_EQ(sent, Outbox::kMostOfOne);
+}
+
+TEST_F(UdpSocketTest, KnowsThePortThatTheSystemChose) {
+  EXPECT_EQ(server.address().sin_port, to.sin_port);
+}
+
 }  // namespace
 }  // namespace ostreld
