@@ -36,18 +36,6 @@ bool isSecondByte(unsigned first, unsigned second) {
   return second >= low && second <= high;
 }
 
-// The control characters U+0080 to U+009F, which terminals obey as well, and
-// the marks that turn the direction of writing.
-bool isControl(std::string_view character) {
-  if (character.size() == 2)
-    return byteAt(character, 0) == 0xc2 && byteAt(character, 1) < 0xa0;
-  if (character.size() != 3 || byteAt(character, 0) != 0xe2) return false;
-  const unsigned second = byteAt(character, 1), third = byteAt(character, 2);
-  return (second == 0x80 && third >= 0xa8 && third <= 0xae) ||
-         (second == 0x80 && third >= 0x8e && third <= 0x8f) ||
-         (second == 0x81 && third >= 0xa6 && third <= 0xa9);
-}
-
 void appendEscape(std::string& out, unsigned byte) {
   switch (byte) {
     case '\n':
@@ -91,6 +79,19 @@ bool isUtf8(std::string_view bytes) {
   return true;
 }
 
+bool isControl(std::string_view character) {
+  const unsigned first = byteAt(character, 0);
+  if (character.size() == 1) return first < kFirstPrintable || first == kDelete;
+  // U+0080 to U+009F.
+  if (character.size() == 2)
+    return first == 0xc2 && byteAt(character, 1) < 0xa0;
+  if (character.size() != 3 || first != 0xe2) return false;
+  const unsigned second = byteAt(character, 1), third = byteAt(character, 2);
+  return (second == 0x80 && third >= 0xa8 && third <= 0xae) ||
+         (second == 0x80 && third >= 0x8e && third <= 0x8f) ||
+         (second == 0x81 && third >= 0xa6 && third <= 0xa9);
+}
+
 std::string escaped(std::string_view bytes, std::string_view also) {
   std::string out;
   out.reserve(bytes.size());
@@ -98,8 +99,7 @@ std::string escaped(std::string_view bytes, std::string_view also) {
     const std::size_t length = utf8Length(bytes);
     const unsigned byte = byteAt(bytes, 0);
     const std::string_view character = bytes.substr(0, length ? length : 1);
-    if (length == 0 || byte < kFirstPrintable || byte == kDelete ||
-        isControl(character)) {
+    if (length == 0 || isControl(character)) {
       for (const char c : character)
         appendEscape(out, static_cast<unsigned char>(c));
     } else {
@@ -153,12 +153,22 @@ std::string hexText(std::string_view bytes) {
 }
 
 std::string parseHex(std::string_view text) {
-  if (text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
-    text.remove_prefix(2);
   std::string out;
   int high = -1;
-  for (const char c : text) {
-    if (c == ':' || std::isspace(static_cast<unsigned char>(c)) != 0) continue;
+  bool begins = true;  // a group of digits
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == ':' || std::isspace(static_cast<unsigned char>(c)) != 0) {
+      begins = true;
+      continue;
+    }
+    if (begins && high < 0 && c == '0' && i + 1 < text.size() &&
+        (text[i + 1] == 'x' || text[i + 1] == 'X')) {
+      begins = false;
+      ++i;
+      continue;
+    }
+    begins = false;
     const int value = digitValue(c);
     if (value < 0)
       throw TextError("'" + escaped(std::string_view(&c, 1)) +

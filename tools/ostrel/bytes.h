@@ -21,6 +21,11 @@ std::size_t utf8Length(std::string_view bytes);
 
 bool isUtf8(std::string_view bytes);
 
+// Whether a well-formed character is one that terminals act on: a control
+// character, a separator of lines, or a mark that turns the direction of
+// writing.
+bool isControl(std::string_view character);
+
 // Bytes with everything that a terminal could act on, the backslash and the
 // characters of `also` written as an escape: \n, \t, \r, \\ or \xNN. All other
 // well-formed UTF-8 stays as it is.
@@ -34,8 +39,8 @@ std::string unescaped(std::string_view text);
 // Two lower-case digits for each byte.
 std::string hexText(std::string_view bytes);
 
-// The bytes that hexadecimal digits stand for; white space, colons and a
-// leading "0x" do not count. Throws TextError.
+// The bytes that hexadecimal digits stand for; white space, colons and "0x"
+// before a group of digits do not count. Throws TextError.
 std::string parseHex(std::string_view text);
 
 }  // namespace cli

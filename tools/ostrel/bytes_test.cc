@@ -51,12 +51,15 @@ TEST(Bytes, ReadsHexadecimalDigitsInEveryUsualForm) {
   EXPECT_EQ(parseHex("0a1B"), "\x0a\x1b");
   EXPECT_EQ(parseHex("0x0a1b"), "\x0a\x1b");
   EXPECT_EQ(parseHex("0a:1b 20\n21"), "\x0a\x1b !");
+  EXPECT_EQ(parseHex("0x0a 0X1b:0x20"), "\x0a\x1b ");
   EXPECT_EQ(parseHex(""), "");
 }
 
 TEST(Bytes, RefusesWhatIsNoHexadecimal) {
   EXPECT_THROW(parseHex("0"), TextError);
   EXPECT_THROW(parseHex("0g"), TextError);
+  EXPECT_THROW(parseHex("0a0x1b"), TextError);
+  EXPECT_THROW(parseHex("0 0x1"), TextError);
 }
 
 TEST(Bytes, PrintsTwoDigitsForEachByte) {

@@ -36,6 +36,17 @@ Json realJson(double number) {
   return number;
 }
 
+// "\u009b" for a well-formed character of up to three bytes.
+std::string unicodeEscape(std::string_view character) {
+  unsigned code = 0;
+  for (const char c : character)
+    code = code << 6 | (static_cast<unsigned char>(c) & 0x3f);
+  if (character.size() == 1) code = static_cast<unsigned char>(character[0]);
+  const unsigned char bytes[] = {static_cast<unsigned char>(code >> 8),
+                                 static_cast<unsigned char>(code)};
+  return "\\u" + hexText({reinterpret_cast<const char*>(bytes), 2});
+}
+
 Json nestedJson(veskType* value, unsigned depth);
 
 Json elements(veskList* list, unsigned depth) {
@@ -234,7 +245,20 @@ Json codeJson(int code) {
 }
 
 std::string line(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  const std::string text =
+      json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string out;
+  out.reserve(text.size());
+  // What terminals act on stands in texts only, where it may be an escape.
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view character = rest.substr(0, utf8Length(rest));
+    rest.remove_prefix(character.size());
+    if (isControl(character))
+      out += unicodeEscape(character);
+    else
+      out += character;
+  }
+  return out;
 }
 
 }  // namespace cli

@@ -56,6 +56,19 @@ TEST(Json, WritesBytesThatAreNoTextInHexadecimalToo) {
       "{\"type\":\"string\",\"value\":\"a\xef\xbf\xbd\",\"hex\":\"61ff\"}");
 }
 
+TEST(Json, EscapesWhatTerminalsActOn) {
+  veskString text("\x1b\x7f\xc2\x80\xc2\x9f\xe2\x80\x8e\xe2\x80\xa8");
+  EXPECT_EQ(line(toJson(&text)), R"({"type":"string","value":)"
+                                 R"("\u001b\u007f\u0080\u009f\u200e\u2028"})");
+  veskString marks("\xe2\x80\xaa\xe2\x80\xae\xe2\x81\xa6\xe2\x81\xa9");
+  EXPECT_EQ(line(toJson(&marks)),
+            R"({"type":"string","value":"\u202a\u202e\u2066\u2069"})");
+  veskString others("\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
+  EXPECT_EQ(line(toJson(&others)),
+            "{\"type\":\"string\",\"value\":"
+            "\"\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"}");
+}
+
 TEST(Json, WritesNumbersThatJsonLacksAsTexts) {
   veskDouble nan(std::numeric_limits<double>::quiet_NaN());
   veskFloat inf(-std::numeric_limits<float>::infinity());

@@ -10,6 +10,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <type_traits>
 
@@ -29,8 +30,6 @@ constexpr std::string_view kTypes =
 
 std::string quoted(std::string_view text) { return "'" + escaped(text) + "'"; }
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 // --- Reading -----------------------------------------------------------------
 
 template <class Number>
@@ -46,17 +45,35 @@ bool readReal(std::string_view text, double* number) {
   return result.ec == std::errc() && result.ptr == end;
 }
 
-// A whole number in decimal, or in hexadecimal after "0x".
+// Takes "0x" off hexadecimal digits. Returns the base of what is left.
+int baseOf(std::string_view* digits) {
+  if (digits->size() <= 2 || (*digits)[0] != '0' ||
+      ((*digits)[1] | 0x20) != 'x')
+    return 10;
+  digits->remove_prefix(2);
+  return 16;
+}
+
+bool areDigits(std::string_view text, int base) {
+  const std::string_view all =
+      base == 16 ? "0123456789abcdefABCDEF" : "0123456789";
+  return !text.empty() && text.find_first_not_of(all) == text.npos;
+}
+
+// Whether a text is a whole number, however large, in decimal or in hexadecimal
+// after "0x".
+bool isWhole(std::string_view text) {
+  if (!text.empty() && text[0] == '-') text.remove_prefix(1);
+  const int base = baseOf(&text);
+  return areDigits(text, base);
+}
+
 bool readWhole(std::string_view text, std::int64_t* number) {
-  const bool negative = !text.empty() && text[0] == '-';
-  std::string_view digits = text.substr(negative ? 1 : 0);
-  int base = 10;
-  if (digits.size() > 2 && digits[0] == '0' && (digits[1] | 0x20) == 'x') {
-    digits.remove_prefix(2);
-    base = 16;
-  }
-  if (digits.empty() || digits[0] == '-') return false;
-  if (!readNumber(digits, number, base)) return false;
+  if (!isWhole(text)) return false;
+  const bool negative = text[0] == '-';
+  if (negative) text.remove_prefix(1);
+  const int base = baseOf(&text);
+  if (!readNumber(text, number, base)) return false;
   if (negative) *number = -*number;
   return true;
 }
@@ -142,8 +159,10 @@ bool readDate(std::string_view text, std::int64_t* seconds) {
     std::tm date = {};
     const char* end = strptime(whole.c_str(), format, &date);
     if (end == nullptr || *end != '\0') continue;
+    const int day = date.tm_mday;
     *seconds = timegm(&date);
-    return true;
+    // The 30th of February would be the 2nd of March.
+    return date.tm_mday == day;
   }
   return false;
 }
@@ -178,20 +197,44 @@ Value address(std::string_view text) {
   return Value(value.release());
 }
 
-// What an identifier may be spelled with.
-bool isIdentifierText(std::string_view text) {
-  return !text.empty() && isDigit(text[0]) &&
-         text.find_first_not_of("0123456789abcdefABCDEFxX.") == text.npos;
+// A number of an identifier, in decimal or in hexadecimal after "0x". Returns
+// what is wrong with it, or "". A zero before other digits is no octal number
+// here, and what does not fit is not cut off.
+std::string readComponent(std::string_view text, std::uint32_t* number) {
+  if (text.empty()) return "a number is missing";
+  std::string_view digits = text;
+  const int base = baseOf(&digits);
+  if (!areDigits(digits, base)) return quoted(text) + " is no number";
+  if (base == 10 && digits.size() > 1 && digits[0] == '0')
+    return quoted(text) + " begins with a zero";
+  if (!readNumber(digits, number, base))
+    return quoted(text) + " is more than 4294967295";
+  return "";
 }
 
+// Returns what is wrong with the text, or "".
 template <class Identifier>
-bool readIdentifier(std::string_view text, Identifier* id) {
-  // Of a longer text only the beginning would count.
-  constexpr std::size_t kLongest =
-      std::is_same_v<Identifier, veskOid> ? 47 : 35;
-  if (!isIdentifierText(text) || text.size() > kLongest) return false;
-  *id = std::string(text).c_str();
-  return id->valid != 0;
+std::string readIdentifier(std::string_view text, Identifier* id) {
+  constexpr bool isObject = std::is_same_v<Identifier, veskOid>;
+  constexpr std::size_t kMost = std::size(decltype(id->component){});
+  constexpr std::size_t kFewest = isObject ? 2 : kMost;
+  const auto count =
+      static_cast<std::size_t>(std::count(text.begin(), text.end(), '.')) + 1;
+  if (count < kFewest || count > kMost)
+    return isObject ? "two to four numbers with dots, such as 59.6 or "
+                      "59.6.0.1, are"
+                    : "three numbers with dots, such as 59.6.1, are";
+  Identifier read;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t end = text.find('.');
+    const std::string problem =
+        readComponent(text.substr(0, end), &read.component[i]);
+    if (!problem.empty()) return problem;
+    text.remove_prefix(end != text.npos ? end + 1 : text.size());
+  }
+  read.valid = 1;
+  *id = read;
+  return "";
 }
 
 Value parseNested(std::string_view text, std::time_t now, unsigned depth);
@@ -254,10 +297,11 @@ Value list(std::string_view text, std::time_t now, unsigned depth) {
 Value plainWord(std::string_view text) {
   std::int64_t number = 0;
   if (text == "true" || text == "false") return truth(text);
-  if (readWhole(text, &number)) {
-    if (number >= std::numeric_limits<std::int32_t>::min() &&
-        number <= std::numeric_limits<std::int32_t>::max())
-      return Value(new veskInt(static_cast<int>(number)));
+  if (isWhole(text)) {
+    // From 2147483648 only a uint has room.
+    if (text[0] == '-' || (readWhole(text, &number) &&
+                           number <= std::numeric_limits<std::int32_t>::max()))
+      return whole<veskInt>("int", text);
     return whole<veskUnsignedInt>("uint", text);
   }
   const auto dots = std::count(text.begin(), text.end(), '.');
@@ -266,9 +310,11 @@ Value plainWord(std::string_view text) {
       readReal(text, &fraction))
     return Value(new veskDouble(fraction));
   veskAid aid;
-  if (dots == 2 && readIdentifier(text, &aid)) return Value(new veskAid(aid));
+  if (dots == 2 && readIdentifier(text, &aid).empty())
+    return Value(new veskAid(aid));
   veskOid oid;
-  if (dots == 3 && readIdentifier(text, &oid)) return Value(new veskOid(oid));
+  if (dots == 3 && readIdentifier(text, &oid).empty())
+    return Value(new veskOid(oid));
   const std::string bytes = unescaped(text);
   return Value(
       new veskString(bytes.data(), static_cast<unsigned>(bytes.size())));
@@ -308,7 +354,10 @@ Value parseNested(std::string_view text, std::time_t now, unsigned depth) {
   if (type == "oid") return identifier<veskOid>(body, parseOid);
   if (type == "aid") return identifier<veskAid>(body, parseAid);
   if (type == "attr") return Value(attributeFrom(body, now, depth).release());
-  if (type == "null" && body.empty()) return Value(new veskType);
+  if (type == "null") {
+    if (body.empty()) return Value(new veskType);
+    throw TextError(quoted(body) + " stands behind null:, which has no value");
+  }
   if (type == "opaque") {
     const std::string bytes = parseHex(body);
     return Value(
@@ -499,19 +548,17 @@ Value parseValue(std::string_view text, std::time_t now) {
 
 veskOid parseOid(std::string_view text) {
   veskOid oid;
-  if (!readIdentifier(text, &oid))
-    throw TextError(quoted(text) +
-                    " is no object identifier: two to four numbers with dots, "
-                    "such as 59.6 or 59.6.0.1, are");
+  const std::string problem = readIdentifier(text, &oid);
+  if (!problem.empty())
+    throw TextError(quoted(text) + " is no object identifier: " + problem);
   return oid;
 }
 
 veskAid parseAid(std::string_view text) {
   veskAid aid;
-  if (!readIdentifier(text, &aid))
-    throw TextError(quoted(text) +
-                    " is no attribute identifier: three numbers with dots, "
-                    "such as 59.6.1, are");
+  const std::string problem = readIdentifier(text, &aid);
+  if (!problem.empty())
+    throw TextError(quoted(text) + " is no attribute identifier: " + problem);
   return aid;
 }
 

@@ -113,6 +113,9 @@ TEST(ValueText, RefusesTimesThatDoNotFit) {
   EXPECT_NE(problemWith("time:now+1y"), "");
   EXPECT_NE(problemWith("time:now1h"), "");
   EXPECT_NE(problemWith("time:soon"), "");
+  EXPECT_NE(problemWith("time:2026-02-30"), "");
+  EXPECT_NE(problemWith("time:2026-02-29T10:00"), "");
+  EXPECT_EQ(problemWith("time:2028-02-29"), "");
 }
 
 TEST(ValueText, RefusesNumbersThatDoNotFit) {
@@ -129,6 +132,15 @@ TEST(ValueText, RefusesNumbersThatDoNotFit) {
 TEST(ValueText, SaysWhichNumbersFit) {
   EXPECT_EQ(problemWith("short:40000"),
             "'40000' is no short: a whole number from -32768 to 32767 is");
+  EXPECT_EQ(problemWith("99999999999999999999"),
+            "'99999999999999999999' is no uint: a whole number from 0 to "
+            "4294967295 is");
+  EXPECT_NE(problemWith("0xfffffffffffffffff"), "");
+  EXPECT_EQ(problemWith("-2147483649"),
+            "'-2147483649' is no int: a whole number from -2147483648 to "
+            "2147483647 is");
+  EXPECT_EQ(problemWith("null:x"),
+            "'x' stands behind null:, which has no value");
 }
 
 TEST(ValueText, NamesTheTypesWhenOneIsUnknown) {
@@ -177,6 +189,38 @@ TEST(ValueText, ReadsClassesAndObjects) {
   EXPECT_THROW(parseOid("59.6.x"), TextError);
   EXPECT_THROW(parseOid("59.6.0.000000000000000000000000000000000000000000001"),
                TextError);
+}
+
+TEST(ValueText, RefusesIdentifiersThatWouldMeanOthers) {
+  const auto problem = [](const char* text) -> std::string {
+    try {
+      parseOid(text);
+    } catch (const TextError& error) {
+      return error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(problem("59.200.0.010"),
+            "'59.200.0.010' is no object identifier: '010' begins with a zero");
+  EXPECT_EQ(problem("59.200.0.4294967297"),
+            "'59.200.0.4294967297' is no object identifier: '4294967297' is "
+            "more than 4294967295");
+  EXPECT_EQ(problem("59..0.1"),
+            "'59..0.1' is no object identifier: a number is missing");
+  EXPECT_EQ(problem("59.6.0.1."),
+            "'59.6.0.1.' is no object identifier: two to four numbers with "
+            "dots, such as 59.6 or 59.6.0.1, are");
+  EXPECT_EQ(problem("59.0x.1"),
+            "'59.0x.1' is no object identifier: '0x' is no number");
+  EXPECT_NE(problem("59.0x100000000"), "");
+  EXPECT_NE(problem("59. 6"), "");
+  EXPECT_EQ(oidText(parseOid("0x3b.0xC8.0.0xffffffff")), "59.200.0.4294967295");
+  EXPECT_THROW(parseAid("59.200"), TextError);
+  EXPECT_THROW(parseAid("59.200.1.1"), TextError);
+  EXPECT_THROW(parseAid("59.200.01"), TextError);
+  // Such words are no identifiers, but may be texts.
+  EXPECT_EQ(reprinted("01.02.2026"), "string:01.02.2026");
+  EXPECT_EQ(reprinted("10.0.0.4294967296"), "string:10.0.0.4294967296");
 }
 
 TEST(ValueText, ReadsAttributesWithAndWithoutValue) {
