@@ -1,5 +1,6 @@
 #include "manager.h"
 
+#include <ostrel/veskError.h>
 #include <ostrel/veskOmAttr.h>
 
 #include "codes.h"
@@ -75,7 +76,20 @@ int ObjectManager::clone(const Asker& asker, veskOid& oid, veskList& attributes,
       merged.append(attribute);
   });
   veskOid classOid = classOf(oid);
-  return create(asker, classOid, merged, created, errors);
+  OwnedList refused;
+  const int result = create(asker, classOid, merged, created, &refused);
+  // Errors name positions of the request; what the original has, has none.
+  int inherited = kNoError;
+  forEach(refused, [&](unsigned, veskType* element) {
+    auto& error = dynamic_cast<veskError&>(*element);
+    const int reason = error.code.value;
+    if (error.index.value < attributes.count) {
+      addError(errors, error.index.value, reason);
+    } else {
+      inherited = reason;
+    }
+  });
+  return errors->count == 0 && inherited != kNoError ? inherited : result;
 }
 
 AttributeIndex::AttributeIndex(veskList& attributes) {

@@ -78,7 +78,8 @@ class ObjectManager {
                   veskList* errors);
 
   // As create(), in the class of an object that is there, with that object's
-  // attributes, where the given ones do not replace them.
+  // attributes, where the given ones do not replace them. When an attribute of
+  // that object is refused and no given one is, the result is that code.
   virtual int clone(const Asker& asker, veskOid& oid, veskList& attributes,
                     veskOid* created, veskList* errors);
 

@@ -116,9 +116,12 @@ int Registrations::create(const Asker& asker, veskOid& classOid,
 
 int Registrations::set(const Asker& asker, veskOid& oid, veskList& attributes,
                        veskList* errors) {
-  if (store_->verify(oid) != kNoError) return kNoSuchName;
+  const auto held = parse(oid);
+  if (!held) return kNoSuchName;
   veskAid expiryId(kExpiry);
-  const std::uint32_t now = clock_->seconds();
+  // A renewal that comes twice is no mistake, so the present end will do.
+  const std::uint32_t earliest = held->expires;
+  const std::uint32_t latest = clock_->seconds() + kLongestRenewal;
   veskList good;
   forEach(attributes, [&](unsigned i, veskType* element) {
     int code = writable(element);
@@ -127,8 +130,8 @@ int Registrations::set(const Asker& asker, veskOid& oid, veskList& attributes,
       auto* time = dynamic_cast<veskUnsignedInt*>(attribute.value);
       if (!(attribute.id == expiryId)) {
         code = kBadAccess;
-      } else if (time == nullptr ||
-                 (time->value > now && time->value - now > kLongestRenewal)) {
+      } else if (time == nullptr || time->value < earliest ||
+                 time->value > latest) {
         code = kBadValue;
       }
     }
@@ -167,7 +170,7 @@ std::optional<Registrations::Registration> Registrations::parse(veskOid& oid) {
   to.sin_addr = *address->get(nullptr);
   to.sin_port = htons(port->value);
   const double notice = static_cast<double>(expires->value) - kNoticeLead;
-  return Registration{oid, *object, *event, to, expires->value, notice};
+  return Registration{oid, *object, *event, to, expires->value, notice, false};
 }
 
 // The store is the truth; what is held here is read again after each change, so
@@ -184,8 +187,10 @@ void Registrations::load() {
     auto registration = parse(oid);
     if (!registration) return;
     for (Registration& known : former) {
-      if (known.oid == oid && known.expires == registration->expires)
-        registration->nextNotice = known.nextNotice;
+      if (!(known.oid == oid) || known.expires != registration->expires)
+        continue;
+      registration->nextNotice = known.nextNotice;
+      registration->noticed = known.noticed;
     }
     registrations_.push_back(*registration);
   });
@@ -232,35 +237,48 @@ void Registrations::send(const Registration& registration, veskOid& oid,
 
 double Registrations::tick() {
   load();
+  std::vector<Registration> due;
+  for (const Registration& each : registrations_) {
+    if (clock_->now() >= each.expires) due.push_back(each);
+  }
+  if (!due.empty()) finish(due);
+  load();
   const double now = clock_->now();
   double next = now + kLife;
-  std::vector<veskOid> ended;
   veskAid expiry(kEventExpiry);
   for (Registration& registration : registrations_) {
-    const double expires = registration.expires;
-    if (now >= expires) {
-      ended.push_back(registration.oid);
-      continue;
-    }
     if (now >= registration.nextNotice) {
       // Datagrams are lost at times, so the notice is repeated.
       OwnedList arguments;
       arguments.append(new veskTime(registration.expires));
       send(registration, registration.oid, expiry, arguments);
       registration.nextNotice = now + kNoticeRepeat;
+      registration.noticed = true;
     }
+    const double expires = registration.expires;
     next = std::min({next, expires, registration.nextNotice});
   }
-  if (!ended.empty()) {
-    Transaction transaction(store_->database());
-    for (veskOid& oid : ended) {
-      store_->remove(Asker(), oid);
-      log(Level::kInfo, "registration " + text(oid) + " was not renewed");
-    }
-    transaction.commit();
-    loaded_ = false;
-  }
   return next - now;
+}
+
+// What was told of its end goes; the rest gets the time to be told.
+void Registrations::finish(std::vector<Registration>& due) {
+  Transaction transaction(store_->database());
+  loaded_ = false;
+  for (Registration& registration : due) {
+    if (registration.noticed) {
+      store_->remove(Asker(), registration.oid);
+      log(Level::kInfo,
+          "registration " + text(registration.oid) + " was not renewed");
+      continue;
+    }
+    OwnedList attributes;
+    OwnedList errors;
+    veskAtAppendAttr(&attributes, kExpiry,
+                     new veskTime(clock_->seconds() + kGrace));
+    store_->set(Asker(), registration.oid, attributes, &errors);
+  }
+  transaction.commit();
 }
 
 std::vector<Outgoing> Registrations::takeOutgoing() {

@@ -36,6 +36,9 @@ class Registrations : public ObjectManager {
   static constexpr std::uint32_t kLife = 3600;       // seconds
   static constexpr std::uint32_t kNoticeLead = 300;  // before the end
   static constexpr std::uint32_t kNoticeRepeat = 60;
+
+  // What one whose end came without a notice lives on, to be told of its end.
+  static constexpr std::uint32_t kGrace = 60;
   static constexpr std::size_t kMostRegistrations = 1000;
   static constexpr std::size_t kLongestEvent = 24 << 10;  // bytes
 
@@ -58,7 +61,8 @@ class Registrations : public ObjectManager {
   // Arguments that would make it longer than kLongestEvent are left out.
   void raise(veskOid& oid, veskAid& event, veskList& arguments);
 
-  // Makes the notices that are due and ends what was not renewed. Returns the
+  // Makes the notices that are due and ends what was not renewed; where the
+  // clock jumped past the notice, the end waits for it. Returns the
   // seconds until it has to be called again.
   double tick();
 
@@ -76,11 +80,13 @@ class Registrations : public ObjectManager {
     sockaddr_in to;
     std::uint32_t expires;
     double nextNotice;
+    bool noticed;
   };
 
   int check(const Asker& asker, veskList& attributes, veskList* errors);
   void load();
   std::optional<Registration> parse(veskOid& oid);
+  void finish(std::vector<Registration>& due);
   static bool asksFor(Registration& registration, veskOid& oid, veskAid& event);
   void send(const Registration& registration, veskOid& oid, veskAid& event,
             veskList& arguments);

@@ -157,9 +157,39 @@ TEST_F(RegistrationsTest, ARenewalMovesTheEnd) {
   EXPECT_EQ(expiry(oid), end);
 }
 
+TEST_F(RegistrationsTest, AnEndThatComesWithoutNoticeWaitsForOne) {
+  const std::string oid = watch("59.200", kEventCreated);
+  clock.time += 8000;
+  EXPECT_DOUBLE_EQ(registrations.tick(), 60);
+  const auto end = clock.seconds() + 60;
+  EXPECT_EQ(expiry(oid), end);
+  EXPECT_THAT(sent(), ElementsAre("127.0.0.1:9000 59.6.0.1 59.6.6 " +
+                                  std::to_string(end)));
+  EXPECT_EQ(set(oid, with(newList(), "59.6.5", new veskTime(end + 3600)))
+                ->status.value,
+            0);
+  clock.time += 60;
+  registrations.tick();
+  EXPECT_EQ(verify(oid), 0);
+}
+
+TEST_F(RegistrationsTest, ItsEndIsNotSetToAnEarlierTime) {
+  const std::string oid = watch("59.200", kEventCreated);
+  const auto end = expiry(oid);
+  auto* list = with(newList(), "59.6.5", new veskTime(end - 1));
+  with(list, "59.6.5", new veskTime(1));
+  with(list, "59.6.5", new veskTime(end));
+  EXPECT_THAT(errorsIn(*set(oid, list)->errors),
+              ElementsAre(Pair(0, kBadValue), Pair(1, kBadValue)));
+  EXPECT_EQ(expiry(oid), end);
+}
+
 TEST_F(RegistrationsTest, WithoutARenewalItEnds) {
   const std::string oid = watch("59.200", kEventCreated);
-  clock.time += 3600;
+  clock.time += 3300;
+  registrations.tick();
+  sent();
+  clock.time += 300;
   registrations.tick();
   EXPECT_EQ(verify(oid), kNoSuchName);
   created("59.200.0.0", newList());
@@ -226,6 +256,18 @@ TEST_F(OpenRegistrationsTest, FromAfarEventsGoOnlyToTheSenderItself) {
                    remote())
                 ->status.value,
             0);
+}
+
+TEST_F(OpenRegistrationsTest, ACopyOfWhatIsRefusedHasNoPosition) {
+  veskOid original(watch("59.200", kEventCreated).c_str());
+  auto answer =
+      ask<veskCloneRespPDU>(make<veskClonePDU>(original, newList()), remote());
+  EXPECT_EQ(answer->status.value, kBadValue);
+  EXPECT_THAT(errorsIn(*answer->errors), IsEmpty());
+  auto* list = with(newList(), "59.6.3", new veskAddress("192.0.2.8"));
+  answer = ask<veskCloneRespPDU>(make<veskClonePDU>(original, list), remote());
+  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_THAT(errorsIn(*answer->errors), ElementsAre(Pair(0, kBadValue)));
 }
 
 }  // namespace
