@@ -97,15 +97,17 @@ void Directory::handle(const sockaddr_in& from, std::string_view request,
 }
 
 bool Directory::mayBegin(const sockaddr_in& from) const {
-  // A key begins with the sender's address.
-  const std::string address =
-      AnswerCache::keyOf(from, "").substr(0, sizeof from.sin_addr);
-  const auto ofOne = std::count_if(
-      underWay_.begin(), underWay_.end(), [&](const std::string& key) {
-        return key.compare(0, address.size(), address) == 0;
-      });
+  // A key begins with the sender's address and port.
+  const std::string sender = AnswerCache::keyOf(from, "");
+  const auto alike = [&](std::size_t bytes) {
+    return static_cast<std::size_t>(std::count_if(
+        underWay_.begin(), underWay_.end(), [&](const std::string& key) {
+          return key.compare(0, bytes, sender, 0, bytes) == 0;
+        }));
+  };
   return underWay_.size() < kMostQueries &&
-         static_cast<std::size_t>(ofOne) < kMostOfOne;
+         alike(sizeof from.sin_addr) < kMostOfAddress &&
+         alike(sender.size()) < kMostOfPort;
 }
 
 void Directory::answer(const sockaddr_in& from, const std::string& key,

@@ -26,10 +26,11 @@ namespace ostreld {
 
 class Directory {
  public:
-  // Searches that are under way at a time, in all and of one address; more are
-  // dropped as if lost.
+  // Searches that are under way at a time: in all, of one address and of one
+  // port there. More are dropped as if lost.
   static constexpr std::size_t kMostQueries = 64;
-  static constexpr std::size_t kMostOfOne = 32;
+  static constexpr std::size_t kMostOfAddress = 48;
+  static constexpr std::size_t kMostOfPort = 16;
 
   using Send = std::function<void(const sockaddr_in& to, std::string& answer)>;
 

@@ -8,7 +8,18 @@
 namespace ostreld {
 namespace {
 
-constexpr std::int64_t kSchemaVersion = 1;
+constexpr std::int64_t kSchemaVersion = 2;
+
+constexpr std::int64_t kFirstVersion = 1;
+
+// The table of answers. A request may be long, so that it is in no index: its
+// first bytes (sender, kind, id) find it, and then all of it is compared.
+constexpr const char* kAnswerTable =
+    "CREATE TABLE answer (request BLOB NOT NULL, expires INTEGER NOT NULL,"
+    "  answer BLOB NOT NULL);"
+    "CREATE INDEX answer_request ON answer (substr(request, 1, 32));"
+    "CREATE INDEX answer_expires ON answer (expires);"
+    "PRAGMA user_version = 2";
 
 // "ostr": what tells our files from those of other programs.
 constexpr std::int64_t kApplicationId = 0x6F737472;
@@ -81,7 +92,7 @@ std::int64_t Store::Schema::version(Database& database) {
   const bool empty = database.number("SELECT count(*) FROM sqlite_master") == 0;
   // At first our files had no mark.
   const bool unmarked =
-      application == 0 && version == 1 &&
+      application == 0 && version == kFirstVersion &&
       database.number(
           "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND"
           " name IN ('object', 'attribute', 'counter', 'answer')") == 4;
@@ -104,17 +115,24 @@ void Store::Schema::prepare(Database& database) {
   database.execute("PRAGMA synchronous = FULL");
   database.execute("PRAGMA journal_size_limit = 16777216");
   Transaction transaction(database);
-  if (version(database) == 0) {
+  const std::int64_t found = version(database);
+  if (found == 0) {
     database.execute(
         "CREATE TABLE object (oid BLOB PRIMARY KEY) WITHOUT ROWID;"
         "CREATE TABLE attribute (oid BLOB, aid BLOB, value BLOB NOT NULL,"
         "  PRIMARY KEY (oid, aid)) WITHOUT ROWID;"
         "CREATE TABLE counter (class BLOB PRIMARY KEY, last INTEGER NOT NULL)"
-        "  WITHOUT ROWID;"
-        "CREATE TABLE answer (request BLOB PRIMARY KEY,"
-        "  expires INTEGER NOT NULL, answer BLOB NOT NULL) WITHOUT ROWID;"
-        "CREATE INDEX answer_expires ON answer (expires);"
-        "PRAGMA user_version = 1");
+        "  WITHOUT ROWID;");
+    database.execute(kAnswerTable);
+  }
+  if (found == kFirstVersion) {
+    database.execute(
+        "DROP INDEX answer_expires;"
+        "ALTER TABLE answer RENAME TO former;");
+    database.execute(kAnswerTable);
+    database.execute(
+        "INSERT INTO answer SELECT request, expires, answer FROM former;"
+        "DROP TABLE former");
   }
   const std::string mark =
       "PRAGMA application_id = " + std::to_string(kApplicationId);
@@ -141,11 +159,11 @@ Store::Store(const std::string& path)
       takeNumber_(database_,
                   "INSERT INTO counter VALUES (?, 1)"
                   " ON CONFLICT DO UPDATE SET last = last + 1 RETURNING last"),
-      keepAnswer_(database_, "REPLACE INTO answer VALUES (?, ?, ?)"),
+      keepAnswer_(database_, "INSERT INTO answer VALUES (?, ?, ?)"),
       forgetAnswers_(database_, "DELETE FROM answer WHERE expires < ?"),
       answerQuery_(database_,
-                   "SELECT answer FROM answer WHERE request = ? AND"
-                   " expires >= ?") {}
+                   "SELECT answer FROM answer WHERE substr(request, 1, 32) ="
+                   " substr(?1, 1, 32) AND request = ?1 AND expires >= ?2") {}
 
 std::vector<veskOid> Store::classes() {
   std::vector<veskOid> result;

@@ -39,7 +39,8 @@ class Store : public ObjectManager {
   int remove(const Asker& asker, veskOid& oid) override;
 
   // Answers that were given, so that a request that is sent again is not
-  // executed again. Times are in seconds.
+  // executed again. Times are in seconds. A request is kept once: one that has
+  // an answer, even an expired one, has to be forgotten first.
   void keepAnswer(std::string_view request, std::string_view answer,
                   std::int64_t expires);
   std::optional<std::string> answer(std::string_view request, std::int64_t now);

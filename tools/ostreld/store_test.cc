@@ -133,7 +133,7 @@ TEST_F(StoreFile, IsUsedByOneServerAtATime) {
 TEST_F(StoreFile, RefusesAFileOfALaterVersion) {
   {
     Store store(path);
-    store.database().execute("PRAGMA user_version = 2");
+    store.database().execute("PRAGMA user_version = 3");
   }
   EXPECT_THROW(Store store(path), StoreError);
 }
@@ -201,6 +201,7 @@ TEST_F(StoreFile, RemembersAnswersUntilTheyExpire) {
   Store store(path);
   EXPECT_EQ(store.answer("question", 100), "answer");
   EXPECT_EQ(store.answer("question", 101), std::nullopt);
+  EXPECT_EQ(store.answer("question, other end", 100), std::nullopt);
   store.forgetAnswers(150);
   EXPECT_EQ(store.answer("question", 100), std::nullopt);
   EXPECT_EQ(store.answer("later", 150), "");
@@ -208,7 +209,10 @@ TEST_F(StoreFile, RemembersAnswersUntilTheyExpire) {
 
 TEST_F(StoreFile, GivesBackTheRoomOfForgottenAnswers) {
   Store store(path);
-  store.keepAnswer("question", std::string(1 << 20, 'x'), 100);
+  const std::string request(1 << 20, 'q');
+  store.keepAnswer(request, "answer", 100);
+  // It is there once.
+  EXPECT_LT(store.database().number("PRAGMA page_count"), 300);
   store.forgetAnswers(150);
   store.shrink();
   EXPECT_LT(store.database().number("PRAGMA page_count"), 50);
@@ -234,9 +238,16 @@ TEST_F(StoreFile, AcceptsAFileThatWasMadeBeforeThereWereMarks) {
   {
     Store store(path);
     createIn(&store, "old");
-    store.database().execute("PRAGMA application_id = 0");
+    store.database().execute(
+        "DROP TABLE answer;"
+        "CREATE TABLE answer (request BLOB PRIMARY KEY,"
+        "  expires INTEGER NOT NULL, answer BLOB NOT NULL) WITHOUT ROWID;"
+        "CREATE INDEX answer_expires ON answer (expires);"
+        "INSERT INTO answer VALUES (x'71', 100, x'61');"
+        "PRAGMA application_id = 0; PRAGMA user_version = 1");
   }
   Store store(path);
+  EXPECT_EQ(store.answer("q", 100), "a");
   EXPECT_EQ(store.verify(*std::make_unique<veskOid>("59.200.0.1")), 0);
   EXPECT_NE(store.database().number("PRAGMA application_id"), 0);
 }
