@@ -102,3 +102,38 @@ both=(--server 127.0.0.1 --server 127.0.0.2)
   [ "$status" = 3 ]
   [[ $stderr == *'no answer from 127.0.0.1:5136'* ]]
 }
+
+@test "a file of servers that is a folder changes nothing, and each SIGHUP says so" {
+  echo 127.0.0.2 >"$BATS_TEST_TMPDIR/servers"
+  directory --servers "$BATS_TEST_TMPDIR/servers"
+  ostrel --server 127.0.0.2 create 59.200
+  rm "$BATS_TEST_TMPDIR/servers"
+  mkdir "$BATS_TEST_TMPDIR/servers"
+  for round in 1 2; do
+    kill -HUP "$started"
+    sleep 0.5
+    same "$(grep -c 'nothing was changed' "$BATS_TEST_TMPDIR/directory.log")" $round
+  done
+  run --separate-stderr ostrel --server 127.0.0.1 find 59.200
+  same "$output" '59.200.0.1  127.0.0.2'
+}
+
+@test "an object server is one machine's address" {
+  local server
+  for server in 224.0.0.77 255.255.255.255 0.0.0.0 127.0.0.1:0; do
+    run "$OSTRELD" directory --server "$server"
+    [ "$status" = 2 ]
+    [[ $output == *"${server%:*}"* ]]
+  done
+}
+
+@test "an address is what inet_pton takes for one" {
+  local address
+  for address in 127.0.0.01 0127.0.0.1 0x7f.0.0.1 127.1 localhost; do
+    run "$OSTRELD" directory --listen "$address"
+    [ "$status" = 2 ]
+    [[ $output == *"not an IPv4 address: $address"* ]]
+    run "$OSTRELD" directory --interface "$address"
+    [ "$status" = 2 ]
+  done
+}

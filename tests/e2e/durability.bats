@@ -82,6 +82,16 @@ crash() {
   same "$(ostrel --server 127.0.0.2 search 59.200)" 59.200.0.2
 }
 
+@test "the server outlives the reader of its log" {
+  mkfifo "$BATS_TEST_TMPDIR/log"
+  "$OSTRELD" serve --memory 3>&- 2>"$BATS_TEST_TMPDIR/log" &
+  running+=($!)
+  head -n 1 "$BATS_TEST_TMPDIR/log" >/dev/null
+  ostrel action 59.1.100 string:one
+  ostrel action 59.1.100 string:two
+  ostrel create 59.200
+}
+
 @test "when all answers are lost the tool says so" {
   serve server --memory --listen 127.0.0.2
   "$RELAY" 9 3>&- &
