@@ -44,11 +44,29 @@ void decodeValue(Decoded* decoded) {
                                std::to_string(tag);
 }
 
-// The other fragments of a message that is put together from `first`.
+// The other fragments of the message that `first` is one of.
 bool sameMessage(const Datagram& first, const Datagram& other) {
   return first.messageId == other.messageId &&
          first.fragmentCount == other.fragmentCount &&
          first.totalLength == other.totalLength;
+}
+
+bool sameNumber(const Datagram& a, const Datagram& b) {
+  return a.fragment == b.fragment;
+}
+
+// Whether a result has a datagram that is alike.
+bool holds(const Decoded& decoded, const Datagram& datagram,
+           bool (*alike)(const Datagram&, const Datagram&)) {
+  return std::any_of(
+      decoded.datagrams.begin(), decoded.datagrams.end(),
+      [&](const Datagram& other) { return alike(other, datagram); });
+}
+
+// No encoding but that of the null value begins with a byte 0, and it ends
+// there.
+bool isDatagram(std::string_view bytes) {
+  return bytes.size() > 1 && bytes[0] == '\0';
 }
 
 // Puts a message together, or says what is missing.
@@ -58,7 +76,7 @@ void assemble(Decoded* decoded) {
     return a.fragment < b.fragment;
   });
   const unsigned count = parts[0].fragmentCount;
-  if (parts.size() != count) {
+  if (parts.size() < count) {
     decoded->problem = std::to_string(parts.size()) + " of " +
                        std::to_string(count) +
                        " fragments: the message is not complete";
@@ -84,21 +102,40 @@ void assemble(Decoded* decoded) {
 
 }  // namespace
 
-bool readDatagram(std::string_view bytes, Datagram* datagram) {
-  if (bytes.size() <= kHeaderBytes ||
-      bytes.size() > kHeaderBytes + kLargestData)
-    return false;
-  if (bigEndian(bytes.substr(0, 2)) != kVersion) return false;
+std::string readDatagram(std::string_view bytes, Datagram* datagram) {
+  if (bytes.size() <= kHeaderBytes)
+    return "a datagram has a header of 16 bytes and data behind it, these "
+           "are " +
+           std::to_string(bytes.size()) + " bytes";
+  const unsigned version = bigEndian(bytes.substr(0, 2));
+  if (version != kVersion)
+    return "the version of the datagram is " + std::to_string(version) +
+           ", not 1";
   datagram->messageId = bigEndian(bytes.substr(2, 2));
   datagram->fragmentCount = bigEndian(bytes.substr(4, 2));
   datagram->fragment = bigEndian(bytes.substr(6, 2));
   datagram->totalLength = bigEndian(bytes.substr(8, 4));
   datagram->offset = bigEndian(bytes.substr(12, 4));
   datagram->data = bytes.substr(kHeaderBytes);
+  const unsigned count = datagram->fragmentCount;
+  if (count == 0) return "the message has no fragments";
+  if (datagram->fragment >= count)
+    return "there is no fragment " + std::to_string(datagram->fragment + 1) +
+           " of " + std::to_string(count);
   const std::uint64_t end =
       std::uint64_t{datagram->offset} + datagram->data.size();
-  return datagram->fragment < datagram->fragmentCount &&
-         end <= datagram->totalLength;
+  if (end > datagram->totalLength)
+    return "the data ends at byte " + std::to_string(end) +
+           ", the message at byte " + std::to_string(datagram->totalLength);
+  if (count > 1 && datagram->totalLength > count * kLargestData)
+    return std::to_string(count) + " fragments cannot hold " +
+           std::to_string(datagram->totalLength) + " bytes";
+  return "";
+}
+
+bool sameFragment(const Datagram& a, const Datagram& b) {
+  return sameMessage(a, b) && a.fragment == b.fragment &&
+         a.offset == b.offset && a.data == b.data;
 }
 
 std::string datagramText(const Datagram& datagram) {
@@ -124,17 +161,29 @@ Json datagramJson(const Datagram& datagram) {
 std::vector<Decoded> decodeAll(const std::vector<std::string>& inputs) {
   std::vector<Decoded> results;
   for (const std::string& input : inputs) {
-    Datagram datagram;
-    if (!readDatagram(input, &datagram)) {
+    if (!isDatagram(input)) {
       results.emplace_back();
       results.back().bytes = input;
       decodeValue(&results.back());
       continue;
     }
+    Datagram datagram;
+    const std::string problem = readDatagram(input, &datagram);
+    if (!problem.empty()) {
+      results.emplace_back();
+      results.back().bytes = input;
+      results.back().problem = "a receiver refuses the datagram: " + problem;
+      continue;
+    }
+    if (std::any_of(results.begin(), results.end(), [&](const Decoded& other) {
+          return holds(other, datagram, sameFragment);
+        }))
+      continue;
+    // Another fragment of that number is of another sender's message.
     const auto found =
         std::find_if(results.begin(), results.end(), [&](const Decoded& other) {
-          return !other.datagrams.empty() &&
-                 sameMessage(other.datagrams[0], datagram);
+          return holds(other, datagram, sameMessage) &&
+                 !holds(other, datagram, sameNumber);
         });
     Decoded& message = found != results.end() ? *found : results.emplace_back();
     message.datagrams.push_back(std::move(datagram));
@@ -152,7 +201,8 @@ std::string decodedText(const Decoded& decoded) {
   text += valueLines(decoded.value.get(), "");
   const std::size_t rest = decoded.bytes.size() - decoded.used;
   if (rest != 0)
-    text += std::to_string(rest) + " bytes follow: " +
+    text += std::to_string(rest) +
+            (rest == 1 ? " byte follows: " : " bytes follow: ") +
             hexText(std::string_view(decoded.bytes).substr(decoded.used)) +
             "\n";
   return text;

@@ -25,9 +25,12 @@ struct Datagram {
   std::string data;
 };
 
-// Takes a datagram apart. False when the bytes are none: too short, of another
-// version, or of numbers that contradict one another.
-bool readDatagram(std::string_view bytes, Datagram* datagram);
+// Takes a datagram apart. Returns why a receiver refuses it, or "".
+std::string readDatagram(std::string_view bytes, Datagram* datagram);
+
+// Whether two datagrams are the same fragment of the same message. A receiver
+// does not mind a fragment that arrives twice.
+bool sameFragment(const Datagram& a, const Datagram& b);
 
 // "message 7, fragment 1 of 2, bytes 0 to 1455 of 2000".
 std::string datagramText(const Datagram& datagram);
@@ -42,8 +45,10 @@ struct Decoded {
   std::string problem;              // why there is no value, or empty
 };
 
-// Decodes each input: an encoded value, PDUs included, or a datagram. The
-// fragments of one message make one result, whatever their order.
+// Decodes each input: a datagram, which begins with a byte 0, or an encoded
+// value, PDUs included, of which the null value alone is such a byte. The
+// fragments of one message make one result, whatever their order and although
+// some are there twice.
 std::vector<Decoded> decodeAll(const std::vector<std::string>& inputs);
 
 std::string decodedText(const Decoded& decoded);

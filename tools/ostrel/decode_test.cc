@@ -109,26 +109,66 @@ TEST(Decode, KeepsMessagesApart) {
   EXPECT_EQ(results.size(), 3u);
 }
 
-TEST(Decode, TakesBytesThatAreNoDatagramForAValue) {
-  Datagram datagram;
-  EXPECT_FALSE(readDatagram(parseHex("0001"), &datagram));
-  // Header alone; other version; fragment beyond the count; data beyond the
-  // end.
-  EXPECT_FALSE(
-      readDatagram(parseHex("00010007000100000000001300000000"), &datagram));
-  EXPECT_FALSE(
-      readDatagram(parseHex("0002000700010000000000130000000000"), &datagram));
-  EXPECT_FALSE(
-      readDatagram(parseHex("0001000700010001000000130000000000"), &datagram));
-  EXPECT_FALSE(
-      readDatagram(parseHex("0001000700010000000000130000001300"), &datagram));
-  EXPECT_TRUE(
-      readDatagram(parseHex("0001000700010000000000130000001200"), &datagram));
+TEST(Decode, SaysWhyADatagramIsRefused) {
+  const struct {
+    const char* hex;
+    const char* problem;
+  } rows[] = {
+      {"0001",
+       "a datagram has a header of 16 bytes and data behind it, these are 2 "
+       "bytes"},
+      {"00010007000100000000001300000000",
+       "a datagram has a header of 16 bytes and data behind it, these are 16 "
+       "bytes"},
+      {"0002000700010000000000130000000000",
+       "the version of the datagram is 2, not 1"},
+      {"0001000700000000000000130000000000", "the message has no fragments"},
+      {"0001000700010001000000130000000000", "there is no fragment 2 of 1"},
+      {"0001000700010000000000130000001300",
+       "the data ends at byte 20, the message at byte 19"},
+      {"000100070002000000000b610000000000",
+       "2 fragments cannot hold 2913 bytes"},
+      {"0001000700010000000000130000001200", ""},
+  };
+  for (const auto& row : rows) {
+    Datagram datagram;
+    EXPECT_EQ(readDatagram(parseHex(row.hex), &datagram), row.problem);
+    if (*row.problem == '\0') continue;
+    const auto results = decoded({row.hex});
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].value, nullptr);
+    EXPECT_EQ(results[0].problem,
+              std::string("a receiver refuses the datagram: ") + row.problem);
+  }
+}
+
+TEST(Decode, TakesASingleZeroForTheNullValue) {
+  const auto results = decoded({"00"});
+  EXPECT_EQ(results[0].problem, "");
+  EXPECT_EQ(decodedText(results[0]), "null:\n");
+}
+
+TEST(Decode, TakesAFragmentThatIsThereTwiceOnce) {
+  const std::string first = "000100070002000000000013000000001f030043";
+  const std::string second =
+      "0001000700020001000000130000000401050a000a01013b01060000804300";
+  const auto results = decoded({first, first, second, second, first});
+  ASSERT_EQ(results.size(), 1u);
+  EXPECT_EQ(results[0].problem, "");
+  EXPECT_EQ(results[0].datagrams.size(), 2u);
+}
+
+TEST(Decode, KeepsMessagesOfTheSameNumberApart) {
+  const auto results = decoded({"00010007000100000000000300000000030105",
+                                "00010007000100000000000300000000030106"});
+  ASSERT_EQ(results.size(), 2u);
+  EXPECT_EQ(plainText(results[0].value.get()), "5");
+  EXPECT_EQ(plainText(results[1].value.get()), "6");
 }
 
 TEST(Decode, ShowsWhatFollowsAValue) {
   const auto results = decoded({"030105ff"});
-  EXPECT_EQ(decodedText(results[0]), "int:5\n1 bytes follow: ff\n");
+  EXPECT_EQ(decodedText(results[0]), "int:5\n1 byte follows: ff\n");
 }
 
 TEST(Decode, SaysWhyBytesAreNoValue) {

@@ -8,13 +8,23 @@
 namespace cli {
 
 Exit runDecode(Output& output, const Words& inputs) {
-  Words lines = inputs;
-  if (lines.empty())
-    for (std::string text; std::getline(std::cin, text);)
-      if (text.find_first_not_of(" \t\r") != text.npos) lines.push_back(text);
-
   std::vector<std::string> encodings;
-  for (const std::string& text : lines) encodings.push_back(parseHex(text));
+  const auto read = [&](const std::string& text, const std::string& where) {
+    try {
+      encodings.push_back(parseHex(text));
+    } catch (const TextError& error) {
+      throw Failure(kDecode, where + error.what(),
+                    "ostrel decode --help shows how.");
+    }
+  };
+  for (const std::string& text : inputs) read(text, escaped(text) + ": ");
+  unsigned number = 0;
+  std::string text;
+  while (inputs.empty() && std::getline(std::cin, text)) {
+    ++number;
+    if (text.find_first_not_of(" \t\r") != text.npos)
+      read(text, "line " + std::to_string(number) + ": ");
+  }
   if (encodings.empty())
     throw Failure(kUsage, "there is nothing to decode",
                   "Give hexadecimal digits as arguments or on standard input.");

@@ -88,32 +88,34 @@ void Trace::arrived(const sockaddr_in& from, const std::string& datagram) {
     output_.trace(line.text, line.json);
   };
   Datagram header;
-  if (!readDatagram(datagram, &header)) {
-    show(shown("refused", "from", from, "  no datagram of this kind\n",
-               datagram, nullptr));
+  const std::string problem = readDatagram(datagram, &header);
+  if (!problem.empty()) {
+    show(shown("refused", "from", from, "  " + problem + "\n", datagram,
+               nullptr));
     return;
   }
   std::vector<std::string> parts = {datagram};
   if (header.fragmentCount > 1) {
     const auto known = std::find_if(
         partials_.begin(), partials_.end(), [&](const Partial& partial) {
-          Datagram first;
           return sameSender(partial.from, from) &&
-                 readDatagram(partial.datagrams[0], &first) &&
-                 first.messageId == header.messageId;
+                 partial.messageId == header.messageId;
         });
-    Partial partial = {from, {}};
+    Partial partial = {from, header.messageId, {}};
     if (known != partials_.end()) {
       partial = std::move(*known);
       partials_.erase(known);
     }
-    partial.datagrams.push_back(datagram);
-    if (partial.datagrams.size() < header.fragmentCount) {
+    // The same again is no news.
+    partial.fragments[header.fragment] = datagram;
+    if (partial.fragments.size() < header.fragmentCount) {
       if (partials_.size() == kMostPartials) partials_.erase(partials_.begin());
       partials_.push_back(std::move(partial));
       return;
     }
-    parts = std::move(partial.datagrams);
+    parts.clear();
+    for (const auto& fragment : partial.fragments)
+      parts.push_back(fragment.second);
   }
   const std::vector<Decoded> messages = decodeAll(parts);
   const Decoded& message = messages[0];

@@ -8,6 +8,7 @@
 #include <netinet/in.h>
 #include <ostrel/veskPDU.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -35,7 +36,8 @@ class Trace {
  private:
   struct Partial {
     sockaddr_in from;
-    std::vector<std::string> datagrams;
+    unsigned messageId;
+    std::map<unsigned, std::string> fragments;  // by number
   };
 
   void arrived(const sockaddr_in& from, const std::string& datagram);
