@@ -41,8 +41,10 @@ verify 59.6.0.1 x
 --retries x get 59.6
 --principal me get 59.6
 completion fish
-decode xyz
-decode 0
+discover --hops 3
+discover --hops 255
+get 59.6.0.010
+set 59.6.0.1 59.6=5
 END
 }
 
@@ -50,6 +52,12 @@ END
   run --separate-stderr "$OSTREL" --json get 59
   [ "$status" = 2 ]
   same "$(json '[.command, .failure, .status]')" '["get","usage",null]'
+  run --separate-stderr "$OSTREL" -jn get
+  [ "$status" = 2 ]
+  same "$(json '[.command, .failure]')" '["get","usage"]'
+  run --separate-stderr "$OSTREL" -sjoe get
+  [ "$status" = 2 ]
+  same "$output" ''
   run --separate-stderr "$OSTREL" --json frob
   [ "$status" = 2 ]
   same "$(json '[.command, .failure]')" '["","usage"]'
@@ -123,6 +131,27 @@ END
   run "$OSTREL" decode <<<$'030105\n\n0x030106'
   [ "$status" = 0 ]
   same "$output" $'int:5\nint:6'
+}
+
+@test "decode names what is no hexadecimal" {
+  run --separate-stderr "$OSTREL" decode <<<$'030105\n\n03zz'
+  [ "$status" = 5 ]
+  same "$output" ''
+  same "${stderr%%$'\n'*}" "ostrel: line 3: 'z' is no hexadecimal digit"
+  run --separate-stderr "$OSTREL" decode 030105 0
+  [ "$status" = 5 ]
+  [[ $stderr == 'ostrel: 0: an odd number'* ]]
+}
+
+@test "decode says why a datagram is refused" {
+  run --separate-stderr "$OSTREL" decode 00020007000100000000000300000000030105
+  [ "$status" = 5 ]
+  same "$output" ''
+  same "$stderr" 'ostrel: a receiver refuses the datagram: the version of the datagram is 2, not 1'
+  run --separate-stderr "$OSTREL" --json decode 0001
+  [ "$status" = 5 ]
+  [[ $(json .problem) == *'refuses the datagram'* ]]
+  same "$(json '[.value, .bytes]')" '[null,2]'
 }
 
 @test "decode has a JSON form" {

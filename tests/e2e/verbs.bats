@@ -298,6 +298,10 @@ END
   run --separate-stderr ostrel --dry-run create 59.200 59.200.1=lamp
   [ "$status" = 0 ]
   [[ $output == 'would send to 127.0.0.1:5135'$'\n''  create 0, status 0'* ]]
+  same "$stderr" 'ostrel: not sent: the request identifier is chosen when it is'
+  run --separate-stderr "$OSTREL" -n watch 59.200
+  same "$stderr" 'ostrel: not sent: the request identifier and the principal are chosen when it is
+ostrel: so is the port for events, 0 here'
   run ostrel search 59.200
   same "$output" 'ostrel: nothing found'
   run ostrel --json --dry-run remove 59.200.0.1
@@ -359,6 +363,10 @@ END
   same "$output" '59.200.0.1: there'
   [[ $stderr == *"looking up this user's principal at 127.0.0.1:5135"* ]]
   [[ $stderr == *'goes out without a principal'* ]]
+  run --separate-stderr "$OSTREL" --json --timeout 2 --server 127.0.0.2 \
+    verify 59.200.0.1
+  [ "$status" = 0 ]
+  same "$(jq -r .note <<<"$stderr" | cut -d ' ' -f 1-2)" $'looking up\nthe request'
 }
 
 @test "request identifiers begin at random" {

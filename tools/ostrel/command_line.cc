@@ -29,7 +29,8 @@ output, 130 interrupted.)";
 
 constexpr const char* kValues = R"(Values are written TYPE:VALUE.
   int:5 uint:5 short:5 ushort:5 long:5 ulong:5    whole numbers, 0x for hex
-  float:1.5 double:1.5 bool:true gauge:5 counter:5
+  float:1.5 double:1.5 bool:true
+  gauge:5 counter:5   servers refuse these: send uint:5
   string:abc          escapes: \n \t \r \xNN \\
   char:A uchar:\xff   one character
   time:now+1h         now, now-30m (s m h d w), 2026-11-21T03:19:26Z, seconds
@@ -222,9 +223,9 @@ void CommandLine::addOtherVerbs() {
             Session session(output);
             return runDiscover(session, hops_);
           });
-  discover->add_option("--hops", hops_, "Across so many networks (8)")
+  discover->add_option("--hops", hops_, "Across 1, 2, 4 or 8 networks (8)")
       ->type_name("COUNT")
-      ->check(CLI::Range(1, 255).description(""));
+      ->check(CLI::IsMember({1, 2, 4, 8}).description(""));
 
   CLI::App* action =
       add("action", "Have an action done",
@@ -268,9 +269,10 @@ void CommandLine::addOtherVerbs() {
 
   CLI::App* decode = add(
       "decode", "Print values, PDUs and datagrams given in hexadecimal",
-      "White space, colons and 0x do not count. Fragments of one message\n"
-      "are put together. Without arguments each line of the standard input\n"
-      "is one. Sends nothing.\n\n" +
+      "White space, colons and 0x before digits do not count. What begins\n"
+      "with 00 and goes on is a datagram; the fragments of one message are\n"
+      "put together. Without arguments each line of the standard input is\n"
+      "one. Sends nothing.\n\n" +
           examples("  ostrel decode 1f03004301050a000a01013b01060000804300\n"
                    "  ostrel --json decode 0x030105\n"
                    "  ostrel decode < datagrams.txt"),

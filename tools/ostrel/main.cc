@@ -22,10 +22,16 @@ Json about(const CommandLine& line) {
   return json;
 }
 
-// A mistake in the command line may come before --json was read.
+// A mistake in the command line may come before --json was read. Short options
+// may be joined, up to one that takes the rest for its value.
 bool wantsJson(const std::vector<std::string>& arguments) {
-  for (const std::string& argument : arguments)
-    if (argument == "--json" || argument == "-j") return true;
+  for (const std::string& argument : arguments) {
+    if (argument == "--json") return true;
+    if (argument.substr(0, 1) != "-" || argument.substr(0, 2) == "--") continue;
+    const std::string joined =
+        argument.substr(0, argument.find_first_of("strp"));
+    if (joined.find('j') != joined.npos) return true;
+  }
   return false;
 }
 

@@ -137,8 +137,8 @@ veskOid Session::principal(const sockaddr_in& to) {
         (failure.exit == kNoAnswer && sameServer))
       throw;
     output_.announce("the request goes out without a principal: " +
-                     std::string(failure.what()) +
-                     "\n        --principal none does not look for one.");
+                     std::string(failure.what()));
+    output_.hint("--principal none does not look for one.");
   }
   lookingUp_ = false;
   return *principal_;
@@ -180,13 +180,23 @@ void Session::open() {
   handler_.nextRequestId = random();
 }
 
+void Session::wouldSend(const sockaddr_in& to, veskPDU& request) {
+  trace_.wouldSend(to, request);
+  if (announcedDryRun_) return;
+  announcedDryRun_ = true;
+  const bool given = !output_.settings().principal.empty();
+  output_.note(std::string("ostrel: not sent: the request identifier") +
+               (given ? " is" : " and the principal are") +
+               " chosen when it is");
+}
+
 Owned<veskPDU> Session::exchange(in_addr host, unsigned short port,
                                  veskPDU& request) {
   const Settings& settings = output_.settings();
   const sockaddr_in to = endpoint(host, port);
   request.principal = principal(to);
   if (settings.dryRun) {
-    trace_.wouldSend(to, request);
+    wouldSend(to, request);
     return nullptr;
   }
   const bool once = lookingUp_ && lookupOnce_;
@@ -204,7 +214,7 @@ bool Session::gather(veskPDU& request, int hops, long seconds,
                      const Take& take) {
   const sockaddr_in to = endpoint(resolve(kDirectoryGroup), kDirectoryPort);
   if (output_.settings().dryRun) {
-    trace_.wouldSend(to, request);
+    wouldSend(to, request);
     return true;
   }
   open();

@@ -79,6 +79,7 @@ class Session {
   };
 
   void open();
+  void wouldSend(const sockaddr_in& to, veskPDU& request);
   veskOid principal(const sockaddr_in& to);
   veskOid lookUpPrincipal();
   Owned<veskPDU> exchange(in_addr host, unsigned short port, veskPDU& request);
@@ -91,6 +92,7 @@ class Session {
   Trace trace_;
   veskTransactionHandler handler_;
   int socket_ = -1;
+  bool announcedDryRun_ = false;
   bool lookingUp_ = false;   // the requests are those of the lookup
   bool lookupOnce_ = false;  // and are sent once
   std::optional<in_addr> server_;

@@ -307,7 +307,10 @@ Exit Watch::run() {
       if (registerFor(event, &registration.oid))
         registrations_.push_back(registration);
     }
-    if (registrations_.empty()) return kDone;
+    if (registrations_.empty()) {
+      session_.output().note("ostrel: so is the port for events, 0 here");
+      return kDone;
+    }
     session_.output().note("ostrel: watching " + oidText(oid_) + " at " +
                            addressText(session_.server()) + "; Ctrl-C ends it");
     watch();
