@@ -10,7 +10,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <future>
 #include <random>
+#include <thread>
+#include <utility>
 
 #include "pdu_text.h"
 #include "signals.h"
@@ -32,6 +35,9 @@ constexpr double kSilence = 1;
 
 // The progress line is written again this often.
 constexpr int kPollMilliseconds = 1000;
+
+// How often a signal is looked for while a name is looked up.
+constexpr auto kLookupTurn = std::chrono::milliseconds(50);
 
 sockaddr_in endpoint(in_addr host, unsigned short port) {
   sockaddr_in address = {};
@@ -73,21 +79,59 @@ sockaddr_in localServer() {
 
 }  // namespace
 
-in_addr resolve(const std::string& host) {
+namespace {
+
+struct Lookup {
+  int code;  // of getaddrinfo()
+  in_addr address;
+};
+
+Lookup lookUp(const std::string& host) {
   addrinfo wanted = {};
   wanted.ai_family = AF_INET;
   wanted.ai_socktype = SOCK_DGRAM;
   addrinfo* found = nullptr;
   const int code = getaddrinfo(host.c_str(), nullptr, &wanted, &found);
-  if (code != 0)
-    throw Failure(kSetup,
-                  "there is no IPv4 address for the host '" + escaped(host) +
-                      "': " + gai_strerror(code),
-                  "Give --server the host's address, such as 10.0.0.1.");
+  if (code != 0) return {code, {}};
   sockaddr_in address;
   std::memcpy(&address, found->ai_addr, sizeof address);
   freeaddrinfo(found);
-  return address.sin_addr;
+  return {code, address.sin_addr};
+}
+
+// A name server may take long, and no signal ends that: it is asked beside.
+Lookup lookUpPatiently(const std::string& host, Output& output) {
+  std::promise<Lookup> promise;
+  std::future<Lookup> result = promise.get_future();
+  std::thread([host, promised = std::move(promise)]() mutable {
+    promised.set_value(lookUp(host));
+  }).detach();
+  const auto start = std::chrono::steady_clock::now();
+  while (result.wait_for(kLookupTurn) != std::future_status::ready) {
+    if (interrupted())
+      throw Failure(kInterrupted, "interrupted while the host '" +
+                                      escaped(host) + "' was looked up");
+    const double waited = secondsSince(start);
+    if (waited >= kSilence)
+      output.progress("looking up the host '" + escaped(host) + "', " +
+                      plural(static_cast<long>(waited), "second"));
+  }
+  output.endProgress();
+  return result.get();
+}
+
+}  // namespace
+
+in_addr resolve(const std::string& host, Output& output) {
+  in_addr address = {};
+  if (inet_pton(AF_INET, host.c_str(), &address) == 1) return address;
+  const Lookup found = lookUpPatiently(host, output);
+  if (found.code != 0)
+    throw Failure(kSetup,
+                  "there is no IPv4 address for the host '" + escaped(host) +
+                      "': " + gai_strerror(found.code),
+                  "Give --server the host's address, such as 10.0.0.1.");
+  return found.address;
 }
 
 std::string addressText(in_addr address) {
@@ -108,7 +152,7 @@ Session::~Session() {
 in_addr Session::server() {
   if (!server_) {
     const std::string& name = output_.settings().server;
-    server_ = resolve(name.empty() ? "127.0.0.1" : name);
+    server_ = resolve(name.empty() ? "127.0.0.1" : name, output_);
   }
   return *server_;
 }
@@ -212,7 +256,8 @@ Owned<veskPDU> Session::exchange(in_addr host, unsigned short port,
 
 bool Session::gather(veskPDU& request, int hops, long seconds,
                      const Take& take) {
-  const sockaddr_in to = endpoint(resolve(kDirectoryGroup), kDirectoryPort);
+  const sockaddr_in to =
+      endpoint(resolve(kDirectoryGroup, output_), kDirectoryPort);
   if (output_.settings().dryRun) {
     wouldSend(to, request);
     return true;

@@ -23,8 +23,8 @@ constexpr unsigned short kObjectServerPort = 5135;
 constexpr unsigned short kDirectoryPort = 5136;
 constexpr const char* kDirectoryGroup = "224.0.1.2";
 
-// An IPv4 host by name or address. Throws Failure.
-in_addr resolve(const std::string& host);
+// An IPv4 host by name or address. Shows progress; throws Failure.
+in_addr resolve(const std::string& host, Output& output);
 std::string addressText(in_addr address);
 
 class Session {

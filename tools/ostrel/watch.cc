@@ -118,7 +118,7 @@ class Watch {
 void Watch::open() {
   deliverTo_ = options_.deliverTo.empty()
                    ? localAddressTowards(session_.server())
-                   : resolve(options_.deliverTo);
+                   : resolve(options_.deliverTo, session_.output());
   if (session_.output().settings().dryRun) return;
   socket_ = events_.open(0);
   sockaddr_in address = {};
