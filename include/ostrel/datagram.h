@@ -72,8 +72,9 @@ class OSTREL_API veskDatagramHandler {
   veskDatagramHandler& operator=(const veskDatagramHandler&) = delete;
 
   // Opens a socket on a port in host order, 0 for one that the system chooses.
-  // A socket that an earlier call opened is closed first. Returns the
-  // descriptor, or -1 with the cause in errno.
+  // A socket that an earlier call opened is closed once the new one is there,
+  // or has failed; so its port is still taken. Returns the descriptor, or -1
+  // with the cause in errno.
   int open(unsigned short port);
 
   // Sends `length` bytes as one message. Blocks for 100 ms after every 20

@@ -47,7 +47,7 @@ using IfValue = std::enable_if_t<std::is_convertible_v<Value*, veskType*>, int>;
 //   null text instead; say so through a veskType& of theirs.
 class OSTREL_API veskType {
  public:
-  veskType() : tag(ostrel::kTagNull) {}
+  veskType() : tag(ostrel::kTagNull) {}  // null
 
   // Takes the low 8 bits of `type` for its tag. (Explicit, or a number assigned
   // to one of the classes below could be meant for the tag as well.)
