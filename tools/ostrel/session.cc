@@ -77,10 +77,6 @@ sockaddr_in localServer() {
   return endpoint(local, kObjectServerPort);
 }
 
-}  // namespace
-
-namespace {
-
 struct Lookup {
   int code;  // of getaddrinfo()
   in_addr address;

@@ -25,10 +25,10 @@ using Owned = std::unique_ptr<T, ReleaseValue>;
 using Value = Owned<veskType>;
 
 // The value that a text stands for. Text without a type gets the obvious one:
-// whole numbers are int (uint above 2147483647; beyond that nothing), numbers
-// with one dot double,
+// whole numbers are int (uint above 2147483647), numbers with one dot double,
 // three dotted numbers aid, four oid, true and false bool, the rest string.
-// Times may be relative to `now`. Throws TextError.
+// Times may be relative to `now`. Throws TextError, for whole numbers that fit
+// into neither as well.
 Value parseValue(std::string_view text, std::time_t now);
 
 // Identifiers in dotted form, classes as "59.6". Throw TextError.
