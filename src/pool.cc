@@ -4,8 +4,8 @@
 
 namespace ostrel {
 
-Pool::Block Pool::open_ = {nullptr, 0};
-Pool::Block Pool::closed_ = {nullptr, kKept};
+Pool::Block Pool::open_ = {nullptr, kKept};
+Pool::Block Pool::closed_ = {nullptr, 0};
 
 thread_local Pool::Free Pool::free_ = {
     {&closed_, &closed_, &closed_, &closed_, &closed_, &closed_, &closed_,

@@ -55,17 +55,16 @@ class Pool {
     if (size > kLargest) return overflow(memory, size);
     const std::size_t slot = slotOf(size);
     Block* top = free_.top[slot];
-    if (top->kept >= kKept) return overflow(memory, size);
-    auto* block = static_cast<Block*>(memory);
-    block->next = top;
-    block->kept = top->kept + 1;
-    free_.top[slot] = block;
+    std::size_t room;
+    if (__builtin_sub_overflow(top->room, 1, &room))
+      return overflow(memory, size);
+    free_.top[slot] = new (memory) Block{top, room};
   }
 
  private:
   struct Block {
     Block* next;       // null: no block but the end of a list
-    std::size_t kept;  // how many blocks there are from this one on
+    std::size_t room;  // how many more blocks the list takes on top of this one
   };
 
   struct Free {
