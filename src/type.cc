@@ -369,11 +369,15 @@ void freeBytes(char* bytes, std::size_t count) {
   if (bytes != nullptr) Pool::release(bytes, count);
 }
 
+inline char* copyBytes(const void* from, unsigned count) {
+  void* copy = Pool::allocate(count);
+  return static_cast<char*>(std::memcpy(copy, from, count));
+}
+
 // Puts a copy of the bytes at `from`, which may be old ones, in their place.
 inline void replaceBytes(const void* from, unsigned count, char*& bytes,
                          std::uint32_t& capacity) {
-  auto* copy = static_cast<char*>(Pool::allocate(count));
-  std::memcpy(copy, from, count);
+  char* const copy = copyBytes(from, count);
   freeBytes(bytes, capacity);
   bytes = copy;
   capacity = count;
@@ -398,7 +402,16 @@ std::size_t held(const veskString& string) {
 }  // namespace
 
 veskString::veskString() : veskType(kTagString), capacity(0), text(nullptr) {}
-veskString::veskString(const char* s, unsigned n) : veskString() { set(s, n); }
+
+// As set(), but nothing is there that could have room enough.
+veskString::veskString(const char* s, unsigned n)
+    : veskType(kTagString), capacity(0), text(nullptr) {
+  if (s == nullptr) return;
+  if (n == 0) n = static_cast<unsigned>(std::strlen(s));
+  if (n == 0) return;
+  text = copyBytes(s, n);
+  capacity = length.value = n;
+}
 veskString::veskString(const veskString& other) : veskString() {
   *this = other;
 }
