@@ -144,8 +144,9 @@ class Ostrel final : public System {
 
   veskGetRespPDU* fromNumbers() {
     auto* attributes = new veskList;
+    veskAid id(classOid_, 0);
     for (const Item& item : content_.items) {
-      veskAid id(classOid_, item.number);
+      id.component[2] = item.number;
       auto* attribute = new veskAttribute(&id);
       attribute->value = makeValue(item, classOid_);
       attributes->append(attribute);

@@ -1,5 +1,6 @@
-# Makes the table of scripts/bench from the CSV of answer_bench: the medians of
-# the CPU time, in nanoseconds for each attribute, and the ratios of medians.
+# Makes the table of scripts/bench from the CSV of many passes of answer_bench:
+# the medians of the CPU time, in nanoseconds for each attribute, and the ratios
+# of medians. Only what was measured with `least` additions a nanosecond counts.
 
 BEGIN {
   FS = ","
@@ -8,12 +9,25 @@ BEGIN {
   split("ostrel limit xdr msgpack msgpack-structs capnproto", systems, " ")
 }
 
-/_median"/ {
-  name = $1
-  gsub(/"|_median/, "", name)
-  split(name, part, "/")
-  attributes = part[3] ~ /shuffled/ ? 100 : part[3]
-  median[part[1], part[2], part[3]] = $4 / attributes
+/^"/ { all++ }
+
+# A benchmark that failed has no figure.
+/^"/ && $4 > 0 && $11 >= least {
+  counted++
+  gsub(/"/, "", $1)
+  figures[$1] = figures[$1] " " $4
+}
+
+function medianOf(text,    figure, count, i, j, moving) {
+  count = split(text, figure, " ")
+  for (i = 2; i <= count; i++) {
+    moving = figure[i]
+    for (j = i; j > 1 && figure[j - 1] + 0 > moving + 0; j--)
+      figure[j] = figure[j - 1]
+    figure[j] = moving
+  }
+  i = int((count + 1) / 2)
+  return count % 2 ? figure[i] : (figure[i] + figure[i + 1]) / 2
 }
 
 # A missing figure is a failure, not a zero.
@@ -42,6 +56,13 @@ function ratio(operation, name, column, most,    mine, theirs, r) {
 }
 
 END {
+  for (name in figures) {
+    split(name, part, "/")
+    attributes = part[3] ~ /shuffled/ ? 100 : part[3]
+    median[part[1], part[2], part[3]] = medianOf(figures[name]) / attributes
+  }
+  printf "%d of %d measurements count, those with the core to themselves\n\n",
+    counted, all
   print "Nanoseconds for each attribute (medians of the CPU time)\n"
   printf "%-12s %-16s", "operation", "system"
   for (i = 1; i <= 6; i++) printf "%11s", columns[i]
