@@ -5,8 +5,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <memory>
 #include <vector>
 
+#include "answer_content.h"
 #include "round_trips.h"
 
 namespace {
@@ -37,6 +39,47 @@ void roundTripsAgainstByHand(benchmark::State& state) {
 BENCHMARK(roundTripsAgainstByHand)
     ->Arg(0)
     ->Arg(1)
+    ->Arg(10)
+    ->Arg(100)
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(3);
+
+class ByHandAndRead {
+ public:
+  ByHandAndRead(const Server& server, Question& question, unsigned attributes)
+      : byHand_(server, question),
+        limit_(ostrel::bench::makeLimit(ostrel::bench::cycling(attributes))) {}
+
+  void roundTrip() {
+    byHand_.roundTrip();
+    limit_->decode();
+  }
+
+ private:
+  ByHand byHand_;
+  std::unique_ptr<ostrel::bench::System> limit_;
+};
+
+// The least that the ratio above can be for a client that reads its answers:
+// the calls by hand, and as many attributes read by answer_limit.cc.
+void readingAgainstByHand(benchmark::State& state) {
+  pinToOneProcessor();
+  const Server server(static_cast<int>(state.range(0)));
+  Question question;
+  ByHand byHand(server, question);
+  ByHandAndRead reading(server, question,
+                        static_cast<unsigned>(state.range(0)));
+  nanosecondsForEach(byHand);
+  nanosecondsForEach(reading);
+  std::vector<double> ratios;
+  for (auto step : state) {
+    static_cast<void>(step);
+    const double hand = nanosecondsForEach(byHand);
+    ratios.push_back(nanosecondsForEach(reading) / hand);
+  }
+  state.counters["ratio"] = median(ratios);
+}
+BENCHMARK(readingAgainstByHand)
     ->Arg(10)
     ->Arg(100)
     ->Unit(benchmark::kMillisecond)
