@@ -61,7 +61,7 @@ END {
     attributes = part[3] ~ /shuffled/ ? 100 : part[3]
     median[part[1], part[2], part[3]] = medianOf(figures[name]) / attributes
   }
-  printf "%d of %d measurements count, those with the core to themselves\n\n",
+  printf "%d of %d measurements count: the core was as free as it ever got\n\n",
     counted, all
   print "Nanoseconds for each attribute (medians of the CPU time)\n"
   printf "%-12s %-16s", "operation", "system"
