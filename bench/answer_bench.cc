@@ -1,7 +1,8 @@
 // A get's answer with 1 to 1000 attributes: building, encoding, decoding and
 // printing it, beside systems that carry the same content. Benchmarks are
 // named operation/system/attributes; scripts/bench makes the table. The counter
-// `additions` says how much of its core the machine had meanwhile.
+// `additions` says how free the core was just before and after, whichever is
+// less.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -75,7 +76,8 @@ bool leaks(const Systems& systems, Operation operation) {
 }
 
 // How many additions a nanosecond sees that need not wait for each other: about
-// half as many when somebody else computes on the core's second thread.
+// two thirds as many, or fewer, when somebody else computes on the core's
+// second thread.
 double additions() {
   using Clock = std::chrono::steady_clock;
   constexpr unsigned kRounds = 20000;

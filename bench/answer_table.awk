@@ -1,6 +1,7 @@
 # Makes the table of scripts/bench from the CSV of many passes of answer_bench:
 # the medians of the CPU time, in nanoseconds for each attribute, and the ratios
-# of medians. Only what was measured with `least` additions a nanosecond counts.
+# of medians. What was measured with fewer than `least` additions a nanosecond
+# does not count.
 
 BEGIN {
   FS = ","
@@ -9,12 +10,13 @@ BEGIN {
   split("ostrel limit xdr msgpack msgpack-structs capnproto", systems, " ")
 }
 
-/^"/ { all++ }
-
 # A benchmark that failed has no figure.
-/^"/ && $4 > 0 && $11 >= least {
-  counted++
+/^"/ && $4 > 0 {
   gsub(/"/, "", $1)
+  measured[$1]
+  all++
+  if ($11 < least) next
+  counted++
   figures[$1] = figures[$1] " " $4
 }
 
@@ -56,20 +58,25 @@ function ratio(operation, name, column, most,    mine, theirs, r) {
 }
 
 END {
-  for (name in figures) {
+  fewest = all
+  for (name in measured) {
+    few = split(figures[name], each, " ")
+    if (few < fewest) fewest = few
+    if (few == 0) continue
     split(name, part, "/")
     attributes = part[3] ~ /shuffled/ ? 100 : part[3]
     median[part[1], part[2], part[3]] = medianOf(figures[name]) / attributes
   }
-  printf "%d of %d measurements count: the core was as free as it ever got\n\n",
-    counted, all
+  printf "%d of %d measurements count, made with %.1f additions a nanosecond or\n",
+    counted, all, least
+  printf "more. Each median is one of %d figures or more.\n\n", fewest
   print "Nanoseconds for each attribute (medians of the CPU time)\n"
   printf "%-12s %-16s", "operation", "system"
   for (i = 1; i <= 6; i++) printf "%11s", columns[i]
   print ""
   for (i = 1; i <= 5; i++) {
     for (j = 1; j <= 6; j++) {
-      if ((operations[i], systems[j], 100) in median)
+      if ((operations[i] "/" systems[j] "/100") in measured)
         row(operations[i], systems[j])
     }
   }

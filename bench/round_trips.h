@@ -104,6 +104,8 @@ struct Question {
   veskList list;
 };
 
+constexpr char kShortText[] = "a short text";
+
 // A get answer with so many attributes, numbers and short texts in turn.
 inline std::string answerBytes(int attributes) {
   veskList list;
@@ -115,7 +117,7 @@ inline std::string answerBytes(int attributes) {
     if (i % 2 == 0) {
       value = new veskInt(1000 * i);
     } else {
-      value = new veskString("a short text");
+      value = new veskString(kShortText);
     }
     list.append(new veskAttribute(&id, value));
   }
