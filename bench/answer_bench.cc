@@ -80,21 +80,17 @@ bool leaks(const Systems& systems, Operation operation) {
 // second thread.
 double additions() {
   using Clock = std::chrono::steady_clock;
-  constexpr unsigned kRounds = 20000;
-  double best = 0;
-  for (int attempt = 0; attempt < 3; attempt++) {
-    unsigned a = 0, b = 0, c = 0, d = 0;
-    const auto start = Clock::now();
-    for (unsigned round = 0; round < kRounds; round++) {
-      benchmark::DoNotOptimize(++a);
-      benchmark::DoNotOptimize(++b);
-      benchmark::DoNotOptimize(++c);
-      benchmark::DoNotOptimize(++d);
-    }
-    const std::chrono::duration<double, std::nano> took = Clock::now() - start;
-    best = std::max(best, 4 * kRounds / took.count());
+  constexpr unsigned kRounds = 200000;
+  unsigned a = 0, b = 0, c = 0, d = 0;
+  const auto start = Clock::now();
+  for (unsigned round = 0; round < kRounds; round++) {
+    benchmark::DoNotOptimize(++a);
+    benchmark::DoNotOptimize(++b);
+    benchmark::DoNotOptimize(++c);
+    benchmark::DoNotOptimize(++d);
   }
-  return best;
+  const std::chrono::duration<double, std::nano> took = Clock::now() - start;
+  return 4 * kRounds / took.count();
 }
 
 void run(benchmark::State& state, SystemMaker make,
