@@ -31,6 +31,19 @@ waitFor() {
 
 events() { jq -c 'select(.what == "event") | [.oid, .name]' "$1"; }
 
+# interruptWatch FILE ends the watch of two kinds of events that was started
+# last, beside one server: it takes back what it registered and ends with 0.
+interruptWatch() {
+  local log=$1 code=0
+  kill -INT "$started"
+  wait "$started" || code=$?
+  running=("${running[0]}")
+  [ "$code" = 0 ]
+  same "$(jq -r .what "$log" | tr '\n' ' ')" \
+    'registered registered unregistered unregistered '
+  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+}
+
 @test "watch prints the events of a class" {
   local log=$BATS_TEST_TMPDIR/watch.json
   serve server --memory
@@ -71,17 +84,11 @@ events() { jq -c 'select(.what == "event") | [.oid, .name]' "$1"; }
 }
 
 @test "watch unregisters on Ctrl-C and ends with 0" {
-  local log=$BATS_TEST_TMPDIR/watch.json code=0
+  local log=$BATS_TEST_TMPDIR/watch.json
   serve server --memory
   watchTo "$log" 59.200 created changed
   same "$(ostrel search 59.6 | wc -l)" 2
-  kill -INT "$started"
-  wait "$started" || code=$?
-  running=("${running[0]}")
-  [ "$code" = 0 ]
-  same "$(jq -r .what "$log" | tr '\n' ' ')" \
-    'registered registered unregistered unregistered '
-  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+  interruptWatch "$log"
 }
 
 @test "watch ends after so many events or seconds" {
@@ -130,17 +137,11 @@ events() { jq -c 'select(.what == "event") | [.oid, .name]' "$1"; }
 }
 
 @test "watch takes a registration that is gone for removed" {
-  local log=$BATS_TEST_TMPDIR/watch.json code=0
+  local log=$BATS_TEST_TMPDIR/watch.json
   serve server --memory
   watchTo "$log" 59.200 created changed
   ostrel remove 59.6.0.1
-  kill -INT "$started"
-  wait "$started" || code=$?
-  running=("${running[0]}")
-  [ "$code" = 0 ]
-  same "$(jq -r .what "$log" | tr '\n' ' ')" \
-    'registered registered unregistered unregistered '
-  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+  interruptWatch "$log"
 }
 
 @test "watch ends well after a server that forgot it" {
