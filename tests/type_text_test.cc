@@ -142,6 +142,18 @@ TEST(String, TakesTheLengthOfTheTextForZero) {
   EXPECT_EQ(value.capacity, 3u);
 }
 
+TEST(String, IsMadeWithABufferOfItsLength) {
+  veskString value("abc");
+  EXPECT_EQ(held(value), "abc");
+  EXPECT_EQ(value.capacity, 3u);
+  for (const char* text : {"", static_cast<const char*>(nullptr)}) {
+    veskString empty(text);
+    EXPECT_EQ(empty.length.value, 0u);
+    EXPECT_EQ(empty.capacity, 0u);
+    EXPECT_EQ(empty.text, nullptr);
+  }
+}
+
 TEST(String, TakesAsManyCharactersAsItIsTold) {
   veskString value("abc", 2);
   EXPECT_EQ(held(value), "ab");
