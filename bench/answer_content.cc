@@ -111,7 +111,7 @@ AttributeId parseName(const std::string& name) {
 }
 
 void stop(const char* why) {
-  std::fprintf(stderr, "answer_bench: %s\n", why);
+  std::fprintf(stderr, "benchmark: %s\n", why);
   std::exit(1);
 }
 
