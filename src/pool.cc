@@ -1,22 +1,16 @@
 #include "pool.h"
 
-#include <algorithm>
-
 namespace ostrel {
 
-Pool::Block Pool::open_ = {nullptr, kKept};
-Pool::Block Pool::closed_ = {nullptr, 0};
+Pool::Lists Pool::unopened_ = {};
+Pool::Lists Pool::ended_ = {};
 
-thread_local Pool::Free Pool::free_ = {
-    {&closed_, &closed_, &closed_, &closed_, &closed_, &closed_, &closed_,
-     &closed_, &closed_, &closed_, &closed_, &closed_, &closed_, &closed_,
-     &closed_, &closed_, &closed_}};
+thread_local Pool::Lists* Pool::mine_ = &Pool::unopened_;
 
 void* Pool::refill(std::size_t size) {
 #if !defined(OSTREL_POOL_OFF)
   // A block that will serve every size of its list.
-  if (size <= kLargest)
-    size = std::max(sizeof(Block), (slotOf(size) + 1) * kGrain - kWord);
+  if (size <= kLargest) size = bytesOf(slotOf(size)) - kWord;
 #endif
   return ::operator new(size);
 }
@@ -24,7 +18,7 @@ void* Pool::refill(std::size_t size) {
 void Pool::overflow(void* memory, std::size_t size) noexcept {
   static_cast<void>(size);
 #if !defined(OSTREL_POOL_OFF)
-  openLists();
+  if (mine_ == &unopened_) openLists();
 #endif
   ::operator delete(memory);
 }
@@ -32,23 +26,25 @@ void Pool::overflow(void* memory, std::size_t size) noexcept {
 // The first block that a thread gives back opens its lists. The closer empties
 // them at the thread's end; what comes later goes to the allocator.
 void Pool::openLists() noexcept {
-  static thread_local bool opened = false;
-  if (opened) return;
-  opened = true;
+  auto* lists = new (std::nothrow) Lists();
+  if (lists == nullptr) return;
   static thread_local Closer closer;
   static_cast<void>(closer);
-  for (Block*& top : free_.top) top = &open_;
+  lists->room_ = kMostKept;
+  mine_ = lists;
 }
 
 Pool::Closer::~Closer() {
-  for (Block*& top : free_.top) {
-    while (top->next != nullptr) {
-      Block* block = top;
-      top = block->next;
+  Lists* const lists = mine_;
+  mine_ = &ended_;
+  for (Lists::Block* block : lists->top_) {
+    while (block != nullptr) {
+      Lists::Block* const next = block->next;
       ::operator delete(block);
+      block = next;
     }
-    top = &closed_;
   }
+  delete lists;
 }
 
 }  // namespace ostrel
