@@ -14,6 +14,11 @@
 namespace ostrel::bench {
 namespace {
 
+// How many bytes a number has without its leading zero bytes: 0 to 4.
+unsigned significantBytes(std::uint32_t number) {
+  return number == 0 ? 0 : 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
+}
+
 struct FlatText {
   std::uint32_t length;
   char bytes[kLongText];

@@ -15,7 +15,7 @@
 namespace ostrel {
 
 // What an integer body asks for, however few bytes it then takes: its length
-// byte and four bytes. So it is written with one full store and no branches.
+// byte and four bytes.
 constexpr std::size_t kIntegerRoom = 5;
 
 inline std::uint32_t bigEndian(std::uint32_t number) {
@@ -44,38 +44,44 @@ inline std::uint16_t bigEndian(std::uint16_t number) {
 
 inline std::uint8_t bigEndian(std::uint8_t number) { return number; }
 
-// How many bytes a number has without its leading zero bytes: 0 to 4.
-inline unsigned significantBytes(std::uint32_t number) {
-  return number == 0 ? 0 : 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
-}
-
-// Writes an integer body at `to`, where kIntegerRoom bytes are free. Returns
-// the place behind it. Most numbers are small: they take the first road.
-inline char* storeInteger(char* to, std::uint32_t value) {
+// Writes an integer body at `to`, where kIntegerRoom bytes are free, and
+// touches none of them that it does not use. Returns the place behind it.
+[[gnu::always_inline]] inline char* storeInteger(char* to,
+                                                 std::uint32_t value) {
   if (value - 1 < 0xff) {
     to[0] = 1;
     to[1] = static_cast<char>(value);
     return to + 2;
   }
+  if (value - 1 < 0xffff) {
+    const std::uint16_t bytes = bigEndian(static_cast<std::uint16_t>(value));
+    to[0] = 2;
+    std::memcpy(to + 1, &bytes, sizeof bytes);
+    return to + 3;
+  }
   if (value == 0) {
     to[0] = 0;
     return to + 1;
   }
-  const unsigned significant = significantBytes(value);
-  to[0] = static_cast<char>(significant);
-  // The significant bytes go first; the zeros behind them lie within the room
-  // and are written over or not counted.
-  const std::uint32_t bytes = bigEndian(value << (32 - 8 * significant));
-  std::memcpy(to + 1, &bytes, sizeof bytes);
-  return to + 1 + significant;
+  const std::uint32_t bytes = bigEndian(value);
+  if (value > 0xffffff) {
+    to[0] = 4;
+    std::memcpy(to + 1, &bytes, sizeof bytes);
+    return to + 5;
+  }
+  const std::uint32_t last = bigEndian(value << 8);
+  to[0] = 3;
+  std::memcpy(to + 1, &last, 3);
+  return to + 4;
 }
 
 // Reads an integer body at `from`, where kIntegerRoom bytes can be read.
 // Returns the place behind it, or null when it claims more than four bytes.
-// Here, too, most numbers are small.
-inline const char* loadInteger(const char* from, std::uint32_t* value) {
+// Most numbers are small.
+[[gnu::always_inline]] inline const char* loadInteger(const char* from,
+                                                      std::uint32_t* value) {
   const std::size_t count = static_cast<unsigned char>(from[0]);
-  if (__builtin_expect(count == 1, 1)) {
+  if (count == 1) {
     *value = static_cast<unsigned char>(from[1]);
     return from + 2;
   }
@@ -133,8 +139,8 @@ class ByteWriter {
   bool ok() const { return at_ != nullptr; }
   char* at() const { return at_; }
 
-  // Goes on behind what was written at at() after room() had said that it fits.
-  void moveTo(char* behind) { advance(static_cast<std::size_t>(behind - at_)); }
+  // Goes on behind what was written at at().
+  void moveTo(char* behind) { wrote(static_cast<std::size_t>(behind - at_)); }
   unsigned left() const { return static_cast<unsigned>(left_); }
 
   // Bytes written, 0 after a failure.
@@ -199,16 +205,17 @@ class ByteReader {
 
   // What a value's own decode() took: 0 bytes is its failure.
   void read(std::size_t bytes) {
-    if (bytes == 0 || left_ < bytes) return fail();
+    if (bytes == 0) return fail();
     skip(bytes);
   }
 
   void skip(std::size_t bytes) {
+    if (left_ < bytes) return fail();
     at_ += bytes;
     left_ -= bytes;
   }
 
-  // Goes on behind what was read at at() after has() had said that it is there.
+  // Goes on behind what was read at at().
   void moveTo(const char* behind) {
     skip(static_cast<std::size_t>(behind - at_));
   }

@@ -1,5 +1,6 @@
 #include "bytes.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -100,7 +101,15 @@ Bytes ExactBuffer::first(std::size_t count) const {
 
 Encoded encodeInto(veskType& value, std::size_t room) {
   ExactBuffer buffer(room);
+  const Bytes before = buffer.first(room);
   const unsigned used = value.encode(buffer.data(), buffer.size());
+  if (used != 0) {
+    const Bytes after = buffer.first(room);
+    EXPECT_TRUE(
+        std::equal(before.begin() + used, before.end(), after.begin() + used))
+        << "changed behind the " << used
+        << " bytes that it wrote: " << toHex(after);
+  }
   return {used, buffer.first(used)};
 }
 

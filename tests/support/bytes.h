@@ -67,7 +67,8 @@ struct Encoded {
   Bytes bytes;    // the first `used` bytes of the buffer
 };
 
-// Encodes into a heap block of exactly `room` bytes.
+// Encodes into a heap block of exactly `room` bytes. The running test fails
+// when a byte behind those that were written has changed.
 Encoded encodeInto(veskType& value, std::size_t room);
 
 // The value's encoding, in a buffer that grows until it is large enough, or no
