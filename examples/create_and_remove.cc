@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     status |= report(handler.remove(&server, object), nullptr);
   }
   attributes.clear(1);
-  errors.clear(1);
+  errors.destroyDecodedElements();
   handler.principalCache.clear(1);
   return status;
 }

@@ -29,9 +29,9 @@ int main(int argc, char** argv) {
     print(&found);
     print(&servers);
   }
-  found.clear(1);
-  servers.clear(1);
-  errors.clear(1);
+  found.destroyDecodedElements();
+  servers.destroyDecodedElements();
+  errors.destroyDecodedElements();
   handler.principalCache.clear(1);
   return status;
 }

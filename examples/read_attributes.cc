@@ -22,8 +22,8 @@ int main(int argc, char** argv) {
   if (code == 0 || code == -1) {
     for (unsigned i = 0; i < attributes.count; ++i) print(attributes.at(i));
   }
-  attributes.clear(1);
-  errors.clear(1);
+  attributes.destroyDecodedElements();
+  errors.destroyDecodedElements();
   handler.principalCache.clear(1);
   return status;
 }

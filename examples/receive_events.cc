@@ -31,7 +31,7 @@ static void receiveEvents(veskEventHandler& handler, int count) {
       printEvent(from, object, event, arguments);
       --count;
     }
-    arguments.clear(1);
+    arguments.destroyDecodedElements();
   }
 }
 
@@ -54,7 +54,7 @@ int main(int argc, char** argv) {
     receiveEvents(handler, std::atoi(argv[4]));
     status |= report(handler.unreg(registration, &server), nullptr);
   }
-  errors.clear(1);
+  errors.destroyDecodedElements();
   handler.events.clear(1);
   handler.principalCache.clear(1);
   return status;

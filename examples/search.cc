@@ -26,8 +26,8 @@ int main(int argc, char** argv) {
 
   for (unsigned i = 0; i < found.count; ++i) print(found.at(i));
   terms.clear(1);
-  found.clear(1);
-  errors.clear(1);
+  found.destroyDecodedElements();
+  errors.destroyDecodedElements();
   handler.principalCache.clear(1);
   return status;
 }

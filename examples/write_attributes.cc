@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
       report(handler.set(&server, object, attributes, &errors), &errors);
 
   attributes.clear(1);
-  errors.clear(1);
+  errors.destroyDecodedElements();
   handler.principalCache.clear(1);
   return status;
 }

@@ -19,7 +19,6 @@ unsigned veskActionDesc::encode(char* buffer, unsigned length) {
 }
 
 unsigned veskActionDesc::decode(char* buffer, unsigned length) {
-  holdsValues_ = true;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
                        callableOrder(*this));
 }
@@ -27,7 +26,3 @@ unsigned veskActionDesc::decode(char* buffer, unsigned length) {
 char* veskActionDesc::getString() { return callableText(*this, "\taction "); }
 
 veskType* veskActionDesc::dup() { return copyCallable(*this); }
-
-void veskActionDesc::releaseContents() {
-  if (arrived()) arguments.clear(1);
-}

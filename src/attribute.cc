@@ -2,14 +2,11 @@
 #include <ostrel/tags.h>
 
 #include "description.h"
-#include "values.h"
 
 using namespace ostrel;
 
 veskAttributeDesc::veskAttributeDesc()
-    : veskType(kTagAttributeDesc),
-      defval(ownDefault(new veskType)),
-      made_(defval) {}
+    : veskType(kTagAttributeDesc), defval(new veskType) {}
 
 veskAttributeDesc::veskAttributeDesc(veskString& called, veskAid& aid,
                                      veskUnsignedInt& kind,
@@ -24,8 +21,7 @@ veskAttributeDesc::veskAttributeDesc(veskString& called, veskAid& aid,
       defval(&defaultValue),
       access(accessMode),
       storage(storageClass),
-      requiredOnCreate(required),
-      made_(nullptr) {}
+      requiredOnCreate(required) {}
 
 veskAttributeDesc::veskAttributeDesc(const char* called, veskAid& aid,
                                      unsigned int kind, veskType* defaultValue,
@@ -36,12 +32,10 @@ veskAttributeDesc::veskAttributeDesc(const char* called, veskAid& aid,
       name(called),
       id(aid),
       type(kind),
-      defval(ownDefault(defaultValue != nullptr ? copyValue(defaultValue)
-                                                : new veskType)),
+      defval(defaultValue != nullptr ? defaultValue->dup() : new veskType),
       access(accessMode),
       storage(storageClass),
-      requiredOnCreate(required),
-      made_(defval) {}
+      requiredOnCreate(required) {}
 
 veskAttributeDesc::veskAttributeDesc(const veskAttributeDesc& other)
     : veskType(other),
@@ -51,27 +45,35 @@ veskAttributeDesc::veskAttributeDesc(const veskAttributeDesc& other)
       defval(other.defval),
       access(other.access),
       storage(other.storage),
-      requiredOnCreate(other.requiredOnCreate),
-      made_(nullptr) {}
+      requiredOnCreate(other.requiredOnCreate) {}
 
-Members veskAttributeDesc::wireOrder(veskType& defaultValue) {
-  return {name, id, type, defaultValue, access, storage, requiredOnCreate};
+namespace {
+
+Members wireOrder(veskAttributeDesc& self) {
+  return {self.name,
+          self.id,
+          self.type,
+          *self.defval,
+          self.access,
+          self.storage,
+          self.requiredOnCreate};
 }
 
+}  // namespace
+
 unsigned veskAttributeDesc::encode(char* buffer, unsigned length) {
+  // Without a default value it is one whose decode() ran out of memory.
+  if (defval == nullptr) return 0;
   return encodeMembers(veskType::encode(buffer, length), buffer, length,
-                       wireOrder(*defval));
+                       wireOrder(*this));
 }
 
 unsigned veskAttributeDesc::decode(char* buffer, unsigned length) {
-  holdsValues_ = true;
   // Kept: a plain veskType reads the tag of the default value and leaves its
   // body to the members behind it.
-  veskType* received = ownDefault(new veskType);
-  if (holdsOwnDefault()) destroyValue(made_);
-  defval = made_ = received;
+  defval = new veskType;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
-                       wireOrder(*received));
+                       wireOrder(*this));
 }
 
 char* veskAttributeDesc::getString() {
@@ -89,20 +91,4 @@ char* veskAttributeDesc::getString() {
 veskType* veskAttributeDesc::dup() {
   return new veskAttributeDesc(name, id, type, *defval, access, storage,
                                requiredOnCreate);
-}
-
-// A program may have freed the default that was made here, and put one of its
-// own in its place, even at the same address: that one has no mark.
-bool veskAttributeDesc::holdsOwnDefault() const {
-  return made_ != nullptr && defval == made_ && isOwnDefault(*made_);
-}
-
-void veskAttributeDesc::releaseContents() {
-  if (!arrived() || !holdsOwnDefault()) return;
-  destroyValue(made_);
-  defval = made_ = nullptr;
-}
-
-void veskAttributeDesc::separateContents() {
-  defval = made_ = ownDefault(copyValue(defval));
 }

@@ -22,7 +22,7 @@ void addBlocks(Text* text, veskList& list) {
 void copyElements(veskList* to, veskList& from) {
   const listPointer* end = &from.head;
   for (const listPointer* node = end->next; node != end; node = node->next)
-    to->append(copyValue(element(node)));
+    to->append(copyOf(element(node)));
 }
 
 }  // namespace ostrel

@@ -17,7 +17,6 @@ unsigned veskEventDesc::encode(char* buffer, unsigned length) {
 }
 
 unsigned veskEventDesc::decode(char* buffer, unsigned length) {
-  holdsValues_ = true;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
                        callableOrder(*this));
 }
@@ -25,7 +24,3 @@ unsigned veskEventDesc::decode(char* buffer, unsigned length) {
 char* veskEventDesc::getString() { return callableText(*this, "\tevent "); }
 
 veskType* veskEventDesc::dup() { return copyCallable(*this); }
-
-void veskEventDesc::releaseContents() {
-  if (arrived()) arguments.clear(1);
-}

@@ -1,34 +1,12 @@
 #include <ostrel/list.h>
 
 #include "check.h"
+#include "list_nodes.h"
 #include "pool.h"
 #include "ring.h"
 
 using ostrel::Pool;
 using ostrel::ringIndex;
-
-namespace {
-
-// Makes the node stand before another one.
-void join(genericList& list, listPointer* node, listPointer* before,
-          void* element) {
-  listPointer* const last = before->prev;
-  node->data = element;
-  node->next = before;
-  last->next = node;
-  node->prev = last;
-  before->prev = node;
-  list.count++;
-  list.cursorNode = nullptr;
-}
-
-// Apart, because whatever can reach the allocator saves registers first.
-[[gnu::noinline]] void joinFresh(genericList& list, listPointer* before,
-                                 void* element) {
-  join(list, new listPointer, before, element);
-}
-
-}  // namespace
 
 void* listPointer::operator new(std::size_t size) {
   return Pool::allocate(size);
@@ -64,9 +42,7 @@ genericList& genericList::operator=(const genericList& other) {
 }
 
 void genericList::link(listPointer* before, void* element) {
-  void* block = Pool::takeKept(sizeof(listPointer));
-  if (block == nullptr) return joinFresh(*this, before, element);
-  join(*this, new (block) listPointer, before, element);
+  ostrel::joinNode(*this, Pool::allocate(sizeof(listPointer)), before, element);
 }
 
 void genericList::unlink(listPointer* node) {
@@ -107,14 +83,8 @@ void genericList::remove(void* element) {
 }
 
 void genericList::clear(unsigned destroyElements) {
-  // The chain is taken off first: what destroy() does finds the list empty.
-  listPointer* node = head.next;
-  head.next = head.prev = &head;
-  count = 0;
-  while (node != &head) {
-    listPointer* next = node->next;
-    if (destroyElements != 0 && node->data != nullptr) destroy(node->data);
-    delete node;
-    node = next;
-  }
+  if (count == 0) return;
+  ostrel::drain(Pool::mine(), *this, [&](void* element) {
+    if (destroyElements != 0) destroy(element);
+  });
 }

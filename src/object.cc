@@ -17,19 +17,23 @@ veskObjectDesc::veskObjectDesc(veskString& called, veskOid& oid,
       actions(doable),
       events(told) {}
 
-Members veskObjectDesc::wireOrder() {
-  return {name, id, derivedFrom, attributes, actions, events};
+namespace {
+
+Members wireOrder(veskObjectDesc& self) {
+  return {self.name,       self.id,      self.derivedFrom,
+          self.attributes, self.actions, self.events};
 }
+
+}  // namespace
 
 unsigned veskObjectDesc::encode(char* buffer, unsigned length) {
   return encodeMembers(veskType::encode(buffer, length), buffer, length,
-                       wireOrder());
+                       wireOrder(*this));
 }
 
 unsigned veskObjectDesc::decode(char* buffer, unsigned length) {
-  holdsValues_ = true;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
-                       wireOrder());
+                       wireOrder(*this));
 }
 
 char* veskObjectDesc::getString() {
@@ -51,11 +55,4 @@ veskType* veskObjectDesc::dup() {
   copyElements(&doable, actions);
   copyElements(&told, events);
   return new veskObjectDesc(name, id, derivedFrom, described, doable, told);
-}
-
-void veskObjectDesc::releaseContents() {
-  if (!arrived()) return;
-  attributes.clear(1);
-  actions.clear(1);
-  events.clear(1);
 }

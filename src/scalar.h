@@ -80,9 +80,13 @@ int compareIntegers(Integer& self, veskType& other) {
   return wrappedDifference(static_cast<std::uint32_t>(self.value), theirs);
 }
 
-// The wrapped difference is 0 for equal values alone.
-inline int equalIntegers(veskType& self, veskType& other) {
-  return self.veskType::operator==(other);
+// compare() may be a program's own: the numbers are asked as well.
+template <class Integer>
+int equalIntegers(Integer& self, veskType& other) {
+  if (self.veskType::operator==(other) == 0) return 0;
+  std::uint32_t theirs = 0;
+  return isInteger(other, &theirs) &&
+         static_cast<std::uint32_t>(self.value) == theirs;
 }
 
 template <class Number>

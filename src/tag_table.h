@@ -1,18 +1,27 @@
-// From a tag to a value of its class.
+// What depends on the class of a value: making it by its tag, and freeing it.
 
 #ifndef OSTREL_SRC_TAG_TABLE_H
 #define OSTREL_SRC_TAG_TABLE_H
 
-class veskType;
+#include <ostrel/type.h>
+
+#include "wire.h"
 
 namespace ostrel {
 
-// Makes a value with its class's default constructor, stores it and decodes
-// it. Returns the bytes consumed, or 0.
-using ValueMaker = unsigned (*)(char* buffer, unsigned length, veskType** out);
+// Reads elements and appends them to the list. After a failure the reader has
+// failed; elements read before it stay in the list.
+void readElements(ByteReader& reader, std::uint32_t count, veskList& list);
 
-// The maker of the class with this tag, or null when there is none.
-ValueMaker makerOf(unsigned char tag);
+// Writes all elements; a null one is a failure.
+void writeElements(ByteWriter& writer, const veskList& list);
+
+// Frees what a list or an attribute holds: a list is emptied with clear(1)
+// before. Null is allowed.
+void freeHeld(veskType* value);
+
+// Frees a list of our own with its elements, as clear(1) does. Null is allowed.
+void freeList(veskList* list);
 
 }  // namespace ostrel
 

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 namespace ostrel {
@@ -59,9 +60,8 @@ Text& Text::add(std::int32_t number) {
 
 Text& Text::take(char* text) {
   if (text == nullptr) return *this;
-  add(text);
-  std::free(text);
-  return *this;
+  const std::unique_ptr<char, void (*)(void*)> taken(text, std::free);
+  return add(text);
 }
 
 Text& Text::cutTo(std::size_t length) {

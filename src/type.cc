@@ -721,91 +721,13 @@ int compareElements(veskType* mine, veskType* theirs) {
 
 }  // namespace
 
-unsigned veskType::decodeCreate(char* buffer, unsigned length, veskType** out) {
-  if (length == 0) return 0;
-  *out = nullptr;
-  const ValueMaker make = makerOf(static_cast<unsigned char>(buffer[0]));
-  if (make == nullptr) return 0;
-  return make(buffer, length, out);
-}
-
-void veskType::destroyDecoded(veskType* value) {
-  if (value != nullptr) value->marks_ |= kArrived;
-  destroyValue(value);
-}
-
-void veskType::releaseContents() {}
-void veskType::separateContents() {}
-
-struct ostrel::Contents {
-  static void arrived(veskType& value) { value.marks_ |= veskType::kArrived; }
-  static void ownDefault(veskType& value) {
-    value.marks_ |= veskType::kOwnDefault;
-  }
-  static bool isOwnDefault(const veskType& value) {
-    return (value.marks_ & veskType::kOwnDefault) != 0;
-  }
-  static bool holdsValues(const veskType& value) { return value.holdsValues_; }
-  static void release(veskType& value) { value.releaseContents(); }
-  static void separate(veskType& copy, const veskType& source) {
-    if (!source.arrived()) return;
-    arrived(copy);
-    copy.holdsValues_ = source.holdsValues_;
-    copy.separateContents();
-  }
-};
-
-unsigned ostrel::decodeValue(char* buffer, unsigned length, veskType** value) {
-  *value = nullptr;
-  const unsigned used = veskType::decodeCreate(buffer, length, value);
-  if (*value != nullptr) Contents::arrived(**value);
-  return used;
-}
-
-veskType* ostrel::copyValue(veskType* value) {
-  if (value == nullptr) return nullptr;
-  veskType* copy = value->dup();
-  Contents::separate(*copy, *value);
-  return copy;
-}
-
-namespace {
-
-// Apart from destroyValue(), which so needs to remember nothing.
-[[gnu::noinline]] void destroyHolder(veskType* value) {
-  Contents::release(*value);
-  delete value;
-}
-
-}  // namespace
-
-void ostrel::destroyValue(veskType* value) {
-  if (value == nullptr) return;
-  if (Contents::holdsValues(*value)) return destroyHolder(value);
-  delete value;
-}
-
-void ostrel::destroyList(veskList* list) { destroyValue(list); }
-
-veskType* ostrel::ownDefault(veskType* value) {
-  Contents::ownDefault(*value);
-  return value;
-}
-
-bool ostrel::isOwnDefault(const veskType& value) {
-  return Contents::isOwnDefault(value);
-}
-
-veskList::veskList() : veskType(kTagList) { holdsValues_ = true; }
+veskList::veskList() : veskType(kTagList) {}
 veskList::veskList(const veskList& other)
-    : genericList(other), veskType(kTagList) {
-  holdsValues_ = true;
-}
+    : genericList(other), veskType(kTagList) {}
 veskList::~veskList() { clear(0); }
-void veskList::releaseContents() { clear(1); }
 
 void veskList::destroy(void* element) {
-  destroyValue(static_cast<veskType*>(element));
+  freeHeld(static_cast<veskType*>(element));
 }
 
 int veskList::compare(veskType& other) {
@@ -831,11 +753,7 @@ unsigned veskList::encode(char* buffer, unsigned length) {
   writer.number(tag);
   writer.number(std::uint8_t{kTagUnsignedInt});
   writer.integer(count);
-  for (const listPointer* node = head.next; node != &head; node = node->next) {
-    if (element(node) == nullptr) return 0;
-    writer.wrote(element(node)->encode(writer.at(), writer.left()));
-    if (!writer.ok()) return 0;
-  }
+  writeElements(writer, *this);
   return writer.used();
 }
 
@@ -843,19 +761,10 @@ unsigned veskList::decode(char* buffer, unsigned length) {
   ByteReader reader(buffer, length);
   if (!reader.has(1)) return 0;
   tag = reader.number<std::uint8_t>();
-  veskUnsignedInt claimed;
-  reader.read(claimed.decode(reader.at(), reader.left()));
-  if (!reader.ok()) return 0;
-  // Every element takes a byte at least, so a claim runs out with the input.
-  for (std::uint32_t i = 0; i < claimed.value; i++) {
-    veskType* arrived = nullptr;
-    reader.read(decodeValue(reader.at(), reader.left(), &arrived));
-    if (!reader.ok()) {
-      destroyValue(arrived);
-      return 0;
-    }
-    append(arrived);
-  }
+  std::uint8_t countTag = 0;
+  std::uint32_t claimed = 0;
+  readInteger(reader, &countTag, &claimed);
+  if (reader.ok()) readElements(reader, claimed, *this);
   return reader.used();
 }
 
@@ -868,7 +777,7 @@ char* veskList::getString() {
 veskType* veskList::dup() {
   auto* copy = new veskList;
   for (const listPointer* node = head.next; node != &head; node = node->next)
-    copy->append(copyValue(element(node)));
+    copy->append(copyOf(element(node)));
   return copy;
 }
 

@@ -1,8 +1,12 @@
 #include <ostrel/tags.h>
 #include <ostrel/veskAttr.h>
 
+#include <memory>
+#include <utility>
+
 #include "identifier.h"
 #include "members.h"
+#include "tag_table.h"
 #include "text.h"
 #include "value_op.h"
 #include "values.h"
@@ -23,13 +27,13 @@ signed char lowByte(int op) { return static_cast<signed char>(op); }
 
 veskAttribute::veskAttribute(veskAid* aid, veskType* initial)
     : veskAttribute(aid) {
-  value = copyValue(initial);
+  value = copyOf(initial);
 }
 veskAttribute::veskAttribute(veskAttribute* other)
     : veskAttribute(&other->id, other->value) {}
 veskAttribute::veskAttribute(const veskAttribute& other)
-    : veskType(other), id(other.id), value(copyValue(other.value)) {}
-veskAttribute::~veskAttribute() { destroyValue(value); }
+    : veskType(other), id(other.id), value(copyOf(other.value)) {}
+veskAttribute::~veskAttribute() { freeHeld(value); }
 
 unsigned veskAttribute::encode(char* buffer, unsigned length) {
   veskType* const held = value;
@@ -49,12 +53,8 @@ unsigned veskAttribute::decode(char* buffer, unsigned length) {
   readIdentifier(reader, id);
   const bool hasValue = reader.number<std::uint8_t>() != 0;
   if (!reader.ok() || !hasValue) return reader.used();
-  veskType* arrived = nullptr;
-  reader.read(decodeValue(reader.at(), reader.left(), &arrived));
-  if (reader.ok())
-    value = arrived;
-  else
-    destroyValue(arrived);
+  // Right into its place: what was made is there even when it fails.
+  reader.read(decodeCreate(reader.at(), reader.left(), &value));
   return reader.used();
 }
 
@@ -122,7 +122,7 @@ veskObject::veskObject(veskOid* id, veskList* attrs)
     : veskType(kTagObject), oid(*id), attributeList(attrs) {}
 veskObject::veskObject(veskObject* other)
     : veskObject(&other->oid, other->attributeList) {}
-veskObject::~veskObject() { destroyList(attributeList); }
+veskObject::~veskObject() { freeList(attributeList); }
 
 unsigned veskObject::encode(char* buffer, unsigned length) {
   return encodeMembers(veskType::encode(buffer, length), buffer, length,
@@ -142,20 +142,27 @@ char* veskObject::getString() {
 
 veskType* veskObject::dup() { return new veskObject(this); }
 
-void veskObject::separateContents() {
-  if (attributeList != nullptr)
-    attributeList = as<veskList>(attributeList->dup());
+namespace {
+
+void append(veskList* list, std::unique_ptr<veskAttribute> attribute) {
+  list->append(attribute.get());
+  static_cast<void>(attribute.release());
 }
 
+}  // namespace
+
 void veskAtAppendAttr(veskList* list, const char* name, veskType* value) {
-  auto* attribute = new veskAttribute;
+  auto attribute = std::make_unique<veskAttribute>();
   attribute->id = name;
   attribute->value = value;
-  list->append(attribute);
+  append(list, std::move(attribute));
 }
 
 void veskAppendAttr(veskList* list, const char* name, veskType* value) {
-  veskAtAppendAttr(list, name, copyValue(value));
+  auto attribute = std::make_unique<veskAttribute>();
+  attribute->id = name;
+  attribute->value = copyOf(value);
+  append(list, std::move(attribute));
 }
 
 void veskMakeAttrList(const char* const* names, veskList* list) {

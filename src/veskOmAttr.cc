@@ -71,24 +71,15 @@ unsigned veskOmAttributeValueOp::decode(char* buffer, unsigned length) {
   const bool hasValue = reader.number<std::uint8_t>() != 0;
   if (!reader.ok() || reader.left() == 0) return 0;
 
-  veskType* arrived = nullptr;
   unsigned skipped = 1;
   if (hasValue) {
-    skipped = decodeValue(reader.at(), reader.left(), &arrived);
+    skipped = decodeCreate(reader.at(), reader.left(), &value);
     reader.read(skipped);
   }
   const unsigned room = reader.left();
-  unsigned used = 0;
-  if (reader.has(skipped)) {
-    reader.skip(skipped);
-    used = op.decode(reader.at(), reader.left());
-  }
-  if (used == 0) {
-    destroyValue(arrived);
-    return 0;
-  }
-  if (hasValue) value = arrived;
-  return length - room + used;
+  reader.skip(skipped);
+  const unsigned used = op.decode(reader.at(), reader.left());
+  return used == 0 ? 0 : length - room + used;
 }
 
 char* veskOmAttributeValueOp::getString() { return valueOpText(*this, op); }

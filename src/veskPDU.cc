@@ -1,7 +1,10 @@
 #include <ostrel/tags.h>
 #include <ostrel/veskPDU.h>
 
+#include <initializer_list>
+
 #include "members.h"
+#include "tag_table.h"
 #include "text.h"
 #include "values.h"
 
@@ -14,9 +17,66 @@ veskList* copyList(veskList* list) {
   return list != nullptr ? as<veskList>(list->dup()) : nullptr;
 }
 
-// The list itself, or an empty one when there is none.
-veskList* listOrEmpty(veskList* list) {
-  return list != nullptr ? list : new veskList;
+// The list itself, or an empty one when there is none. What was made before for
+// the same PDU is freed when there is no memory for this one.
+veskList* listOrEmpty(veskList* list,
+                      std::initializer_list<veskList*> made = {}) {
+  if (list != nullptr) return list;
+  try {
+    return new veskList;
+  } catch (...) {
+    for (veskList* former : made) delete former;
+    throw;
+  }
+}
+
+// `made`, if that was made because `given` is null.
+veskList* ifNew(veskList* given, veskList* made) {
+  return given == nullptr ? made : nullptr;
+}
+
+// What each class adds to its base's members, as it travels.
+Members wireOrder(veskCreatePDU& p) { return {p.oid, p.list}; }
+Members wireOrder(veskRemovePDU& p) { return {p.oid}; }
+Members wireOrder(veskVerifyPDU& p) { return {p.oid}; }
+Members wireOrder(veskGetPDU& p) { return {p.oid, p.list}; }
+Members wireOrder(veskSearchPDU& p) { return {p.oid, p.list, p.flag}; }
+Members wireOrder(veskEventPDU& p) { return {p.oid, p.aid, p.list}; }
+Members wireOrder(veskActionPDU& p) { return {p.aid, p.list}; }
+Members wireOrder(veskDSsearchPDU& p) { return {p.oid, p.list, p.list2}; }
+Members wireOrder(veskRespPDU& p) { return {p.errors}; }
+Members wireOrder(veskCreateRespPDU& p) { return {p.oid}; }
+Members wireOrder(veskGetRespPDU& p) { return {p.list}; }
+Members wireOrder(veskSearchRespPDU& p) { return {p.list}; }
+Members wireOrder(veskDSsearchRespPDU& p) { return {p.list2, p.list}; }
+
+// What each class prints behind the header.
+template <class Pdu>
+Members textOrder(Pdu& p) {
+  return wireOrder(p);
+}
+Members textOrder(veskGetRespPDU& p) { return {p.list, p.errors}; }
+Members textOrder(veskSearchRespPDU& p) { return {p.list, p.errors}; }
+Members textOrder(veskDSsearchRespPDU& p) {
+  return {p.list, p.list2, p.errors};
+}
+
+char* textOf(veskPDU& pdu, const Members& members) {
+  Text text;
+  text.take(pdu.veskPDU::getString());
+  joinMembers(&text, " : ", members);
+  return text.release();
+}
+
+void freeLists(std::initializer_list<veskList**> lists) {
+  for (veskList** each : lists) {
+    veskList* const list = *each;
+    // A program may have given one list in two places.
+    for (veskList** other : lists) {
+      if (*other == list) *other = nullptr;
+    }
+    freeList(list);
+  }
 }
 
 }  // namespace
@@ -33,54 +93,64 @@ veskPDU::veskPDU(veskPDU* from, unsigned int type)
       principal(from->principal) {}
 
 unsigned veskPDU::encode(char* buffer, unsigned length) {
-  unsigned used = veskType::encode(buffer, length);
-  const Members header(status, requestId, principal);
-  used = encodeMembers(used, buffer, length, header);
-  return encodeMembers(used, buffer, length, wireOrder());
+  return encodeMembers(veskType::encode(buffer, length), buffer, length,
+                       Members(status, requestId, principal));
 }
 
 unsigned veskPDU::decode(char* buffer, unsigned length) {
-  holdsValues_ = true;
-  unsigned used = veskType::decode(buffer, length);
-  const Members header(status, requestId, principal);
-  used = decodeMembers(used, buffer, length, header);
-  return decodeMembers(used, buffer, length, wireOrder());
+  return decodeMembers(veskType::decode(buffer, length), buffer, length,
+                       Members(status, requestId, principal));
 }
 
 char* veskPDU::getString() {
   Text text;
   joinMembers(&text, " : ", Members(requestId, status, principal));
-  joinMembers(&text, " : ", textOrder());
   return text.release();
 }
 
 veskType* veskPDU::dup() { return new veskPDU(this, kTagPDU); }
 
-void veskPDU::clear() {
-  const Members members = wireOrder();
-  for (const Member& member : members) {
-    if (member.list == nullptr || *member.list == nullptr) continue;
-    veskList* list = *member.list;
-    // A program may have given one list in two places.
-    for (const Member& other : members) {
-      if (other.list != nullptr && *other.list == list) *other.list = nullptr;
-    }
-    destroyList(list);
-  }
-}
+void veskPDU::clear() {}
 
-void veskPDU::releaseContents() {
-  if (arrived()) clear();
-}
+// Each class with members of its own: its base's, and then those.
+#define OSTREL_MEMBERS_BEHIND(Base, Class)                             \
+  unsigned Class::encode(char* buffer, unsigned length) {              \
+    return encodeMembers(Base::encode(buffer, length), buffer, length, \
+                         wireOrder(*this));                            \
+  }                                                                    \
+  unsigned Class::decode(char* buffer, unsigned length) {              \
+    return decodeMembers(Base::decode(buffer, length), buffer, length, \
+                         wireOrder(*this));                            \
+  }                                                                    \
+  char* Class::getString() { return textOf(*this, textOrder(*this)); }
+OSTREL_MEMBERS_BEHIND(veskPDU, veskCreatePDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskRemovePDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskVerifyPDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskGetPDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskSearchPDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskEventPDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskActionPDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskDSsearchPDU)
+OSTREL_MEMBERS_BEHIND(veskPDU, veskRespPDU)
+OSTREL_MEMBERS_BEHIND(veskRespPDU, veskCreateRespPDU)
+OSTREL_MEMBERS_BEHIND(veskRespPDU, veskGetRespPDU)
+OSTREL_MEMBERS_BEHIND(veskRespPDU, veskSearchRespPDU)
+OSTREL_MEMBERS_BEHIND(veskRespPDU, veskDSsearchRespPDU)
+#undef OSTREL_MEMBERS_BEHIND
 
-void veskPDU::separateContents() {
-  for (const Member& member : wireOrder()) {
-    if (member.list != nullptr) *member.list = copyList(*member.list);
-  }
-}
-
-Members veskPDU::wireOrder() { return {}; }
-Members veskPDU::textOrder() { return wireOrder(); }
+#define OSTREL_CLEARS(Class, ...) \
+  void Class::clear() { freeLists({__VA_ARGS__}); }
+OSTREL_CLEARS(veskCreatePDU, &list)
+OSTREL_CLEARS(veskGetPDU, &list)
+OSTREL_CLEARS(veskSearchPDU, &list)
+OSTREL_CLEARS(veskEventPDU, &list)
+OSTREL_CLEARS(veskActionPDU, &list)
+OSTREL_CLEARS(veskDSsearchPDU, &list, &list2)
+OSTREL_CLEARS(veskRespPDU, &errors)
+OSTREL_CLEARS(veskGetRespPDU, &list, &errors)
+OSTREL_CLEARS(veskSearchRespPDU, &list, &errors)
+OSTREL_CLEARS(veskDSsearchRespPDU, &list, &list2, &errors)
+#undef OSTREL_CLEARS
 
 // Create and clone
 
@@ -97,7 +167,6 @@ veskCreatePDU::veskCreatePDU(veskObject& object)
 veskCreatePDU::veskCreatePDU(veskObject& object, veskOid& who)
     : veskCreatePDU(object.oid, copyList(object.attributeList), who) {}
 veskType* veskCreatePDU::dup() { return new veskCreatePDU(this); }
-Members veskCreatePDU::wireOrder() { return {oid, list}; }
 
 veskClonePDU::veskClonePDU() { tag = kTagClonePDU; }
 veskClonePDU::veskClonePDU(veskClonePDU* from) : veskCreatePDU(from) {
@@ -130,7 +199,6 @@ veskRemovePDU::veskRemovePDU(veskOid& object)
 veskRemovePDU::veskRemovePDU(veskOid& object, veskOid& who)
     : veskPDU(kTagRemovePDU, who), oid(object) {}
 veskType* veskRemovePDU::dup() { return new veskRemovePDU(this); }
-Members veskRemovePDU::wireOrder() { return {oid}; }
 
 veskVerifyPDU::veskVerifyPDU() : veskPDU(kTagVerifyPDU) {}
 veskVerifyPDU::veskVerifyPDU(veskVerifyPDU* from)
@@ -140,7 +208,6 @@ veskVerifyPDU::veskVerifyPDU(veskOid& object)
 veskVerifyPDU::veskVerifyPDU(veskOid& object, veskOid& who)
     : veskPDU(kTagVerifyPDU, who), oid(object) {}
 veskType* veskVerifyPDU::dup() { return new veskVerifyPDU(this); }
-Members veskVerifyPDU::wireOrder() { return {oid}; }
 
 // Get and set
 
@@ -156,7 +223,6 @@ veskGetPDU::veskGetPDU(veskObject& object)
 veskGetPDU::veskGetPDU(veskObject& object, veskOid& who)
     : veskGetPDU(object.oid, copyList(object.attributeList), who) {}
 veskType* veskGetPDU::dup() { return new veskGetPDU(this); }
-Members veskGetPDU::wireOrder() { return {oid, list}; }
 
 veskSetPDU::veskSetPDU() { tag = kTagSetPDU; }
 veskSetPDU::veskSetPDU(veskSetPDU* from) : veskGetPDU(from) {
@@ -195,7 +261,6 @@ veskSearchPDU::veskSearchPDU(veskOid& classOid, veskList* wanted,
                              unsigned int set, veskOid& who)
     : veskPDU(kTagSearchPDU, who), oid(classOid), list(wanted), flag(set) {}
 veskType* veskSearchPDU::dup() { return new veskSearchPDU(this); }
-Members veskSearchPDU::wireOrder() { return {oid, list, flag}; }
 
 // Event and action
 
@@ -208,7 +273,6 @@ veskEventPDU::veskEventPDU(veskEventPDU* from)
 veskEventPDU::veskEventPDU(veskOid& object, veskAid& event, veskList* arguments)
     : veskPDU(kTagEventPDU), oid(object), aid(event), list(arguments) {}
 veskType* veskEventPDU::dup() { return new veskEventPDU(this); }
-Members veskEventPDU::wireOrder() { return {oid, aid, list}; }
 
 veskActionPDU::veskActionPDU() : veskPDU(kTagActionPDU), list(new veskList) {}
 veskActionPDU::veskActionPDU(veskActionPDU* from)
@@ -223,12 +287,13 @@ veskActionPDU::veskActionPDU(veskOid& object, veskAid& action,
                              veskList* arguments, veskOid& who)
     : veskPDU(kTagActionPDU, who), oid(object), aid(action), list(arguments) {}
 veskType* veskActionPDU::dup() { return new veskActionPDU(this); }
-Members veskActionPDU::wireOrder() { return {aid, list}; }
 
 // Search of the directory service
 
 veskDSsearchPDU::veskDSsearchPDU()
-    : veskPDU(kTagDSsearchPDU), list(new veskList), list2(new veskList) {}
+    : veskPDU(kTagDSsearchPDU),
+      list(new veskList),
+      list2(listOrEmpty(nullptr, {list})) {}
 veskDSsearchPDU::veskDSsearchPDU(veskDSsearchPDU* from)
     : veskPDU(from, kTagDSsearchPDU),
       oid(from->oid),
@@ -244,7 +309,6 @@ veskDSsearchPDU::veskDSsearchPDU(veskOid& classOid, veskList* first,
       list(first),
       list2(second) {}
 veskType* veskDSsearchPDU::dup() { return new veskDSsearchPDU(this); }
-Members veskDSsearchPDU::wireOrder() { return {oid, list, list2}; }
 
 // Responses
 
@@ -253,7 +317,6 @@ veskRespPDU::veskRespPDU(unsigned int type, veskList* failed)
 veskRespPDU::veskRespPDU(veskRespPDU* from, unsigned int type)
     : veskPDU(from, type), errors(from->errors) {}
 veskType* veskRespPDU::dup() { return new veskRespPDU(this, kTagRespPDU); }
-Members veskRespPDU::wireOrder() { return {errors}; }
 
 veskCreateRespPDU::veskCreateRespPDU() : veskCreateRespPDU(0) {}
 veskCreateRespPDU::veskCreateRespPDU(veskCreateRespPDU* from)
@@ -269,8 +332,6 @@ veskCreateRespPDU::veskCreateRespPDU(int code, veskOid& made, veskList* failed)
   oid = made;
 }
 veskType* veskCreateRespPDU::dup() { return new veskCreateRespPDU(this); }
-Members veskCreateRespPDU::wireOrder() { return {errors, oid}; }
-Members veskCreateRespPDU::textOrder() { return {oid}; }
 
 veskCloneRespPDU::veskCloneRespPDU() { tag = kTagCloneRespPDU; }
 veskCloneRespPDU::veskCloneRespPDU(veskCloneRespPDU* from)
@@ -298,12 +359,11 @@ veskGetRespPDU::veskGetRespPDU(int code)
 veskGetRespPDU::veskGetRespPDU(veskList* attributes)
     : veskGetRespPDU(0, attributes, nullptr) {}
 veskGetRespPDU::veskGetRespPDU(int code, veskList* attributes, veskList* failed)
-    : veskRespPDU(kTagGetRespPDU, failed), list(listOrEmpty(attributes)) {
+    : veskRespPDU(kTagGetRespPDU, failed),
+      list(listOrEmpty(attributes, {ifNew(failed, errors)})) {
   status.value = code;
 }
 veskType* veskGetRespPDU::dup() { return new veskGetRespPDU(this); }
-Members veskGetRespPDU::wireOrder() { return {errors, list}; }
-Members veskGetRespPDU::textOrder() { return {list, errors}; }
 
 veskSetRespPDU::veskSetRespPDU() : veskSetRespPDU(0) {}
 veskSetRespPDU::veskSetRespPDU(veskSetRespPDU* from)
@@ -333,12 +393,11 @@ veskSearchRespPDU::veskSearchRespPDU(int code, veskList* failed)
     : veskSearchRespPDU(code, nullptr, failed) {}
 veskSearchRespPDU::veskSearchRespPDU(int code, veskList* found,
                                      veskList* failed)
-    : veskRespPDU(kTagSearchRespPDU, failed), list(listOrEmpty(found)) {
+    : veskRespPDU(kTagSearchRespPDU, failed),
+      list(listOrEmpty(found, {ifNew(failed, errors)})) {
   status.value = code;
 }
 veskType* veskSearchRespPDU::dup() { return new veskSearchRespPDU(this); }
-Members veskSearchRespPDU::wireOrder() { return {errors, list}; }
-Members veskSearchRespPDU::textOrder() { return {list, errors}; }
 
 veskRemoveRespPDU::veskRemoveRespPDU() : veskRemoveRespPDU(0) {}
 veskRemoveRespPDU::veskRemoveRespPDU(veskRemoveRespPDU* from)
@@ -365,17 +424,15 @@ veskDSsearchRespPDU::veskDSsearchRespPDU(int code)
     : veskDSsearchRespPDU(code, nullptr) {}
 veskDSsearchRespPDU::veskDSsearchRespPDU(int code, veskList* second)
     : veskRespPDU(kTagDSsearchRespPDU, nullptr),
-      list(new veskList),
-      list2(listOrEmpty(second)) {
+      list(listOrEmpty(nullptr, {errors})),
+      list2(listOrEmpty(second, {errors, list})) {
   status.value = code;
 }
 veskDSsearchRespPDU::veskDSsearchRespPDU(int code, veskList* first,
                                          veskList* failed)
     : veskRespPDU(kTagDSsearchRespPDU, failed),
-      list(listOrEmpty(first)),
-      list2(new veskList) {
+      list(listOrEmpty(first, {ifNew(failed, errors)})),
+      list2(listOrEmpty(nullptr, {ifNew(failed, errors), ifNew(first, list)})) {
   status.value = code;
 }
 veskType* veskDSsearchRespPDU::dup() { return new veskDSsearchRespPDU(this); }
-Members veskDSsearchRespPDU::wireOrder() { return {errors, list2, list}; }
-Members veskDSsearchRespPDU::textOrder() { return {list, list2, errors}; }

@@ -328,7 +328,7 @@ TEST(GenericList, RemoveByPositionTakesThatNodeOut) {
   list.remove(1u);
   EXPECT_THAT(forward(list), ElementsAre(0, 2, 3));
   EXPECT_THAT(backward(list), ElementsAre(3, 2, 0));
-  list.remove(0u);
+  list.remove(0);
   list.remove(1u);
   EXPECT_THAT(forward(list), ElementsAre(2));
   EXPECT_EQ(list.count, 1u);

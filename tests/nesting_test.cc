@@ -7,6 +7,7 @@
 
 #include "ostrel/type.h"
 #include "support/bytes.h"
+#include "support/value_invariants.h"
 
 namespace {
 
@@ -14,6 +15,7 @@ using ostrel::test::Bytes;
 using ostrel::test::encoded;
 using ostrel::test::ExactBuffer;
 using ostrel::test::hex;
+using ostrel::test::releaseCopy;
 using ostrel::test::repeated;
 using ostrel::test::textOf;
 
@@ -100,14 +102,11 @@ TEST_P(NestedHolder, AtTheBoundEncodesComparesPrintsAndCopies) {
 TEST_P(NestedHolder, InAListAtTheBoundIsCopiedWhole) {
   Bytes bytes = hex(kOne);
   bytes += nested(GetParam(), kDeepest - 1);
-  veskType* copy = nullptr;
-  {
-    const Created value(bytes);
-    ASSERT_EQ(value.used(), bytes.size());
-    copy = (*value).dup();
-  }
+  const Created value(bytes);
+  ASSERT_EQ(value.used(), bytes.size());
+  veskType* const copy = (*value).dup();
   EXPECT_EQ(encoded(*copy), bytes);
-  veskType::destroyDecoded(copy);
+  releaseCopy(copy);
 }
 
 TEST_P(NestedHolder, PastTheBoundFailsAndLeaksNothing) {

@@ -7,9 +7,11 @@
 
 #include <string>
 #include <typeinfo>
+#include <utility>
 
 #include "support/bytes.h"
 #include "support/holders.h"
+#include "support/value_invariants.h"
 #include "support/value_table.h"
 
 namespace {
@@ -25,6 +27,7 @@ using ostrel::test::hex;
 using ostrel::test::IsHex;
 using ostrel::test::listOf;
 using ostrel::test::OwnedValue;
+using ostrel::test::releaseCopy;
 using ostrel::test::releaseValue;
 using ostrel::test::rowFrom;
 using ostrel::test::rowName;
@@ -107,51 +110,26 @@ const std::string kObjectText = std::string(
                                 kAttributeText + kActionText + kArgumentText +
                                 "\t};\n" + kEventText + "};\n";
 
-// Frees a record that a test built, or copied, or decoded into one that it
-// built, with everything that is its own.
-void releaseDesc(veskType* value);
-
-void releaseList(veskList& list) {
-  for (unsigned i = 0; i < list.count; ++i) {
-    releaseDesc(list.at(i));
-    list.index(i)->data = nullptr;
-  }
-  list.clear(0);
+// A record for bytes to be read into, which gives it a default value.
+template <class Record>
+veskType* blankRecord() {
+  return new Record;
 }
-
-void releaseDesc(veskType* value) {
-  if (auto* attribute = dynamic_cast<veskAttributeDesc*>(value))
-    delete attribute->defval;
-  if (auto* action = dynamic_cast<veskActionDesc*>(value))
-    releaseList(action->arguments);
-  if (auto* event = dynamic_cast<veskEventDesc*>(value))
-    releaseList(event->arguments);
-  if (auto* object = dynamic_cast<veskObjectDesc*>(value)) {
-    releaseList(object->attributes);
-    releaseList(object->actions);
-    releaseList(object->events);
-  }
-  delete value;
-}
-
-// A copy of an attribute shares its default value.
-void releaseCopy(veskType* value) {
-  if (auto* object = dynamic_cast<veskObjectDesc*>(value)) {
-    for (unsigned i = 0; i < object->attributes.count; ++i)
-      object->attributes.at<veskAttributeDesc>(i)->defval = nullptr;
-  }
-  if (auto* attribute = dynamic_cast<veskAttributeDesc*>(value))
-    attribute->defval = nullptr;
-  releaseDesc(value);
+template <>
+veskType* blankRecord<veskAttributeDesc>() {
+  auto* record = new veskAttributeDesc;
+  delete std::exchange(record->defval, nullptr);
+  return record;
 }
 
 template <class Record>
 ValueRow descRow(const char* name, std::string bytes, std::string text,
                  unsigned room, std::function<veskType*()> make) {
-  return rowFrom<Record>(name, std::move(bytes), std::move(text),
-                         std::move(make))
-      .needs(room)
-      .releasedWith(releaseDesc, releaseCopy);
+  ValueRow row =
+      rowFrom<Record>(name, std::move(bytes), std::move(text), std::move(make));
+  row.blank = blankRecord<Record>;
+  return std::move(row).needs(room).releasedWith(veskType::destroyDecoded,
+                                                 releaseCopy);
 }
 
 const ValueRow kRows[] = {
@@ -238,7 +216,7 @@ TEST(Attribute, CopiesADefaultGivenAsAPointer) {
   defval.value = 6;
   EXPECT_NE(made->defval, &defval);
   EXPECT_EQ(textOf(*made->defval), "5");
-  releaseDesc(made);
+  veskType::destroyDecoded(made);
 }
 
 TEST(Attribute, HasANullValueForNoDefault) {
@@ -246,7 +224,7 @@ TEST(Attribute, HasANullValueForNoDefault) {
   ASSERT_NE(made->defval, nullptr);
   EXPECT_EQ(typeid(*made->defval), typeid(veskType));
   EXPECT_EQ(made->defval->tag, 0);
-  releaseDesc(made);
+  veskType::destroyDecoded(made);
   veskAttributeDesc fresh;
   ASSERT_NE(fresh.defval, nullptr);
   EXPECT_EQ(fresh.defval->tag, 0);
@@ -275,14 +253,14 @@ TEST(Attribute, KeepsSharingItsDefaultWithCopies) {
   EXPECT_EQ(textOf(*copy), textOf(*source));
   delete dup;
   delete copy;
-  releaseDesc(source);
+  veskType::destroyDecoded(source);
 }
 
 TEST(Attribute, PrintsItsDefault) {
   veskString value("abc", 0);
   veskAttributeDesc* made = attribute(&value);
   EXPECT_THAT(textOf(*made), testing::HasSubstr("\t\tdefval abc;\n"));
-  releaseDesc(made);
+  veskType::destroyDecoded(made);
 }
 
 template <class Record>
@@ -324,7 +302,7 @@ TYPED_TEST(Callables, CopyTheirArguments) {
   veskType* copy = source.dup();
   EXPECT_EQ(typeid(*copy), typeid(TypeParam));
   EXPECT_EQ(alive, 2);
-  releaseDesc(copy);
+  veskType::destroyDecoded(copy);
   EXPECT_EQ(alive, 1);
 }
 
@@ -372,7 +350,7 @@ TEST(Object, CopiesItsElements) {
   EXPECT_NE(dynamic_cast<veskObjectDesc*>(copy)->actions.at(0),
             source->actions.at(0));
   releaseCopy(copy);
-  releaseDesc(source);
+  veskType::destroyDecoded(source);
 }
 
 TEST(Description, ComparesByTagAlone) {
@@ -416,13 +394,14 @@ TEST(AttributeBytes, CarryADefaultValueWhole) {
       encoded(*made),
       IsHex("11 09 43 01 04 6E 61 6D 65 0B 01 01 3B 01 06 01 02 43 01 09 "
             "03 01 05 43 01 01 43 01 02 07 01 01"));
-  releaseDesc(made);
+  veskType::destroyDecoded(made);
 }
 
 TEST(AttributeBytes, KeepsReadingOnlyTheTagOfADefaultValue) {
   // Only the tag of the default 03 01 05 is taken: 01 05 behind it is read as
   // the tag and the length of `access`, which has the five bytes after it.
   auto* made = new veskAttributeDesc;
+  delete made->defval;
   EXPECT_EQ(decodeFrom(*made, hex("11 09 43 00 0B 00 43 00 03 "
                                   "01 05 43 01 01 43 01 43 01 02 07 01 01")),
             22u);
@@ -434,17 +413,18 @@ TEST(AttributeBytes, KeepsReadingOnlyTheTagOfADefaultValue) {
   EXPECT_EQ(made->storage.tag, 0x43);
   EXPECT_EQ(made->storage.value, 2u);
   EXPECT_EQ(made->requiredOnCreate.value, 1u);
-  releaseDesc(made);
+  veskType::destroyDecoded(made);
 }
 
 TEST(AttributeBytes, WithADefaultValueUsuallyFail) {
   veskInt value(5);
   veskAttributeDesc* made = attribute(&value);
   veskAttributeDesc received;
+  delete received.defval;
   EXPECT_EQ(decodeFrom(received, encoded(*made)), 0u);
   EXPECT_EQ(received.defval->tag, 3);
   delete received.defval;
-  releaseDesc(made);
+  veskType::destroyDecoded(made);
 }
 
 TEST(AttributeBytes, ReplaceADefaultThatIsNotTheirsWithoutFreeingIt) {
@@ -472,10 +452,24 @@ TEST(AttributeBytes, TellADefaultAtTheAddressOfTheirOwnFromTheirOwn) {
   delete made.defval;
 }
 
-TEST(AttributeBytes, ReadTwiceLeakNothing) {
+TEST(AttributeBytes, LeaveTheFormerDefaultToWhoeverKeptIt) {
   veskAttributeDesc made;
+  veskType* const first = made.defval;
   EXPECT_EQ(decodeFrom(made, hex(kAttribute)), 30u);
+  veskType* const second = made.defval;
   EXPECT_EQ(decodeFrom(made, hex(kAttribute)), 30u);
+  EXPECT_EQ(first->tag, 0);
+  delete first;
+  delete second;
+  delete made.defval;
+}
+
+TEST(AttributeBytes, MayBeReadOverADefaultThatTheProgramHasDeleted) {
+  veskAttributeDesc made;
+  delete made.defval;
+  EXPECT_EQ(decodeFrom(made, hex(kAttribute)), 30u);
+  delete made.defval;
+  EXPECT_EQ(decodeFrom(made, hex("11 09 43 01")), 0u);
   delete made.defval;
 }
 
@@ -493,25 +487,105 @@ TEST(ArrivedDescription, IsFreedWhole) {
   }
 }
 
-TEST(ArrivedDescription, InAListIsFreedAndCopiedWhole) {
+// A list of two descriptions, whose default values have the tags 2 and 0, and
+// an object description with one whose default value has the tag 2.
+const char kShortDefault[] = "11 09 43 00 0B 00 43 00 02 43 00 43 00 07 00 ";
+const char kNoDefault[] = "11 09 43 00 0B 00 43 00 00 43 00 43 00 07 00 ";
+const Bytes kTwoDescriptions =
+    hex(std::string("80 43 01 02 ") + kShortDefault + kNoDefault);
+const Bytes kDescribed =
+    hex(std::string("14 09 43 00 0A 00 0A 00 80 43 01 01 ") + kShortDefault +
+        "80 43 00 80 43 00");
+
+TEST(ArrivedDescription, InAListIsFreedByTheProgramByTheRules) {
+  veskList arrived;
+  ASSERT_EQ(decodeFrom(arrived, kTwoDescriptions), kTwoDescriptions.size());
+  for (unsigned i = 0; i < arrived.count; i++)
+    delete arrived.at<veskAttributeDesc>(i)->defval;
+  arrived.clear(1);
+}
+
+TEST(ArrivedDescription, OfAnObjectIsFreedByTheProgramByTheRules) {
+  veskObjectDesc arrived;
+  ASSERT_EQ(decodeFrom(arrived, kDescribed), kDescribed.size());
+  delete arrived.attributes.at<veskAttributeDesc>(0)->defval;
+  arrived.attributes.clear(1);
+}
+
+TEST(ArrivedDescription, InAListIsFreedWholeAsDecoded) {
   veskList arrived;
   const Bytes bytes = hex("80 43 01 02 " + kObject + kAttribute);
   ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
-  veskType* copy = arrived.dup();
-  EXPECT_NE(dynamic_cast<veskList*>(copy)->at<veskAttributeDesc>(1)->defval,
-            arrived.at<veskAttributeDesc>(1)->defval);
-  arrived.clear(1);
-  EXPECT_EQ(textOf(*copy), kObjectText + ", " + kAttributeText);
-  releaseValue(copy);
+  arrived.destroyDecodedElements();
+  EXPECT_EQ(arrived.count, 0u);
 }
 
-TEST(ArrivedDescription, InARecordThatAProgramBuiltIsFreedByClear) {
+TEST(ArrivedDescription, HasCopiesWithTheTagOfItsDefaultValue) {
+  for (const Bytes& bytes :
+       {kTwoDescriptions, kDescribed,
+        hex(std::string("17 0B 00 01 ") + kShortDefault)}) {
+    ExactBuffer buffer(bytes);
+    veskType* arrived = nullptr;
+    ASSERT_EQ(veskType::decodeCreate(buffer.data(), buffer.size(), &arrived),
+              bytes.size());
+    veskType* const copy = arrived->dup();
+    EXPECT_EQ(encoded(*copy), bytes);
+    releaseCopy(copy);
+    veskType::destroyDecoded(arrived);
+  }
+}
+
+TEST(ArrivedDescription, KeepsSharingItsDefaultValueWithItsCopies) {
+  veskList arrived;
+  ASSERT_EQ(decodeFrom(arrived, kTwoDescriptions), kTwoDescriptions.size());
+  veskType* const copy = arrived.dup();
+  EXPECT_EQ(dynamic_cast<veskList*>(copy)->at<veskAttributeDesc>(1)->defval,
+            arrived.at<veskAttributeDesc>(1)->defval);
+  releaseCopy(copy);
+  arrived.destroyDecodedElements();
+}
+
+TEST(ArrivedDescription, LeavesADefaultValueThatTheProgramKeeps) {
+  veskList arrived;
+  ASSERT_EQ(decodeFrom(arrived, kTwoDescriptions), kTwoDescriptions.size());
+  const OwnedValue first(arrived.at<veskAttributeDesc>(0)->defval);
+  const OwnedValue second(arrived.at<veskAttributeDesc>(1)->defval);
+  arrived.clear(1);
+  EXPECT_EQ(first->tag, 2);
+  EXPECT_EQ(second->tag, 0);
+}
+
+TEST(ArrivedDescription, HasArgumentsThatMayServeInAnother) {
+  veskList arrived;
+  const Bytes bytes =
+      hex("80 43 01 01 12 09 43 00 0B 00 80 43 01 01 10 09 43 00 43 00");
+  ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
+  veskAid id("59.6.1");
+  veskActionDesc built("act", id, arrived.at<veskActionDesc>(0)->arguments);
+  arrived.clear(1);
+  EXPECT_EQ(built.arguments.count, 1u);
+  EXPECT_EQ(textOf(*built.arguments.at(0)),
+            "\t\targument  {\n\t\t\ttype 0;\n\t\t};\n");
+  built.arguments.clear(1);
+}
+
+TEST(ArrivedDescription, LeavesWhatAProgramAppendedToItsList) {
+  veskList arrived;
+  const Bytes bytes = hex("80 43 01 01 12 09 43 00 0B 00 80 43 00");
+  ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
+  veskArgumentDesc mine("mine", 3);
+  arrived.at<veskActionDesc>(0)->arguments.append(&mine);
+  arrived.clear(1);
+  EXPECT_EQ(mine.type.value, 3u);
+}
+
+TEST(ArrivedDescription, InARecordThatAProgramBuiltIsFreedListByList) {
   veskObjectDesc made;
   ASSERT_EQ(decodeFrom(made, hex(kObject)), hex(kObject).size());
   EXPECT_EQ(textOf(made), kObjectText);
-  made.attributes.clear(1);
-  made.actions.clear(1);
-  made.events.clear(1);
+  made.attributes.destroyDecodedElements();
+  made.actions.destroyDecodedElements();
+  made.events.destroyDecodedElements();
 }
 
 TEST(ArrivedDescription, WithAnElementThatHasNoClassFails) {
@@ -538,20 +612,6 @@ TEST(ArrivedDescription, InAListThatAProgramFilledKeepsItsElements) {
   filled.append(action);
   filled.clear(1);
   EXPECT_EQ(textOf(*argument), "\t\targument size {\n\t\t\ttype 3;\n\t\t};\n");
-}
-
-TEST(ArrivedDescription, DoesNotFreeADefaultThatAProgramPutThere) {
-  const Bytes bytes =
-      hex("80 43 01 01 11 09 43 00 0B 00 43 00 00 43 00 43 00 07 00");
-  veskList arrived;
-  ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
-  auto* record = arrived.at<veskAttributeDesc>(0);
-  ASSERT_NE(record, nullptr);
-  delete record->defval;
-  veskInt mine(5);
-  record->defval = &mine;
-  arrived.clear(1);
-  EXPECT_EQ(mine.value, 5);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "ostrel/type.h"
+#include "ostrel/veskPDU.h"
 #include "support/bytes.h"
 #include "support/value_table.h"
 
@@ -334,6 +335,66 @@ TEST(ValueListOwnership, CopiesOfWhatArrivedBelongToTheCaller) {
   list.clear(1);
   EXPECT_EQ(textOf(*copy), "7");
   shared.clear(0);
+}
+
+TEST(ValueListOwnership, PositionZeroIsAPositionAndNotAPointer) {
+  OwnedList list(numbers({1, 2}));
+  OwnedValue first(list->at(0));
+  list->remove(0);
+  EXPECT_EQ(textOf(*list), "2");
+}
+
+TEST(ValueListOwnership, DestroyTakesThePointerOfAnyValue) {
+  veskList list;
+  list.destroy(new veskInt(1));
+  list.destroy(numbers({1, 2}));
+}
+
+TEST(ValueListOwnership, DestroysDecodedElementsWhole) {
+  veskList list;
+  const Bytes bytes =
+      hex("80 43 01 03 1F 03 00 43 00 0A 00 0A 00 80 43 01 01 03 01 07 "
+          "17 0B 00 01 80 43 01 01 28 03 00 43 00 0A 00 80 43 01 01 03 01 08 "
+          "80 43 01 01 19 0A 00 80 43 01 01 03 01 09");
+  ASSERT_EQ(decodeFrom(list, bytes), bytes.size());
+  list.append(static_cast<veskType*>(nullptr));
+  list.destroyDecodedElements();
+  EXPECT_EQ(list.count, 0u);
+  list.append(new veskInt(1));
+  list.destroyDecodedElements();
+}
+
+TEST(ValueListOwnership, LeavesTheListsOfPdusInItToTheirOwner) {
+  veskList list;
+  ASSERT_EQ(decodeFrom(list, hex("80 43 01 01 1F 03 00 43 00 0A 00 0A 00 "
+                                 "80 43 01 01 03 01 07")),
+            20u);
+  veskList* const inside = list.at<veskGetPDU>(0)->list;
+  list.clear(1);
+  EXPECT_EQ(textOf(*inside), "7");
+  inside->clear(1);
+  delete inside;
+}
+
+TEST(ValueListOwnership, DecodedValuesAreFreedWholeWhateverTheirTags) {
+  for (const char* bytes :
+       {"80 43 01 01 03 01 07", "17 0B 00 01 80 43 01 01 03 01 07",
+        "1F 03 00 43 00 0A 00 0A 00 80 43 01 01 03 01 07",
+        "28 03 00 43 00 0A 00 80 43 01 01 03 01 07",
+        "2F 03 00 43 00 0A 00 80 43 01 01 03 01 07 80 43 01 01 03 01 08 "
+        "80 43 01 01 03 01 09",
+        "12 09 43 00 0B 00 80 43 01 01 10 09 43 00 43 00",
+        "11 09 43 00 0B 00 43 00 00 43 00 43 00 07 00"}) {
+    SCOPED_TRACE(bytes);
+    for (const unsigned tag : {0u, 3u, 9u, 23u, 31u, 128u, 255u}) {
+      ExactBuffer buffer(hex(bytes));
+      veskType* value = nullptr;
+      ASSERT_EQ(veskType::decodeCreate(buffer.data(), buffer.size(), &value),
+                buffer.size());
+      value->tag = static_cast<std::uint8_t>(tag);
+      veskType::destroyDecoded(value);
+    }
+  }
 }
 
 TEST(ValueListOwnership, WhatArrivedMayBeTakenOut) {

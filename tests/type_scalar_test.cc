@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -12,6 +13,7 @@
 #include <type_traits>
 
 #include "ostrel/type.h"
+#include "ostrel/veskPDU.h"
 #include "support/bytes.h"
 #include "support/value_table.h"
 
@@ -902,6 +904,56 @@ TEST(Widths, AreThoseOfTheWireOnEveryMachine) {
   EXPECT_TRUE((std::is_base_of_v<veskUnsignedInt, veskGauge>));
   EXPECT_TRUE((std::is_base_of_v<veskUnsignedInt, veskCounter>));
   EXPECT_TRUE((std::is_base_of_v<veskUnsignedInt, veskTime>));
+}
+
+// Programs' own classes
+
+template <class Base>
+class EqualToAll : public Base {
+ public:
+  using Base::Base;
+  int compare(veskType&) override { return 0; }
+};
+
+template <class Integer>
+class OwnCompare : public testing::Test {};
+
+using Integers =
+    testing::Types<veskInt, veskLong, veskUnsignedInt, veskUnsignedLong,
+                   veskBool, veskGauge, veskCounter, veskTime>;
+TYPED_TEST_SUITE(OwnCompare, Integers);
+
+TYPED_TEST(OwnCompare, LeavesEqualityToTheValues) {
+  EqualToAll<TypeParam> five(5);
+  TypeParam alike(5);
+  TypeParam other(6);
+  veskString text("5");
+  EXPECT_EQ(five.operator==(static_cast<veskType&>(alike)), 1);
+  EXPECT_EQ(five.operator==(static_cast<veskType&>(other)), 0);
+  EXPECT_EQ(five.operator==(static_cast<veskType&>(text)), 0);
+}
+
+// Where a virtual operation stands in the table of its class: both destructors
+// come first.
+template <class Operation>
+std::ptrdiff_t slotOf(Operation operation) {
+  std::ptrdiff_t offset = 0;
+  std::memcpy(&offset, &operation, sizeof offset);
+  return offset / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+TEST(Value, HasItsVirtualOperationsInTheirOrder) {
+  using Ask = int (veskType::*)(veskType&);
+  using Code = unsigned (veskType::*)(char*, unsigned);
+  EXPECT_EQ(slotOf(Ask(&veskType::compare)), 2);
+  EXPECT_EQ(slotOf(Ask(&veskType::operator==)), 3);
+  EXPECT_EQ(slotOf(Ask(&veskType::operator<)), 4);
+  EXPECT_EQ(slotOf(Ask(&veskType::operator>)), 5);
+  EXPECT_EQ(slotOf(Code(&veskType::encode)), 6);
+  EXPECT_EQ(slotOf(Code(&veskType::decode)), 7);
+  EXPECT_EQ(slotOf(&veskType::getString), 8);
+  EXPECT_EQ(slotOf(&veskType::dup), 9);
+  EXPECT_EQ(slotOf(&veskPDU::clear), 10);
 }
 
 }  // namespace

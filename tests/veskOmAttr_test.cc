@@ -317,27 +317,38 @@ TEST(OmValueOpBytes, FailWhenTheCodeWouldLieOutside) {
     SCOPED_TRACE(bytes);
     veskOmAttributeValueOp op;
     EXPECT_EQ(decodeFrom(op, hex(bytes)), 0u);
-    EXPECT_EQ(op.value, nullptr);
+    const OwnedValue mine(op.value);
   }
 }
 
-TEST(OmValueOpBytes, FailWithTheirValue) {
+TEST(OmValueOpBytes, FailWithATagThatNoClassHas) {
+  veskInt value(5);
   for (const char* bytes :
-       {"18 0B 00 01 FF 01 01 01 01", "18 0B 00 01 4D 01 01 01 01 01 01",
-        "18 0B 00 01 80 43 01 02 19 0A 00 80 43 00"}) {
+       {"18 0B 00 01 FF 01 01 01 01", "18 0B 00 01 4D 01 01 01 01 01 01"}) {
     SCOPED_TRACE(bytes);
     veskOmAttributeValueOp op;
+    op.value = &value;
     EXPECT_EQ(decodeFrom(op, hex(bytes)), 0u);
     EXPECT_EQ(op.value, nullptr);
   }
 }
 
-TEST(OmValueOpBytes, FailureLeavesTheValueThatWasThere) {
+TEST(OmValueOpBytes, HandOverAValueThatFailed) {
+  veskOmAttributeValueOp op;
+  EXPECT_EQ(decodeFrom(op, hex("18 0B 00 01 80 43 01 02 19 0A 00 80 43 00")),
+            0u);
+  const OwnedValue mine(op.value);
+  EXPECT_EQ(textOf(*mine), "Invalid : ");
+}
+
+TEST(OmValueOpBytes, HandOverAValueWhoseCodeFailed) {
   veskInt value(5);
   veskAid id("59.6.2");
   veskOmAttributeValueOp op(&id, &value, 3);
   EXPECT_EQ(decodeFrom(op, hex("18 0B 00 01 80 43 01 01 03 01 05 01 07")), 0u);
-  EXPECT_EQ(op.value, &value);
+  EXPECT_NE(op.value, &value);
+  const OwnedValue mine(op.value);
+  EXPECT_EQ(textOf(*mine), "5");
 }
 
 TEST(OmValueOpBytes, EveryTruncationOfWhatDecodesFailsOrDecodesLess) {
@@ -345,6 +356,7 @@ TEST(OmValueOpBytes, EveryTruncationOfWhatDecodesFailsOrDecodesLess) {
   for (std::size_t size = 0; size < bytes.size(); ++size) {
     veskOmAttributeValueOp op;
     EXPECT_EQ(decodeFrom(op, prefix(bytes, size)), 0u) << size;
+    const OwnedValue mine(op.value);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 
 #include "ostrel/veskPDU.h"
@@ -28,6 +29,7 @@ using ostrel::test::kTwoAttributesText;
 using ostrel::test::listOf;
 using ostrel::test::numbered;
 using ostrel::test::OwnedPdu;
+using ostrel::test::OwnedText;
 using ostrel::test::OwnedValue;
 using ostrel::test::pduRow;
 using ostrel::test::rowName;
@@ -594,6 +596,74 @@ TEST(RequestNull, AssigningZeroChangesTheTagAlone) {
   EXPECT_EQ(value == 0, 1);
   EXPECT_EQ(pdu->list, list);
   EXPECT_THAT(encoded(*pdu), IsHex("00 03 00 43 00 0A 00 0A 00 80 43 00"));
+}
+
+// Operations called by the names of their classes
+
+TEST(QualifiedName, OfTheHeaderMeansTheHeaderAlone) {
+  Names n;
+  const OwnedPdu<veskGetPDU> get(
+      numbered(5, new veskGetPDU(n.object, twoAttributes())));
+  char buffer[64];
+  const unsigned used = get->veskPDU::encode(buffer, sizeof buffer);
+  EXPECT_THAT(Bytes(buffer, buffer + used), IsHex("1F 03 00 43 01 05 0A 00"));
+  const OwnedText text(get->veskPDU::getString());
+  EXPECT_STREQ(text.get(), "5 : 0 : Invalid");
+  get->veskPDU::clear();
+  EXPECT_EQ(get->list->count, 2u);
+
+  Bytes bytes = hex("1F 03 01 07 43 01 08 0A 00 FF");
+  EXPECT_EQ(get->veskPDU::decode(reinterpret_cast<char*>(bytes.data()), 10),
+            9u);
+  EXPECT_EQ(get->status.value, 7);
+  EXPECT_EQ(get->requestId.value, 8u);
+}
+
+// A request of a program's own: a get with a number behind.
+class Extended : public veskGetPDU {
+ public:
+  using veskGetPDU::veskGetPDU;
+  unsigned encode(char* buffer, unsigned length) override {
+    const unsigned used = veskGetPDU::encode(buffer, length);
+    if (used == 0) return 0;
+    const unsigned more = extra.encode(buffer + used, length - used);
+    return more == 0 ? 0 : used + more;
+  }
+  unsigned decode(char* buffer, unsigned length) override {
+    const unsigned used = veskGetPDU::decode(buffer, length);
+    if (used == 0) return 0;
+    const unsigned more = extra.decode(buffer + used, length - used);
+    return more == 0 ? 0 : used + more;
+  }
+
+  veskInt extra;
+};
+
+TEST(RequestOfAProgramsOwn, TravelsWithItsOwnMembers) {
+  Names n;
+  const OwnedPdu<Extended> sent(new Extended(n.object, new veskList));
+  sent->extra = 9;
+  const char kBytes[] =
+      "1F 03 00 43 00 0A 00 0A 01 01 3B 01 06 00 00 80 43 00 03 01 09";
+  EXPECT_THAT(encoded(*sent), IsHex(kBytes));
+  const OwnedPdu<Extended> arrived(new Extended);
+  EXPECT_EQ(decodeFrom(*arrived, hex(kBytes)), 21u);
+  EXPECT_EQ(arrived->extra.value, 9);
+  EXPECT_EQ(textOf(*arrived), "0 : 0 : Invalid : 59.6.0.0 : ");
+}
+
+template <class... Pdus>
+constexpr bool anyIsAssignable = (std::is_copy_assignable_v<Pdus> || ...);
+
+TEST(Pdu, IsNotAssignedWithItsLists) {
+  static_assert(
+      !anyIsAssignable<
+          veskPDU, veskCreatePDU, veskClonePDU, veskRemovePDU, veskGetPDU,
+          veskSetPDU, veskSearchPDU, veskEventPDU, veskActionPDU, veskVerifyPDU,
+          veskDSsearchPDU, veskRespPDU, veskCreateRespPDU, veskCloneRespPDU,
+          veskGetRespPDU, veskSetRespPDU, veskSearchRespPDU, veskActionRespPDU,
+          veskRemoveRespPDU, veskVerifyRespPDU, veskDSsearchRespPDU>);
+  static_assert(std::is_copy_constructible_v<veskGetPDU>);
 }
 
 }  // namespace

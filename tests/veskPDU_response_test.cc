@@ -31,10 +31,12 @@ using ostrel::test::listOf;
 using ostrel::test::numbered;
 using ostrel::test::oneError;
 using ostrel::test::OwnedPdu;
+using ostrel::test::OwnedText;
 using ostrel::test::OwnedValue;
 using ostrel::test::pduRow;
 using ostrel::test::rowName;
 using ostrel::test::textOf;
+using ostrel::test::twoAttributes;
 using ostrel::test::ValueRow;
 
 const std::string kError = kOneError;
@@ -496,14 +498,25 @@ TEST(ArrivingResponse, MayHaveAnythingForErrors) {
   EXPECT_EQ(textOf(*pdu), "0 : 0 : Invalid : 5, ");
 }
 
-TEST(ArrivingResponse, InAListIsFreedAndCopiedWhole) {
+TEST(ArrivingResponse, InAListKeepsSharingItsListsWithItsCopies) {
   const Bytes bytes = hex("80 43 01 01 28 03 00 43 01 05 0A 00 " + kError);
   veskList arrived;
   ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
   veskType* copy = arrived.dup();
-  arrived.clear(1);
   EXPECT_EQ(encoded(*copy), bytes);
+  arrived.clear(1);
+  EXPECT_EQ(encoded(*copy), bytes) << "the lists are there still";
   veskType::destroyDecoded(copy);
+}
+
+TEST(ArrivingResponse, InAListMayHaveItsListFreedByTheProgram) {
+  veskList arrived;
+  const Bytes bytes = hex("80 43 01 01 28 03 00 43 01 05 0A 00 " + kError);
+  ASSERT_EQ(decodeFrom(arrived, bytes), bytes.size());
+  veskList* const errors = arrived.at<veskSetRespPDU>(0)->errors;
+  errors->clear(1);
+  delete errors;
+  arrived.clear(1);
 }
 
 TEST(ArrivingResponse, InAListThatAProgramFilledKeepsItsLists) {
@@ -518,6 +531,21 @@ TEST(ArrivingResponse, InAListThatAProgramFilledKeepsItsLists) {
   EXPECT_EQ(textOf(*errors), kErrorText);
   errors->clear(1);
   delete errors;
+}
+
+TEST(QualifiedName, OfTheBaseMeansItsErrorsAlone) {
+  const OwnedPdu<veskGetRespPDU> response(
+      new veskGetRespPDU(0, twoAttributes(), oneError()));
+  char buffer[64];
+  const unsigned used = response->veskRespPDU::encode(buffer, sizeof buffer);
+  EXPECT_THAT(Bytes(buffer, buffer + used),
+              IsHex(std::string("27 03 00 43 00 0A 00 ") + kOneError));
+  const OwnedText text(response->veskRespPDU::getString());
+  EXPECT_EQ(std::string(text.get()),
+            std::string("0 : 0 : Invalid : ") + kOneErrorText);
+  response->veskRespPDU::clear();
+  EXPECT_EQ(response->errors, nullptr);
+  EXPECT_EQ(response->list->count, 2u);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 // One node of a genericList. The list makes and frees its nodes.
 struct OSTREL_API listPointer {
@@ -61,6 +62,12 @@ class OSTREL_API genericList {
   // Takes the node at position i out; stops the process as index() does when
   // there is none. The element itself is not freed.
   void remove(unsigned i);
+
+  // The same for numbers of other types, so that remove(0) means a position.
+  template <class Number, std::enable_if_t<std::is_integral_v<Number>, int> = 0>
+  void remove(Number i) {
+    remove(static_cast<unsigned>(i));
+  }
 
   // Takes the first node that holds this very pointer out; does nothing when
   // none does. The element itself is not freed.

@@ -5,18 +5,14 @@
 // What holds for all five: constructors from lists take over the elements, as
 // the assignment of lists does, not the list; no destructor frees an element
 // of a list or a default value. Those belong to whoever made them: empty the
-// lists with clear(1) and delete `defval`, or use veskType::destroyDecoded()
-// for a record that decodeCreate() made. dup() copies the elements of lists.
-// Comparison is that of veskType: by tag alone.
+// lists with clear(1) and delete each `defval` before, or use
+// veskType::destroyDecoded() for a record that decodeCreate() made. dup()
+// copies the elements of lists. Comparison is that of veskType: by tag alone.
 
 #ifndef OSTREL_OBJECTDESC_H
 #define OSTREL_OBJECTDESC_H
 
 #include <ostrel/type.h>
-
-namespace ostrel {
-class Members;
-}  // namespace ostrel
 
 // An argument of an action or event (tag 16).
 class OSTREL_API veskArgumentDesc : public veskType {
@@ -58,7 +54,8 @@ class OSTREL_API veskAttributeDesc : public veskType {
 
   // Kept: reads no more of the default value than its tag, so that only a
   // description with a null default value comes back as it was. The record
-  // gets a new plain value for it, and frees one that it had made itself.
+  // gets a new plain value for it; the former one is not freed, whoever made
+  // it: delete it before or keep it, but not both.
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;
 
@@ -72,14 +69,6 @@ class OSTREL_API veskAttributeDesc : public veskType {
   veskUnsignedInt access;
   veskUnsignedInt storage;
   veskBool requiredOnCreate;
-
- private:
-  ostrel::Members wireOrder(veskType& defaultValue);
-  bool holdsOwnDefault() const;
-  void releaseContents() override;
-  void separateContents() override;
-
-  veskType* made_;  // the default value that the record made itself, or null
 };
 
 // An action of a class (tag 18).
@@ -98,9 +87,6 @@ class OSTREL_API veskActionDesc : public veskType {
   veskString name;
   veskAid id;
   veskList arguments;  // of veskArgumentDesc
-
- private:
-  void releaseContents() override;
 };
 
 // An event of a class (tag 19).
@@ -119,9 +105,6 @@ class OSTREL_API veskEventDesc : public veskType {
   veskString name;
   veskAid id;
   veskList arguments;  // of veskArgumentDesc
-
- private:
-  void releaseContents() override;
 };
 
 // A class of objects (tag 20).
@@ -143,10 +126,6 @@ class OSTREL_API veskObjectDesc : public veskType {
   veskList attributes;  // of veskAttributeDesc
   veskList actions;     // of veskActionDesc
   veskList events;      // of veskEventDesc
-
- private:
-  ostrel::Members wireOrder();
-  void releaseContents() override;
 };
 
 #endif  // OSTREL_OBJECTDESC_H

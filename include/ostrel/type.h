@@ -19,7 +19,6 @@
 class veskType;
 
 namespace ostrel {
-struct Contents;
 template <class Value>
 using IfValue = std::enable_if_t<std::is_convertible_v<Value*, veskType*>, int>;
 }  // namespace ostrel
@@ -89,9 +88,9 @@ class OSTREL_API veskType {
   // Values inside values are read to a depth of 2048 and no further.
   static unsigned decodeCreate(char* buffer, unsigned length, veskType** out);
 
-  // Frees a value that decodeCreate() handed over, whole or not, together
-  // with everything that arrived inside it; null is allowed. Ordinary delete
-  // leaves the elements of lists and the lists of PDUs to their owners.
+  // Frees a value that decodeCreate() handed over, whole or not, with all that
+  // can be reached from it: elements of lists, lists of PDUs, default values.
+  // Null is allowed. Ordinary delete leaves those to their owners.
   static void destroyDecoded(veskType* value);
 
   static void* operator new(std::size_t size);
@@ -100,32 +99,6 @@ class OSTREL_API veskType {
   static void operator delete(void* block, std::size_t size) noexcept;
 
   std::uint8_t tag;  // names the class on the wire; 0: null
-
- protected:
-  // Set when there may be something to do in releaseContents(): in lists, and
-  // by the decode() of other classes that free what arrived inside them.
-  bool holdsValues_ = false;
-
-  // What programs build has no mark. (So wide that they fill up the word of the
-  // tag, which is then written at once.)
-  enum Mark : std::uint16_t {
-    // decode() made it inside another value: whatever holds it frees it with
-    // all that arrived inside it.
-    kArrived = 1,
-    // A description made it for a default value of its own.
-    kOwnDefault = 2,
-  };
-  std::uint16_t marks_ = 0;
-
-  bool arrived() const { return (marks_ & kArrived) != 0; }
-
- private:
-  friend struct ostrel::Contents;
-
-  // For what holds values: frees what this value's destructor leaves to
-  // others, and gives a copy its own of what it shares with its source.
-  virtual void releaseContents();
-  virtual void separateContents();
 };
 
 // Whole numbers, truth values and times of fixed width. All have a public
@@ -577,7 +550,9 @@ class OSTREL_API veskAddress : public veskType {
 // A list of values that is itself a value (tag 128).
 //
 // Elements belong to whoever filled the list: destroying or assigning a list
-// frees none of them, clear(1) frees all, lists inside lists included.
+// frees none of them, clear(1) frees all, lists inside lists included. What
+// else an element leaves to its owner (a PDU its lists, a description its
+// default value) clear(1) leaves, too; destroyDecodedElements() does not.
 //
 // An element is stored as its `veskType*`. The calls below take any value's
 // pointer and see to that; at() reads it back.
@@ -605,9 +580,13 @@ class OSTREL_API veskList : public genericList, public veskType {
   // The elements' texts with ", " between.
   char* getString() override;
 
-  // Copies each element with its dup(); what arrived inside other values is
-  // copied whole, so that no copy shares its contents.
+  // Copies each element with its dup(). Kept: what an element's own dup()
+  // shares with its source (an object its list), the copies share.
   veskType* dup() override;
+
+  // Empties the list and frees each element as veskType::destroyDecoded()
+  // does: for lists that a peer filled.
+  void destroyDecodedElements();
 
   // 1 when both lists hold the very same elements, by identity.
   int operator==(veskList& other);
@@ -637,6 +616,10 @@ class OSTREL_API veskList : public genericList, public veskType {
   void remove(Value* value) {
     genericList::remove(stored(value));
   }
+  template <class Value, ostrel::IfValue<Value> = 0>
+  void destroy(Value* value) {
+    destroy(stored(value));
+  }
 
   // The value at position i (from 0). Stops the process as index() does when
   // the list is not that long.
@@ -650,7 +633,6 @@ class OSTREL_API veskList : public genericList, public veskType {
 
  private:
   static void* stored(veskType* value) { return value; }
-  void releaseContents() override;
 };
 
 #if __cplusplus > 201703L

@@ -24,7 +24,8 @@ class OSTREL_API veskAttribute : public veskType {
   unsigned encode(char* buffer, unsigned length) override;
 
   // Meant for a fresh attribute: a value that it holds already is replaced
-  // and not freed. A failed decode() leaves the value that was there.
+  // and not freed. When the value is what fails, `value` is what
+  // decodeCreate() left: null, or the value as far as it got.
   unsigned decode(char* buffer, unsigned length) override;
 
   // The identifier, " = " and the value; never more than 1023 characters.
@@ -71,8 +72,7 @@ class OSTREL_API veskAttributeValueOp : public veskAttribute {
 //
 // The destructor frees the list with its elements, unless the pointer is null.
 // Kept: a copy shares its source's list. Before the second of them is
-// destroyed its `attributeList` must be replaced or set to null. (Objects
-// that arrived inside another value are copied whole.)
+// destroyed its `attributeList` must be replaced or set to null.
 class OSTREL_API veskObject : public veskType {
  public:
   veskObject();                               // no identifier, an empty list
@@ -94,9 +94,6 @@ class OSTREL_API veskObject : public veskType {
 
   veskOid oid;
   veskList* attributeList;  // owned; see above
-
- private:
-  void separateContents() override;
 };
 
 // Appends an attribute to a list. The name is the dotted text of an attribute

@@ -43,7 +43,7 @@ class OSTREL_API veskOmAttributeValueOp : public veskOmAttribute {
   // Kept: looks for the code further behind than encode() writes it, by the
   // length of the value or, without a value, by one byte; and fails when that
   // lies outside the input. Only veskAttributeValueOp reads back what encode()
-  // wrote. After a failure `value` is as it was.
+  // wrote. A value that arrived is in `value` even when the code fails.
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;
 

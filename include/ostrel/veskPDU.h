@@ -3,13 +3,13 @@
 //
 // What holds for every PDU:
 // - A PDU points at its lists. Its destructor leaves them alone; clear() frees
-//   them with their elements and sets the pointers to null. So a PDU that
-//   arrived is cleared and then deleted, while what a program lends to a
-//   request stays the program's.
+//   them with their elements and sets the pointers to null. So what a program
+//   lends to a request stays the program's. A PDU that arrived is freed with
+//   veskType::destroyDecoded().
 // - Default constructors make empty lists, for decode() to fill. Constructors
 //   that take a list keep the pointer.
 // - Kept: a copy, by dup() or constructor, shares its source's lists; clear()
-//   at most one of the two.
+//   at most one of the two. PDUs are not assigned to each other.
 // - encode() and decode() handle the header and then the members in their wire
 //   order, and return 0 as soon as one fails or a list is null. getString()
 //   joins requestId, status, principal and the members with " : ".
@@ -22,16 +22,14 @@
 #include <ostrel/veskAttr.h>
 #include <ostrel/veskError.h>
 
-namespace ostrel {
-class Members;
-}  // namespace ostrel
-
 // The header that all PDUs share.
 class OSTREL_API veskPDU : public veskType {
  public:
   veskPDU(unsigned int tag);  // status 0, request id 0, no principal
   veskPDU(unsigned int tag, veskOid& principal);
   veskPDU(veskPDU* from, unsigned int tag);  // copies from's header
+  veskPDU(const veskPDU& other) = default;
+  veskPDU& operator=(const veskPDU&) = delete;
 
   unsigned encode(char* buffer, unsigned length) override;
   unsigned decode(char* buffer, unsigned length) override;
@@ -41,21 +39,13 @@ class OSTREL_API veskPDU : public veskType {
   veskType* dup() override;
   using veskType::operator=;
 
-  // Frees the PDU's lists with their elements; the pointers are null then.
+  // Frees the PDU's lists with their elements, and sets the pointers to null.
+  // The header alone has none.
   virtual void clear();
 
   veskInt status;             // a return code; 0 in requests
   veskUnsignedInt requestId;  // set when a request is sent; its answer has it
   veskOid principal;          // on whose behalf; invalid when not given
-
- protected:
-  // The members behind the header as they travel, and as they are printed.
-  virtual ostrel::Members wireOrder();
-  virtual ostrel::Members textOrder();
-
- private:
-  void releaseContents() override;
-  void separateContents() override;
 };
 
 // Makes an object with the attributes of `list` in the class `oid` (tag 28).
@@ -67,14 +57,15 @@ class OSTREL_API veskCreatePDU : public veskPDU {
   veskCreatePDU(veskOid& oid, veskList* list, veskOid& principal);
   veskCreatePDU(veskObject& object);  // its identifier, a copy of its list
   veskCreatePDU(veskObject& object, veskOid& principal);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskOid oid;
   veskList* list;
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // Copies the object `oid`, with the attributes of `list` instead of its own
@@ -98,13 +89,13 @@ class OSTREL_API veskRemovePDU : public veskPDU {
   veskRemovePDU(veskRemovePDU* from);
   veskRemovePDU(veskOid& oid);
   veskRemovePDU(veskOid& oid, veskOid& principal);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
   using veskType::operator=;
 
   veskOid oid;
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // Asks for the attributes of `list` of the object `oid` (tag 31).
@@ -116,14 +107,15 @@ class OSTREL_API veskGetPDU : public veskPDU {
   veskGetPDU(veskOid& oid, veskList* list, veskOid& principal);
   veskGetPDU(veskObject& object);  // its identifier, a copy of its list
   veskGetPDU(veskObject& object, veskOid& principal);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskOid oid;
   veskList* list;
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // Writes the attributes of `list` to the object `oid` (tag 32).
@@ -147,15 +139,16 @@ class OSTREL_API veskSearchPDU : public veskPDU {
   veskSearchPDU(veskOid& oid, veskList* list, unsigned int flag);
   veskSearchPDU(veskOid& oid, veskList* list, unsigned int flag,
                 veskOid& principal);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskOid oid;
   veskList* list;
   veskBool flag;
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // Tells of the event `aid` of the object `oid` (tag 34).
@@ -164,15 +157,16 @@ class OSTREL_API veskEventPDU : public veskPDU {
   veskEventPDU();
   veskEventPDU(veskEventPDU* from);
   veskEventPDU(veskOid& oid, veskAid& aid, veskList* list);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskOid oid;
   veskAid aid;
   veskList* list;  // the event's arguments
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // Has the action `aid` done (tag 35).
@@ -184,15 +178,16 @@ class OSTREL_API veskActionPDU : public veskPDU {
   veskActionPDU(veskActionPDU* from);
   veskActionPDU(veskOid& oid, veskAid& aid, veskList* list);
   veskActionPDU(veskOid& oid, veskAid& aid, veskList* list, veskOid& principal);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskOid oid;
   veskAid aid;
   veskList* list;  // the action's arguments
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // Asks whether the object `oid` is there (tag 44).
@@ -202,13 +197,13 @@ class OSTREL_API veskVerifyPDU : public veskPDU {
   veskVerifyPDU(veskVerifyPDU* from);
   veskVerifyPDU(veskOid& oid);
   veskVerifyPDU(veskOid& oid, veskOid& principal);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
   using veskType::operator=;
 
   veskOid oid;
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // A search that the directory service answers (tag 46). An empty one, as the
@@ -220,15 +215,16 @@ class OSTREL_API veskDSsearchPDU : public veskPDU {
   veskDSsearchPDU(veskOid& oid, veskList* list, veskList* list2);
   veskDSsearchPDU(veskOid& oid, veskList* list, veskList* list2,
                   veskOid& principal);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskOid oid;
   veskList* list;
   veskList* list2;
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // What responses with a list of errors share. `code` goes into `status`; a
@@ -238,14 +234,16 @@ class OSTREL_API veskRespPDU : public veskPDU {
   veskRespPDU(unsigned int tag, veskList* errors);
   veskRespPDU(veskRespPDU* from, unsigned int tag);
 
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
+
   // Kept: of this class itself it has tag 36 whatever its own tag.
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskList* errors;  // a veskError for each item that failed
-
- protected:
-  ostrel::Members wireOrder() override;
 };
 
 // Answers a create (tag 37). Prints without its errors.
@@ -256,14 +254,13 @@ class OSTREL_API veskCreateRespPDU : public veskRespPDU {
   veskCreateRespPDU(int code);
   veskCreateRespPDU(int code, veskList* errors);
   veskCreateRespPDU(int code, veskOid& oid, veskList* errors);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
   using veskType::operator=;
 
   veskOid oid;  // the new object
-
- protected:
-  ostrel::Members wireOrder() override;
-  ostrel::Members textOrder() override;
 };
 
 // Answers a clone (tag 38).
@@ -286,14 +283,14 @@ class OSTREL_API veskGetRespPDU : public veskRespPDU {
   veskGetRespPDU(int code);
   veskGetRespPDU(veskList* list);
   veskGetRespPDU(int code, veskList* list, veskList* errors);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskList* list;  // the attributes with their values
-
- protected:
-  ostrel::Members wireOrder() override;
-  ostrel::Members textOrder() override;
 };
 
 // Answers a set (tag 40).
@@ -328,14 +325,14 @@ class OSTREL_API veskSearchRespPDU : public veskRespPDU {
   veskSearchRespPDU(int code);
   veskSearchRespPDU(int code, veskList* errors);
   veskSearchRespPDU(int code, veskList* list, veskList* errors);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskList* list;  // what was found
-
- protected:
-  ostrel::Members wireOrder() override;
-  ostrel::Members textOrder() override;
 };
 
 // Answers a remove (tag 43).
@@ -367,15 +364,15 @@ class OSTREL_API veskDSsearchRespPDU : public veskRespPDU {
   veskDSsearchRespPDU(int code);
   veskDSsearchRespPDU(int code, veskList* list2);
   veskDSsearchRespPDU(int code, veskList* list, veskList* errors);
+  unsigned encode(char* buffer, unsigned length) override;
+  unsigned decode(char* buffer, unsigned length) override;
+  char* getString() override;
   veskType* dup() override;
+  void clear() override;
   using veskType::operator=;
 
   veskList* list;
   veskList* list2;
-
- protected:
-  ostrel::Members wireOrder() override;
-  ostrel::Members textOrder() override;
 };
 
 #endif  // OSTREL_VESKPDU_H
