@@ -20,6 +20,7 @@
 #include "ostrel/objectdesc.h"
 #include "ostrel/type.h"
 #include "ostrel/veskAttr.h"
+#include "walk.h"
 
 namespace ostrel::test {
 
@@ -36,17 +37,21 @@ class Arrival {
     if (!bytes.empty()) std::memcpy(block.get(), bytes.data(), bytes.size());
     const auto size = static_cast<unsigned>(bytes.size());
     used_ = veskType::decodeCreate(block.get(), size, &value_);
+    walked_ = walkValue(block.get(), size);
   }
   ~Arrival() { veskType::destroyDecoded(value_); }
   Arrival(const Arrival&) = delete;
   Arrival& operator=(const Arrival&) = delete;
 
   unsigned used() const { return used_; }
+  // What walking over the bytes says of used().
+  unsigned walked() const { return walked_; }
   veskType& operator*() const { return *value_; }
 
  private:
   veskType* value_ = nullptr;
   unsigned used_ = 0;
+  unsigned walked_ = 0;
 };
 
 // The encoding in exactly `room` bytes; empty when it fails.
@@ -126,6 +131,7 @@ inline const char* brokenCopyInvariant(veskType& value) {
 inline const char* brokenInvariant(const std::string& bytes) {
   const Arrival value(bytes);
   if (value.used() > bytes.size()) return "decode consumed more than given";
+  if (value.walked() != value.used()) return "walking and decoding disagree";
   if (value.used() == 0) return nullptr;
 
   const unsigned room = value.used() + kMostSpareRoom;

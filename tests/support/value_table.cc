@@ -4,6 +4,7 @@
 #include <typeinfo>
 
 #include "bytes.h"
+#include "walk.h"
 
 namespace ostrel::test {
 
@@ -30,12 +31,14 @@ class RowValue {
   const std::function<void(veskType*)>& release_;
 };
 
-// What decodeCreate made, freed by the library's own call.
+// What decodeCreate made, freed by the library's own call. Walking over the
+// bytes comes to the same end.
 class Created {
  public:
   explicit Created(const Bytes& bytes) {
     ExactBuffer buffer(bytes);
     used_ = veskType::decodeCreate(buffer.data(), buffer.size(), &value_);
+    EXPECT_EQ(walkValue(buffer.data(), buffer.size()), used_);
   }
   ~Created() { veskType::destroyDecoded(value_); }
   Created(const Created&) = delete;
