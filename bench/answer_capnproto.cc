@@ -79,6 +79,32 @@ void visitValue(capnproto::Attribute::Reader attribute) {
   }
 }
 
+void addValue(capnproto::Attribute::Reader attribute, Checksum* sum) {
+  switch (attribute.which()) {
+    case capnproto::Attribute::INTEGER:
+      return sum->add(static_cast<std::uint32_t>(attribute.getInteger()));
+    case capnproto::Attribute::COUNTER:
+      return sum->add(attribute.getCounter());
+    case capnproto::Attribute::TEXT: {
+      const auto text = attribute.getText();
+      return sum->addText(text.begin(), text.size());
+    }
+    case capnproto::Attribute::ADDRESS:
+      return sum->add(attribute.getAddress());
+    case capnproto::Attribute::REAL:
+      return sum->addReal(attribute.getReal());
+    case capnproto::Attribute::TRUTH:
+      return sum->add(attribute.getTruth());
+    case capnproto::Attribute::OBJECT: {
+      const auto object = attribute.getObject();
+      sum->add(object.getA());
+      sum->add(object.getB());
+      sum->add(object.getC());
+      return sum->add(object.getD());
+    }
+  }
+}
+
 void readValue(capnproto::Attribute::Reader attribute, Item* item) {
   switch (attribute.which()) {
     case capnproto::Attribute::INTEGER:
@@ -157,6 +183,21 @@ class CapnProto final : public System {
       benchmark::DoNotOptimize(attribute.getC());
       visitValue(attribute);
     }
+  }
+
+  std::uint64_t decodeAndRead() override {
+    capnp::FlatArrayMessageReader message(words_);
+    const auto answer = message.getRoot<capnproto::Answer>();
+    Checksum sum;
+    sum.add(static_cast<std::uint64_t>(answer.getStatus()));
+    sum.add(answer.getRequestId());
+    for (const auto attribute : answer.getAttributes()) {
+      sum.add(attribute.getA());
+      sum.add(attribute.getB());
+      sum.add(attribute.getC());
+      addValue(attribute, &sum);
+    }
+    return sum.sum();
   }
 
   void print() override { stop("Cap'n Proto is not printed"); }

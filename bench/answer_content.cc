@@ -91,6 +91,33 @@ Content shuffled(unsigned count, unsigned seed) {
   return fill(kinds);
 }
 
+std::uint64_t checksum(const Content& content) {
+  Checksum sum;
+  sum.add(static_cast<std::uint64_t>(content.status));
+  sum.add(content.requestId);
+  for (const Item& item : content.items) {
+    for (const std::uint32_t number : kClass) sum.add(number);
+    sum.add(item.number);
+    sum.add(item.bits);
+    if (item.kind == Kind::kReal) sum.addReal(item.real);
+    sum.addText(item.text.data(), item.text.size());
+    for (const std::uint32_t number : item.object) sum.add(number);
+  }
+  return sum.sum();
+}
+
+std::unique_ptr<System> checkedSystem(SystemMaker make,
+                                      const Content& content) {
+  std::unique_ptr<System> system = make(content);
+  if (!(system->read() == content))
+    stop("a system does not give back what it was given");
+  if (system->decodeAndRead() != checksum(content))
+    stop("a system does not read all that it decodes");
+  if (makeLimit(content)->bytes() != makeOstrel(content)->bytes())
+    stop("the limit's bytes are not the library's");
+  return system;
+}
+
 Item namedItem(const AttributeId& id) {
   Item item;
   item.number = id[2];

@@ -5,9 +5,12 @@
 #ifndef OSTREL_BENCH_ANSWER_CONTENT_H
 #define OSTREL_BENCH_ANSWER_CONTENT_H
 
+#include <benchmark/benchmark.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -67,6 +70,42 @@ Item namedItem(const AttributeId& id);
 // "59.6.5" as numbers, the quickest way that the standard library has.
 AttributeId parseName(const std::string& name);
 
+// What reading all of an answer comes to: a sum over every number, over every
+// byte of every text, and over the pattern of every double. The compiler keeps
+// nothing from one step to the next, as where a program's own code stands
+// between.
+class Checksum {
+ public:
+  void add(std::uint64_t number) {
+    sum_ += number;
+    benchmark::DoNotOptimize(sum_);
+  }
+  void addReal(double real) {
+    std::uint64_t pattern;
+    std::memcpy(&pattern, &real, sizeof pattern);
+    add(pattern);
+  }
+  void addText(const char* text, std::size_t length) {
+    add(length);
+    std::uint64_t word = 0;
+    for (; length >= sizeof word; length -= sizeof word, text += sizeof word) {
+      std::memcpy(&word, text, sizeof word);
+      add(word);
+    }
+    for (; length != 0; length--) add(byteAt(text++));
+  }
+  std::uint64_t sum() const { return sum_; }
+
+ private:
+  static unsigned char byteAt(const char* at) {
+    return static_cast<unsigned char>(*at);
+  }
+
+  std::uint64_t sum_ = 0;
+};
+
+std::uint64_t checksum(const Content& content);
+
 // A system under measurement, set up with one content: it holds the in-memory
 // answer and the answer's bytes.
 class System {
@@ -85,6 +124,9 @@ class System {
   // Turns the bytes into an in-memory answer and frees it.
   virtual void decode() = 0;
 
+  // The same, and reads all of the answer before freeing it. Returns the sum.
+  virtual std::uint64_t decodeAndRead() = 0;
+
   // Prints the in-memory answer into a text and frees that.
   virtual void print() = 0;
 
@@ -96,7 +138,11 @@ class System {
 using SystemMaker = std::unique_ptr<System> (*)(const Content& content);
 
 std::unique_ptr<System> makeOstrel(const Content& content);
+
+// The first copies the texts, the second leaves them in the bytes.
 std::unique_ptr<System> makeLimit(const Content& content);
+std::unique_ptr<System> makeLimitInPlace(const Content& content);
+
 std::unique_ptr<System> makeXdr(const Content& content);
 
 // Decodes to MessagePack's own objects; the second one on to plain structs.
@@ -104,6 +150,28 @@ std::unique_ptr<System> makeMsgpack(const Content& content);
 std::unique_ptr<System> makeMsgpackStructs(const Content& content);
 
 std::unique_ptr<System> makeCapnProto(const Content& content);
+
+// How a system goes through the tables, and which of its operations do.
+struct NamedSystem {
+  const char* name;
+  SystemMaker make;
+  bool builds;
+  bool encodes;
+};
+
+constexpr NamedSystem kSystems[] = {
+    {"ostrel", makeOstrel, true, true},
+    {"limit", makeLimit, false, true},
+    {"limit-in-place", makeLimitInPlace, false, false},
+    {"xdr", makeXdr, true, true},
+    {"msgpack", makeMsgpack, true, true},
+    {"msgpack-structs", makeMsgpackStructs, true, true},
+    {"capnproto", makeCapnProto, true, true},
+};
+
+// The system with this content, after checking that it gives all of it back
+// and that the limit's bytes are the library's.
+std::unique_ptr<System> checkedSystem(SystemMaker make, const Content& content);
 
 // For what a system has no counterpart of, and set-ups that fail.
 [[noreturn]] void stop(const char* why);

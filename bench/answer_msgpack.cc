@@ -197,6 +197,24 @@ struct ValueReader {
   }
 };
 
+struct ValueAdder {
+  Checksum* sum;
+
+  void operator()(std::int32_t value) const {
+    sum->add(static_cast<std::uint32_t>(value));
+  }
+  void operator()(PackedCounter value) const { sum->add(value.value); }
+  void operator()(const std::string& value) const {
+    sum->addText(value.data(), value.size());
+  }
+  void operator()(PackedAddress value) const { sum->add(value.value); }
+  void operator()(double value) const { sum->addReal(value); }
+  void operator()(bool value) const { sum->add(value); }
+  void operator()(const ObjectId& value) const {
+    for (const std::uint32_t number : value) sum->add(number);
+  }
+};
+
 // What both forms share: the bytes, and how they are read back.
 class Packed : public System {
  public:
@@ -263,6 +281,18 @@ class MsgpackStructs final : public Packed {
     benchmark::DoNotOptimize(answer);
   }
 
+  std::uint64_t decodeAndRead() override {
+    const PackedAnswer answer = decoded();
+    Checksum sum;
+    sum.add(static_cast<std::uint64_t>(answer.status));
+    sum.add(answer.requestId);
+    for (const PackedAttribute& attribute : answer.attributes) {
+      for (const std::uint32_t number : attribute.id) sum.add(number);
+      std::visit(ValueAdder{&sum}, attribute.value);
+    }
+    return sum.sum();
+  }
+
  private:
   template <class IdOf>
   PackedAnswer make(IdOf idOf) {
@@ -319,6 +349,26 @@ msgpack::object makeObject(const Item& item, msgpack::zone& zone) {
   return {};
 }
 
+// Every number and text in a tree of objects.
+void addObject(const msgpack::object& object, Checksum* sum) {
+  switch (object.type) {
+    case msgpack::type::BOOLEAN:
+      return sum->add(object.via.boolean);
+    case msgpack::type::POSITIVE_INTEGER:
+      return sum->add(object.via.u64);
+    case msgpack::type::NEGATIVE_INTEGER:
+      return sum->add(static_cast<std::uint32_t>(object.via.i64));
+    case msgpack::type::STR:
+      return sum->addText(object.via.str.ptr, object.via.str.size);
+    case msgpack::type::ARRAY:
+      for (std::uint32_t i = 0; i < object.via.array.size; i++)
+        addObject(object.via.array.ptr[i], sum);
+      return;
+    default:
+      return;
+  }
+}
+
 // A value's place among the alternatives of PackedValue.
 std::uint32_t packedKind(Kind kind) {
   switch (kind) {
@@ -370,6 +420,26 @@ class MsgpackObjects final : public Packed {
     msgpack::object_handle handle =
         msgpack::unpack(bytes_.data(), bytes_.size());
     benchmark::DoNotOptimize(handle);
+  }
+
+  std::uint64_t decodeAndRead() override {
+    const msgpack::object_handle handle =
+        msgpack::unpack(bytes_.data(), bytes_.size());
+    const msgpack::object* member = handle.get().via.array.ptr;
+    Checksum sum;
+    addObject(member[0], &sum);
+    addObject(member[1], &sum);
+    const msgpack::object_array& attributes = member[4].via.array;
+    for (std::uint32_t i = 0; i < attributes.size; i++) {
+      const msgpack::object* attribute = attributes.ptr[i].via.array.ptr;
+      addObject(attribute[0], &sum);
+      // A double without a fraction is packed as an integer.
+      if (attribute[1].via.u64 == packedKind(Kind::kReal))
+        sum.addReal(attribute[2].as<double>());
+      else
+        addObject(attribute[2], &sum);
+    }
+    return sum.sum();
   }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
+#include <ostrel/tags.h>
 #include <ostrel/veskPDU.h>
 
 #include <cstdlib>
@@ -42,6 +43,44 @@ veskGetRespPDU* makeAnswer(const Content& content, veskList* attributes) {
 void destroy(veskGetRespPDU* answer) {
   answer->clear();
   delete answer;
+}
+
+// The class of an element and of a value that arrived is that of its tag.
+void addValue(veskType* value, Checksum* sum) {
+  switch (value->tag) {
+    case kTagInt: {
+      const auto bits =
+          static_cast<std::uint32_t>(static_cast<veskInt*>(value)->value);
+      return sum->add(bits);
+    }
+    case kTagUnsignedInt:
+    case kTagBool:
+      return sum->add(static_cast<veskUnsignedInt*>(value)->value);
+    case kTagString: {
+      unsigned length = 0;
+      const char* text = static_cast<veskString*>(value)->get(&length);
+      return sum->addText(text, length);
+    }
+    case kTagAddress: {
+      const in_addr* address = static_cast<veskAddress*>(value)->get(nullptr);
+      return sum->add(ntohl(address->s_addr));
+    }
+    case kTagDouble:
+      return sum->addReal(static_cast<veskDouble*>(value)->value);
+    case kTagOid:
+      for (const std::uint32_t number : static_cast<veskOid*>(value)->component)
+        sum->add(number);
+  }
+}
+
+void addAttributes(veskList& list, Checksum* sum) {
+  for (unsigned i = 0; i < list.count; i++) {
+    veskType* const element = list.at(i);
+    if (element->tag != kTagAttribute) stop("an element is no attribute");
+    auto* attribute = static_cast<veskAttribute*>(element);
+    for (const std::uint32_t number : attribute->id.component) sum->add(number);
+    addValue(attribute->value, sum);
+  }
 }
 
 void readValue(veskType* value, Item* item) {
@@ -111,6 +150,18 @@ class Ostrel final : public System {
     benchmark::DoNotOptimize(used);
     benchmark::DoNotOptimize(arrived);
     veskType::destroyDecoded(arrived);
+  }
+
+  std::uint64_t decodeAndRead() override {
+    veskType* arrived = nullptr;
+    veskType::decodeCreate(bytes_.data(), used_, &arrived);
+    auto* answer = static_cast<veskGetRespPDU*>(arrived);
+    Checksum sum;
+    sum.add(static_cast<std::uint64_t>(answer->status.value));
+    sum.add(answer->requestId.value);
+    addAttributes(*answer->list, &sum);
+    veskType::destroyDecoded(arrived);
+    return sum.sum();
   }
 
   void print() override {

@@ -224,6 +224,24 @@ void fillValue(const Item& item, XdrValue* value) {
   }
 }
 
+void addValue(const XdrValue& value, Checksum* sum) {
+  switch (value.which) {
+    case kXdrInteger:
+      return sum->add(static_cast<std::uint32_t>(value.is.integer));
+    case kXdrCounter:
+    case kXdrAddress:
+      return sum->add(value.is.bits);
+    case kXdrText:
+      return sum->addText(value.is.text, std::strlen(value.is.text));
+    case kXdrReal:
+      return sum->addReal(value.is.real);
+    case kXdrTruth:
+      return sum->add(static_cast<std::uint32_t>(value.is.truth));
+    case kXdrObject:
+      for (const u_int number : value.is.object.component) sum->add(number);
+  }
+}
+
 void readValue(const XdrValue& value, Item* item) {
   switch (value.which) {
     case kXdrInteger:
@@ -300,6 +318,21 @@ class Xdr final : public System {
     benchmark::DoNotOptimize(done);
     benchmark::DoNotOptimize(answer);
     release(&answer);
+  }
+
+  std::uint64_t decodeAndRead() override {
+    XdrAnswer answer = {};
+    decodeAnswer(&answer);
+    Checksum sum;
+    sum.add(static_cast<std::uint64_t>(answer.status));
+    sum.add(answer.requestId);
+    for (u_int i = 0; i < answer.attributes.length; i++) {
+      const XdrAttribute& attribute = answer.attributes.values[i];
+      for (const u_int number : attribute.id.component) sum.add(number);
+      addValue(attribute.held, &sum);
+    }
+    release(&answer);
+    return sum.sum();
   }
 
   void print() override { stop("XDR does not print"); }

@@ -12,20 +12,20 @@
 
 #include <vector>
 
+#include "platform.h"
 #include "round_trips.h"
 
 namespace {
 
 using namespace round_trips;
 
-constexpr unsigned short kObjectServerPort = 5135;
 constexpr const char* kPrincipal = "59.110.1.1";
 
 class Query {
  public:
   explicit Query(Question& question) : question_(question) {
     handler_.currentAccess = kPrincipal;
-    handler_.currentAccess.id = platform::effectiveUser();
+    handler_.currentAccess.id = ostrel::platform::effectiveUser();
     handler_.transactionHandler->nextRequestId = kFirstId;
   }
 
