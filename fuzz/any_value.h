@@ -10,12 +10,25 @@
 #include <cstdlib>
 #include <string>
 
+#include "bounds.h"
 #include "support/value_invariants.h"
 
 namespace ostrel::fuzz {
 
+// Aborts when reading these bytes takes more memory than such an input may.
+inline void checkMemory(const std::string& bytes) {
+  {
+    const ::fuzz::MemoryBound bound(bytes.size());
+    const ostrel::test::Arrival value(bytes);
+  }
+  const ::fuzz::MemoryBound nothing(0, 0);
+  ostrel::walkValue(bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+
 // Aborts when an invariant of these bytes is broken.
 inline void checkValue(const std::string& bytes) {
+  const ::fuzz::TimeBound time(bytes.size());
+  checkMemory(bytes);
   const char* broken = ostrel::test::brokenInvariant(bytes);
   if (broken == nullptr) return;
   std::fprintf(stderr, "broken: %s\n", broken);

@@ -123,10 +123,12 @@ int perform(unsigned operation, veskQueryHandler& handler, Caller& caller) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
+  const fuzz::TimeBound time(size);
+  fuzz::MemoryBound memory(size, fuzz::kMemoryForScript);
   fuzz::Script script(data, size);
   fake::platform().reset();
   fake::platform().recording = false;
-  fuzz::HostileServers servers(script);
+  fuzz::HostileServers servers(script, memory);
   servers.add("127.0.0.1", 5135);
   servers.add("192.0.2.1", 5135);
   servers.add("192.0.2.1", 5136, "224.0.1.2");

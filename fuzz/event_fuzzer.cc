@@ -22,7 +22,8 @@ std::string textOf(veskType& value) {
 
 class Target {
  public:
-  explicit Target(fuzz::Script& script) : script_(script), servers_(script) {
+  Target(fuzz::Script& script, fuzz::MemoryBound& memory)
+      : script_(script), memory_(memory), servers_(script, memory) {
     servers_.add("127.0.0.1", 5135);
     servers_.add("192.0.2.1", 5135);
     servers_.add("192.0.2.10", 5135);
@@ -62,6 +63,7 @@ class Target {
 
  private:
   void deliver(const std::string& bytes) {
+    memory_.arrived(bytes.size());
     fake::platform().deliver(fake::endpoint("192.0.2.1", 4444),
                              handler_.eventSocket, bytes);
     receive();
@@ -110,6 +112,7 @@ class Target {
   }
 
   fuzz::Script& script_;
+  fuzz::MemoryBound& memory_;
   fuzz::HostileServers servers_;
   veskEventHandler handler_;
 };
@@ -118,9 +121,11 @@ class Target {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
+  const fuzz::TimeBound time(size);
+  fuzz::MemoryBound memory(size, fuzz::kMemoryForScript);
   fuzz::Script script(data, size);
   fake::platform().reset();
   fake::platform().recording = false;
-  Target(script).play();
+  Target(script, memory).play();
   return 0;
 }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "bounds.h"
 #include "script.h"
 #include "support/fake_platform.h"
 #include "support/fragments.h"
@@ -15,6 +16,8 @@ namespace {
 
 using fuzz::require;
 
+constexpr std::size_t kLargestDatagram = 2016;
+
 // A fragment of a small message, so that messages complete now and then.
 std::string smallFragment(fuzz::Script& script) {
   const unsigned id = script.number(1) % 4;
@@ -22,8 +25,9 @@ std::string smallFragment(fuzz::Script& script) {
   const unsigned number = script.number(1);
   const std::uint32_t total = script.number(2);
   const std::uint32_t offset = script.number(2);
-  return fake::fragment(id, count, number, total, offset,
-                        std::string(script.number(2) % 2000, 'd'));
+  return fake::fragment(
+      id, count, number, total, offset,
+      std::string(script.number(2) % (kLargestDatagram - fake::kHeader), 'd'));
 }
 
 // A datagram with any header, or less than one.
@@ -80,6 +84,8 @@ void checkBounds(veskDatagramHandler& handler) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
+  const fuzz::TimeBound time(size);
+  fuzz::MemoryBound memory(size, fuzz::kMemoryForScript);
   fake::Platform& system = fake::platform();
   system.reset();
   system.recording = false;
@@ -111,6 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
         break;
     }
     if (system.queued(handler.socket) == 0) continue;
+    memory.arrived(kLargestDatagram);
     takeOne(handler);
     checkBounds(handler);
   }

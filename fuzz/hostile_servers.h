@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 
+#include "bounds.h"
 #include "script.h"
 #include "support/fake_platform.h"
 #include "support/fragments.h"
@@ -15,7 +16,8 @@ namespace fuzz {
 
 class HostileServers {
  public:
-  explicit HostileServers(Script& script) : script_(script) {}
+  HostileServers(Script& script, MemoryBound& memory)
+      : script_(script), memory_(memory) {}
   HostileServers(const HostileServers&) = delete;
   HostileServers& operator=(const HostileServers&) = delete;
 
@@ -67,6 +69,7 @@ class HostileServers {
     for (unsigned i = 0; i < (plan & 3); ++i) {
       const std::string bytes = message(id);
       if (mustNotSend && mustNotSend(bytes)) continue;
+      memory_.arrived(bytes.size());
       fake::sendMessage(peer, to, nextMessage_++ & 0xffff, bytes);
     }
     fake::platform().policy = nullptr;
@@ -80,6 +83,7 @@ class HostileServers {
   }
 
   Script& script_;
+  MemoryBound& memory_;
   fake::Assembler assembler_;
   unsigned nextMessage_ = 0;
 };

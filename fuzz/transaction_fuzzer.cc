@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "bounds.h"
 #include "script.h"
 #include "support/fake_platform.h"
 #include "support/fragments.h"
@@ -20,7 +21,8 @@ using fuzz::require;
 
 class Target {
  public:
-  Target() : oid_("59.6.0.0") {
+  explicit Target(fuzz::MemoryBound& memory)
+      : memory_(memory), oid_("59.6.0.0") {
     system_.reset();
     system_.recording = false;
     socket_ = handler_.open();
@@ -109,6 +111,7 @@ class Target {
   }
 
   void deliver(const std::string& bytes) {
+    memory_.arrived(bytes.size());
     system_.deliver(fake::endpoint("192.0.2.1", 5135), socket_, bytes);
   }
   std::uint32_t idAt(unsigned i) {
@@ -125,6 +128,7 @@ class Target {
     require(code == 0 || code == 10 || code == 11, "a code of the transport");
   }
 
+  fuzz::MemoryBound& memory_;
   fake::Platform& system_ = fake::platform();
   veskTransactionHandler handler_;
   int socket_ = -1;
@@ -136,8 +140,10 @@ class Target {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
+  const fuzz::TimeBound time(size);
+  fuzz::MemoryBound memory(size, fuzz::kMemoryForScript);
   fuzz::Script script(data, size);
-  Target target;
+  Target target(memory);
   target.play(script);
   return 0;
 }
