@@ -23,7 +23,12 @@
 #endif
 #endif
 #ifdef OSTREL_FUZZ_COUNTS_MEMORY
-#include <sanitizer/allocator_interface.h>
+// The address checker's own, of which not every compiler has the header.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(
+    void (*allocated)(const volatile void*, std::size_t),
+    void (*freed)(const volatile void*));
+extern "C" std::size_t __sanitizer_get_allocated_size(
+    const volatile void* block);
 #endif
 
 namespace fuzz {
@@ -57,8 +62,7 @@ struct Memory {
 #ifdef OSTREL_FUZZ_COUNTS_MEMORY
   static void freed(const volatile void* block) {
     if (!counted || block == nullptr) return;
-    held -= static_cast<std::ptrdiff_t>(
-        __sanitizer_get_allocated_size(const_cast<const void*>(block)));
+    held -= static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(block));
   }
   static void watch() {
     static const int installed =
