@@ -269,7 +269,7 @@ TEST(WalkOfAnyValue, AgreesWithDecodingItInAnySpelling) {
   for (std::uint64_t seed = 0; seed < kInputs; ++seed) {
     Random random(seed);
     const Spelling spelling = seed % 2 == 0 ? Spelling::kOwn : Spelling::kLoose;
-    const Bytes bytes = randomEncoding(random, kDepth, spelling);
+    const Bytes bytes = randomEncoding(random, kDepth, spelling).bytes;
     ASSERT_EQ(walked(bytes), bytes.size()) << toHex(bytes);
     expectAgreement(bytes);
   }
@@ -278,7 +278,7 @@ TEST(WalkOfAnyValue, AgreesWithDecodingItInAnySpelling) {
 TEST(WalkOfNearlyAValue, AgreesWithDecodingIt) {
   for (std::uint64_t seed = 0; seed < kInputs; ++seed) {
     Random random(seed);
-    const Bytes bytes = randomEncoding(random, kDepth, Spelling::kLoose);
+    const Bytes bytes = randomEncoding(random, kDepth, Spelling::kLoose).bytes;
     expectAgreement(mutated(random, bytes));
     const auto size = static_cast<unsigned>(bytes.size());
     expectAgreement(prefix(bytes, random.below(size)));

@@ -40,19 +40,23 @@ class Writer {
   Writer(Random& random, Spelling spelling)
       : random_(random), loose_(spelling == Spelling::kLoose) {}
 
-  Bytes take() { return bytes_; }
+  Encoding result() const { return {bytes_, copy_}; }
 
   void anything(unsigned depth) {
     const bool holds = depth != 0 && random_.below(2) == 0;
     const Tag tag = holds ? pick(random_, kHolders) : pick(random_, kPlain);
     byte(tag);
+    if (tag == kTagActionRespPDU && !shared_) copy_.back() = kTagSetRespPDU;
+    const bool sharedBefore = shared_;
+    shared_ |= isPDU(tag) || tag == kTagObject;
     body(tag, holds ? depth - 1 : 0);
+    shared_ = sharedBefore;
   }
 
  private:
   // What stands behind a value's own tag.
   void body(Tag tag, unsigned depth) {
-    if (tag >= kTagFirstPDU && tag <= kTagLastPDU) header();
+    if (isPDU(tag)) header();
     switch (tag) {
       case kTagChar:
       case kTagUnsignedChar:
@@ -88,7 +92,7 @@ class Writer {
         member(kTagString);
         member(kTagAid);
         member(kTagUnsignedInt);
-        member(kTagNull);
+        byte(random_.below(256));  // all that is read of the default value
         member(kTagUnsignedInt);
         member(kTagUnsignedInt);
         return member(kTagBool);
@@ -215,20 +219,26 @@ class Writer {
   }
   void byte(unsigned value) {
     bytes_.push_back(static_cast<unsigned char>(value));
+    copy_.push_back(static_cast<unsigned char>(value));
+  }
+  static bool isPDU(Tag tag) {
+    return tag >= kTagFirstPDU && tag <= kTagLastPDU;
   }
   bool liberty() { return loose_ && random_.below(8) == 0; }
 
   Random& random_;
   bool loose_;
+  bool shared_ = false;  // in a list that the copy has as well
   Bytes bytes_;
+  Bytes copy_;
 };
 
 }  // namespace
 
-Bytes randomEncoding(Random& random, unsigned depth, Spelling spelling) {
+Encoding randomEncoding(Random& random, unsigned depth, Spelling spelling) {
   Writer writer(random, spelling);
   writer.anything(depth);
-  return writer.take();
+  return writer.result();
 }
 
 }  // namespace ostrel::test

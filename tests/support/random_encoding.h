@@ -16,9 +16,17 @@ enum class Spelling {
   kLoose  // members with any tag, numbers of any length, flags other than 1
 };
 
-// A value that decodes, with at most `depth` values inside one another. In the
-// library's own spelling every default value is a null one.
-Bytes randomEncoding(Random& random, unsigned depth, Spelling spelling);
+struct Encoding {
+  Bytes bytes;
+
+  // What a copy of the value encodes to, if the spelling is the library's own:
+  // the same, but the copy of an action's response has the tag of a set's. The
+  // copies of objects and PDUs share their lists, where nothing is copied.
+  Bytes copy;
+};
+
+// A value that decodes, with at most `depth` values inside one another.
+Encoding randomEncoding(Random& random, unsigned depth, Spelling spelling);
 
 }  // namespace ostrel::test
 
