@@ -188,6 +188,21 @@ TEST(Walk, NoBytesAreNoValue) {
   EXPECT_EQ(walkValues(nullptr, 0).values, 0u);
 }
 
+// Zeros are a value of every class: empty members, no value inside.
+TEST(Walk, KnowsTheTagsThatTheFactoryKnows) {
+  for (unsigned tag = 0; tag < 256; ++tag) {
+    Bytes bytes(64, 0x00);
+    bytes[0] = static_cast<unsigned char>(tag);
+    veskType* value = nullptr;
+    ExactBuffer buffer(bytes);
+    const unsigned used =
+        veskType::decodeCreate(buffer.data(), buffer.size(), &value);
+    EXPECT_EQ(used != 0, value != nullptr) << "tag " << tag;
+    EXPECT_EQ(walked(bytes), used) << "tag " << tag;
+    veskType::destroyDecoded(value);
+  }
+}
+
 TEST(Walk, CountsTheValuesThatTheFactoryMakes) {
   EXPECT_EQ(counted("03 01 05").values, 1u);
   EXPECT_EQ(counted("17 0B 00 00").values, 1u);
