@@ -11,9 +11,6 @@ using ostrel::ringIndex;
 void* listPointer::operator new(std::size_t size) {
   return Pool::allocate(size);
 }
-void* listPointer::operator new(std::size_t, void* place) noexcept {
-  return place;
-}
 void listPointer::operator delete(void* block, std::size_t size) noexcept {
   Pool::release(block, size);
 }
@@ -41,8 +38,20 @@ genericList& genericList::operator=(const genericList& other) {
   return *this;
 }
 
+namespace {
+
+// Apart, because whatever can reach the allocator saves registers first.
+[[gnu::noinline]] void linkFresh(genericList& list, listPointer* before,
+                                 void* element) {
+  ostrel::joinNode(list, Pool::allocate(sizeof(listPointer)), before, element);
+}
+
+}  // namespace
+
 void genericList::link(listPointer* before, void* element) {
-  ostrel::joinNode(*this, Pool::allocate(sizeof(listPointer)), before, element);
+  if (void* const block = Pool::takeKept(sizeof(listPointer)))
+    return ostrel::joinNode(*this, block, before, element);
+  linkFresh(*this, before, element);
 }
 
 void genericList::unlink(listPointer* node) {

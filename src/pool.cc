@@ -5,7 +5,7 @@ namespace ostrel {
 Pool::Lists Pool::unopened_ = {};
 Pool::Lists Pool::ended_ = {};
 
-thread_local Pool::Lists* Pool::mine_ = &Pool::unopened_;
+__thread Pool::Lists* Pool::mine_ = &Pool::unopened_;
 
 void* Pool::refill(std::size_t size) {
 #if !defined(OSTREL_POOL_OFF)

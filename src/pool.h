@@ -108,10 +108,9 @@ class Pool {
   // A thread's lists, or one of two that keep nothing: before the first block
   // that the thread gives back, and after its end.
   //
-  // One word for each thread, which is found without a call: that saves 68 of
-  // the 243 instructions for an attribute that is built and freed. A library
-  // with so little of it can still be loaded at run time.
-  [[gnu::tls_model("initial-exec")]] static thread_local Lists* mine_;
+  // One word for each thread, which is found without a call. (`__thread`, since
+  // a thread_local of another file might have to be made first.)
+  [[gnu::tls_model("initial-exec")]] static __thread Lists* mine_;
   static Lists unopened_;
   static Lists ended_;
 };

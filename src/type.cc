@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 #include <typeinfo>
+#include <utility>
 
 #include "identifier.h"
 #include "pool.h"
@@ -62,10 +63,6 @@ void* veskType::operator new(std::size_t size, const std::nothrow_t&) noexcept {
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-}
-
-void* veskType::operator new(std::size_t, void* place) noexcept {
-  return place;
 }
 
 void veskType::operator delete(void* block, std::size_t size) noexcept {
@@ -401,14 +398,14 @@ std::size_t held(const veskString& string) {
 
 }  // namespace
 
-veskString::veskString() : veskType(kTagString), capacity(0), text(nullptr) {}
-
 // As set(), but nothing is there that could have room enough.
 veskString::veskString(const char* s, unsigned n)
     : veskType(kTagString), capacity(0), text(nullptr) {
   if (s == nullptr) return;
-  if (n == 0) n = static_cast<unsigned>(std::strlen(s));
-  if (n == 0) return;
+  if (n == 0) {
+    n = static_cast<unsigned>(std::strlen(s));
+    if (n == 0) return;
+  }
   text = copyBytes(s, n);
   capacity = length.value = n;
 }
@@ -576,7 +573,9 @@ namespace {
 constexpr std::uint8_t kNoFamily = 0;
 constexpr std::uint8_t kIPv4 = 2;
 
-in_addr* newAddress() { return new (Pool::allocate(sizeof(in_addr))) in_addr; }
+inline in_addr* newAddress(const in_addr& a) {
+  return new (Pool::allocate(sizeof(in_addr))) in_addr(a);
+}
 
 void freeAddress(in_addr* addr) {
   if (addr != nullptr) Pool::release(addr, sizeof *addr);
@@ -584,10 +583,9 @@ void freeAddress(in_addr* addr) {
 
 }  // namespace
 
-veskAddress::veskAddress()
-    : veskType(kTagAddress), family(kNoFamily), addr(nullptr) {}
 veskAddress::veskAddress(const char* text) : veskAddress() { set(text); }
-veskAddress::veskAddress(const in_addr& a) : veskAddress() { set(a); }
+veskAddress::veskAddress(const in_addr& a)
+    : veskType(kTagAddress), family(kIPv4), addr(newAddress(a)) {}
 veskAddress::veskAddress(const veskAddress& other) : veskAddress() {
   set(other);
 }
@@ -627,10 +625,10 @@ unsigned veskAddress::decode(char* buffer, unsigned length) {
   }
   if (family != kIPv4 || !reader.has(sizeof *addr)) return 0;
   // Made before the old one goes, so that get() never returns the old pointer.
-  in_addr* const arrived = newAddress();
-  std::memcpy(arrived, reader.at(), sizeof *arrived);
-  freeAddress(addr);
-  addr = arrived;
+  in_addr arrived;
+  std::memcpy(&arrived, reader.at(), sizeof arrived);
+  in_addr* const former = std::exchange(addr, newAddress(arrived));
+  freeAddress(former);
   reader.skip(sizeof *addr);
   return reader.used();
 }
@@ -644,9 +642,11 @@ char* veskAddress::getString() {
 veskType* veskAddress::dup() { return new veskAddress(*this); }
 
 void veskAddress::set(const in_addr& a) {
+  if (addr == nullptr)
+    addr = newAddress(a);
+  else
+    *addr = a;
   family = kIPv4;
-  if (addr == nullptr) addr = newAddress();
-  *addr = a;
 }
 void veskAddress::set(const char* text) {
   in_addr parsed;
@@ -724,7 +724,7 @@ int compareElements(veskType* mine, veskType* theirs) {
 veskList::veskList() : veskType(kTagList) {}
 veskList::veskList(const veskList& other)
     : genericList(other), veskType(kTagList) {}
-veskList::~veskList() { clear(0); }
+veskList::~veskList() = default;
 
 void veskList::destroy(void* element) {
   freeHeld(static_cast<veskType*>(element));

@@ -2,6 +2,7 @@
 #include <ostrel/veskPDU.h>
 
 #include <initializer_list>
+#include <utility>
 
 #include "members.h"
 #include "tag_table.h"
@@ -68,15 +69,12 @@ char* textOf(veskPDU& pdu, const Members& members) {
   return text.release();
 }
 
-void freeLists(std::initializer_list<veskList**> lists) {
-  for (veskList** each : lists) {
-    veskList* const list = *each;
-    // A program may have given one list in two places.
-    for (veskList** other : lists) {
-      if (*other == list) *other = nullptr;
-    }
-    freeList(list);
-  }
+// A program may have given one list in two places.
+void freeLists(veskList*& first, veskList*& second) {
+  veskList* const list = std::exchange(first, nullptr);
+  if (second == list) second = nullptr;
+  freeList(list);
+  freeList(std::exchange(second, nullptr));
 }
 
 }  // namespace
@@ -138,18 +136,23 @@ OSTREL_MEMBERS_BEHIND(veskRespPDU, veskSearchRespPDU)
 OSTREL_MEMBERS_BEHIND(veskRespPDU, veskDSsearchRespPDU)
 #undef OSTREL_MEMBERS_BEHIND
 
-#define OSTREL_CLEARS(Class, ...) \
-  void Class::clear() { freeLists({__VA_ARGS__}); }
-OSTREL_CLEARS(veskCreatePDU, &list)
-OSTREL_CLEARS(veskGetPDU, &list)
-OSTREL_CLEARS(veskSearchPDU, &list)
-OSTREL_CLEARS(veskEventPDU, &list)
-OSTREL_CLEARS(veskActionPDU, &list)
-OSTREL_CLEARS(veskDSsearchPDU, &list, &list2)
-OSTREL_CLEARS(veskRespPDU, &errors)
-OSTREL_CLEARS(veskGetRespPDU, &list, &errors)
-OSTREL_CLEARS(veskSearchRespPDU, &list, &errors)
-OSTREL_CLEARS(veskDSsearchRespPDU, &list, &list2, &errors)
+void veskRespPDU::clear() { freeList(std::exchange(errors, nullptr)); }
+void veskDSsearchPDU::clear() { freeLists(list, list2); }
+void veskGetRespPDU::clear() { freeLists(list, errors); }
+void veskSearchRespPDU::clear() { freeLists(list, errors); }
+void veskDSsearchRespPDU::clear() {
+  if (list2 == list) list2 = nullptr;
+  if (errors == list) errors = nullptr;
+  freeList(std::exchange(list, nullptr));
+  freeLists(list2, errors);
+}
+#define OSTREL_CLEARS(Class) \
+  void Class::clear() { freeList(std::exchange(list, nullptr)); }
+OSTREL_CLEARS(veskCreatePDU)
+OSTREL_CLEARS(veskGetPDU)
+OSTREL_CLEARS(veskSearchPDU)
+OSTREL_CLEARS(veskEventPDU)
+OSTREL_CLEARS(veskActionPDU)
 #undef OSTREL_CLEARS
 
 // Create and clone

@@ -18,7 +18,7 @@ struct OSTREL_API listPointer {
   void* data;         // the element; null in the list's head
 
   static void* operator new(std::size_t size);
-  static void* operator new(std::size_t size, void* place) noexcept;
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* block, std::size_t size) noexcept;
 };
 

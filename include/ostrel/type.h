@@ -95,7 +95,7 @@ class OSTREL_API veskType {
 
   static void* operator new(std::size_t size);
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
-  static void* operator new(std::size_t size, void* place) noexcept;
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* block, std::size_t size) noexcept;
 
   std::uint8_t tag;  // names the class on the wire; 0: null
@@ -433,7 +433,7 @@ class OSTREL_API veskAid : public veskType {
 // Counted text; NUL bytes may be part of it.
 class OSTREL_API veskString : public veskType {
  public:
-  veskString();
+  veskString() : veskType(ostrel::kTagString), capacity(0), text(nullptr) {}
   veskString(const char* s, unsigned n = 0);  // as set()
   veskString(const veskString& other);
   ~veskString() override;
@@ -507,7 +507,8 @@ class OSTREL_API veskOpaque : public veskType {
 // An IPv4 address, or none. Prints as dotted numbers, "" without an address.
 class OSTREL_API veskAddress : public veskType {
  public:
-  veskAddress();                  // none
+  veskAddress()  // none
+      : veskType(ostrel::kTagAddress), family(0), addr(nullptr) {}
   veskAddress(const char* text);  // as operator=
   veskAddress(const in_addr& a);
   veskAddress(const veskAddress& other);
