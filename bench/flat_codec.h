@@ -17,11 +17,6 @@
 
 namespace ostrel::bench {
 
-// How many bytes a number has without its leading zero bytes: 0 to 4.
-inline unsigned significantBytes(std::uint32_t number) {
-  return number == 0 ? 0 : 4 - static_cast<unsigned>(__builtin_clz(number)) / 8;
-}
-
 // A text that stands where it came from, or in the room that is there for it.
 struct FlatText {
   std::uint32_t length;
