@@ -15,6 +15,10 @@ constexpr unsigned kIPv4 = 2;                    // family of an address value
 constexpr std::int64_t kMicroseconds = 1000000;  // in a second
 constexpr long kLongestWait = 1000000;           // seconds; then another begins
 
+// Datagrams that are taken after a wait has ended, before the timers are asked:
+// what may have been queued by then. The receive buffer holds fewer.
+constexpr unsigned kMostQueued = 1024;
+
 // The address in a value; null when it is no IPv4 address.
 const in_addr* addressOf(veskAddress* value) {
   if (value == nullptr) return nullptr;
@@ -43,14 +47,17 @@ class Exchange {
   Ending next();
 
  private:
+  // Has the handler do what is due. Returns whether a request gave up.
+  bool tick(Ending* ending);
+
   veskTransactionHandler& handler_;
   int socket_;
   veskPDU& request_;
   veskAddress* from_;  // null: nobody asks who answered
   sockaddr_in sender_ = {};
 
-  // When the handler is asked again what is due, whatever arrives meanwhile.
-  std::int64_t waitsUntil_ = 0;
+  std::int64_t waitsUntil_ = 0;  // when the handler is asked what is due
+  bool waiting_ = false;         // whether it has been asked at all
 };
 
 int Exchange::send(const in_addr& address, unsigned short port) {
@@ -61,29 +68,37 @@ int Exchange::send(const in_addr& address, unsigned short port) {
   return handler_.send(&destination, &request_);
 }
 
-Ending Exchange::next() {
-  for (;;) {
-    std::int64_t left = waitsUntil_ - platform::elapsed();
-    if (left <= 0) {
-      // Only now, and not with each datagram: the handler's clock has whole
-      // seconds, by which a time-out may seem to be over before it is.
-      long seconds = 0;
-      int code = kNoError;
-      veskPDU* gaveUp = nullptr;
-      handler_.tick(&seconds, &code, &gaveUp);
-      if (gaveUp != nullptr) return {code, true, nullptr, gaveUp};
-      left = std::min(seconds, kLongestWait) * kMicroseconds;
-      waitsUntil_ = platform::elapsed() + left;
-    }
+bool Exchange::tick(Ending* ending) {
+  long seconds = 0;
+  handler_.tick(&seconds, &ending->code, &ending->gaveUp);
+  waiting_ = true;
+  waitsUntil_ =
+      platform::elapsed() + std::min(seconds, kLongestWait) * kMicroseconds;
+  return ending->gaveUp != nullptr;
+}
 
-    const int ready =
-        platform::waitReadable(socket_, static_cast<long>(left / kMicroseconds),
-                               static_cast<long>(left % kMicroseconds));
+Ending Exchange::next() {
+  Ending end = {kNoError, true};
+  if (!waiting_ && tick(&end)) return end;
+  for (unsigned late = 0;;) {
+    const std::int64_t left =
+        std::max<std::int64_t>(waitsUntil_ - platform::elapsed(), 0);
+    int ready = 0;
+    if (late < kMostQueued) {
+      ready = platform::waitReadable(socket_,
+                                     static_cast<long>(left / kMicroseconds),
+                                     static_cast<long>(left % kMicroseconds));
+    }
     if (ready < 0) return {kNetworkError, true};
     if (ready == 0) {
-      waitsUntil_ = 0;
+      // Only now, and not with each datagram: the handler's clock has whole
+      // seconds, by which a time-out may seem to be over before it is. And not
+      // sooner: the answer may be queued already, however late it is read.
+      if (tick(&end)) return end;
+      late = 0;
       continue;
     }
+    if (left == 0) late++;
 
     veskPDU* pdu = nullptr;
     const int code = handler_.recv(&sender_, &pdu);

@@ -39,6 +39,13 @@ const char kTooShort[] = "00 01 00 07";
 const char kOtherVersion[] =
     "00 02 00 07 00 01 00 00 00 00 00 08 00 00 00 00 2B 03 00 43 00 0A 00";
 
+// A list with one string of 3000 characters.
+std::string answerOfManyFragments() {
+  std::string message = "27 03 00 ID 0A 00 80 43 00 80 43 01 01 09 43 02 0B B8";
+  for (int i = 0; i < 3000; ++i) message += " 78";
+  return message;
+}
+
 class Exchange : public ::testing::Test {
  protected:
   Exchange() : system((fake::platform().reset(), fake::platform())) {
@@ -61,6 +68,16 @@ class Exchange : public ::testing::Test {
   }
 
   veskPDU* handedOut() { return response; }
+
+  // From now on the process stops for so many seconds as it begins to wait for
+  // the first time.
+  void stopAtTheFirstWait(long seconds) {
+    system.atCall = [this, seconds](Call call) {
+      if (call != Call::kWait) return;
+      system.clock += seconds * fake::Platform::kSecond;
+      system.atCall = nullptr;
+    };
+  }
 
   fake::Platform& system;
   veskTransactionHandler handler;
@@ -111,10 +128,7 @@ TEST_F(ObjectServerExchange, PassesOnAnswersOfAnyClass) {
 }
 
 TEST_F(ObjectServerExchange, TakesAnswersOfManyFragments) {
-  // A list with one string of 3000 characters.
-  std::string message = "27 03 00 ID 0A 00 80 43 00 80 43 01 01 09 43 02 0B B8";
-  for (int i = 0; i < 3000; ++i) message += " 78";
-  server.then(answer(message));
+  server.then(answer(answerOfManyFragments()));
   EXPECT_EQ(askServer(), kNoError);
   ASSERT_NE(response, nullptr);
   EXPECT_EQ(handedOut()->tag, 39);
@@ -237,6 +251,51 @@ TEST_F(ObjectServerExchange, GivesUpNoSoonerBecauseOfOtherDatagrams) {
   EXPECT_EQ(askServer(), kNetworkError);
   EXPECT_EQ(errno, ETIMEDOUT);
   EXPECT_EQ(system.clock - began, 1000000);
+}
+
+TEST_F(ObjectServerExchange, StoppedPastItsEndTakesTheAnswerThatHasCome) {
+  server.then(answer(answerOfManyFragments()));
+  stopAtTheFirstWait(23);
+  EXPECT_EQ(askServer(), kNoError);
+  ASSERT_NE(response, nullptr);
+  EXPECT_EQ(handedOut()->tag, 39);
+  EXPECT_THAT(server.times(), ElementsAre(0));
+}
+
+TEST_F(ObjectServerExchange, StoppedPastItsEndFindsTheAnswerBehindOthers) {
+  server.then([](const fake::Peer& peer, const fake::Request& asked) {
+    for (int i = 0; i < 200; ++i) answer(kOtherId)(peer, asked);
+    answer(kRemoved)(peer, asked);
+  });
+  stopAtTheFirstWait(23);
+  EXPECT_EQ(askServer(), kNoError);
+  ASSERT_NE(response, nullptr);
+  EXPECT_EQ(handedOut()->tag, 43);
+}
+
+TEST_F(ObjectServerExchange, StoppedPastItsEndGivesUpWithoutAnAnswer) {
+  server.then(answer(kOtherId));
+  stopAtTheFirstWait(23);
+  EXPECT_EQ(askServer(), kNetworkError);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  EXPECT_EQ(handedOut(), &request);
+}
+
+// Each datagram leaves another one behind, so that there is always one to read.
+TEST_F(ObjectServerExchange, EndlessStreamOfOthersPutsOffNoTimer) {
+  const std::string other = fake::fragments(9, fake::raw(kOtherId))[0];
+  server.then(answer(kOtherId));
+  unsigned long taken = 0;
+  system.atCall = [&](Call call) {
+    if (call != Call::kReceive) return;
+    if (++taken % 2000 == 0) system.clock += 3 * fake::Platform::kSecond;
+    system.deliver(server.peer().address, socket, other);
+  };
+  EXPECT_EQ(askServer(), kNetworkError);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  EXPECT_THAT(server.times(), ElementsAre(0, 3, 9));
+  EXPECT_LT(taken, 20000U);
+  system.atCall = nullptr;
 }
 
 TEST_F(ObjectServerExchange, WaitsOnlyForWhatIsLeftOfAnInterval) {
@@ -484,6 +543,14 @@ TEST_F(DirectoryExchange, WaitsItsTimeForASuccessAfterAnError) {
   second.then(delayed(0.25, answer(kRemoved)));
   EXPECT_EQ(askAnyone(0), kNoError);
   EXPECT_EQ(from == "192.0.2.2", 1);
+}
+
+TEST_F(DirectoryExchange, StoppedPastItsEndTakesWhatHasCome) {
+  first.then(both(answer(kRefused), answer(answerOfManyFragments())));
+  stopAtTheFirstWait(23);
+  EXPECT_EQ(askAnyone(0), kNoError);
+  EXPECT_EQ(handedOut()->tag, 39);
+  EXPECT_THAT(first.times(), ElementsAre(0));
 }
 
 TEST_F(DirectoryExchange, HoldsItsScheduleUnderAFloodOfErrors) {

@@ -87,6 +87,7 @@ void Platform::reset() {
   nextDescriptor = kFirstDescriptor;
   nextPort = kFirstPort;
   policy = nullptr;
+  atCall = nullptr;
   recording = true;
   sent.clear();
   pauses.clear();
@@ -204,6 +205,7 @@ unsigned long Platform::count(Call call) const {
 }
 
 bool Platform::enter(Call call) {
+  if (atCall) atCall(call);
   counts_[static_cast<std::size_t>(call)]++;
   if (recording) calls.push_back(call);
   if (failures_.empty()) return true;

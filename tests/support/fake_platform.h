@@ -149,6 +149,10 @@ class Platform {
   // more that succeed. Kept in order when given several times.
   void failNext(Call call, int error, unsigned times = 1, unsigned skip = 0);
 
+  // Called at the beginning of each call, before anything else of it; may be
+  // null. It may let time pass: the process was stopped there.
+  std::function<void(Call)> atCall;
+
   // What the library did.
   bool recording = true;  // off: only the counts are kept
   std::vector<Datagram> sent;
