@@ -104,13 +104,20 @@ veskDatagramReassemblyEntry::~veskDatagramReassemblyEntry() {
 }
 
 veskDatagramHandler::veskDatagramHandler()
-    : socket(-1), nextMessageId(0), opened_(-1), closed_(-1) {}
+    : socket(-1),
+      nextMessageId(0),
+      opened_(-1),
+      closed_(-1),
+      device_(0),
+      inode_(0) {}
 
-veskDatagramHandler::~veskDatagramHandler() { close(); }
+veskDatagramHandler::~veskDatagramHandler() {
+  if (socket != opened_ || isStillMine(opened_)) close();
+}
 
 int veskDatagramHandler::open(unsigned short port) {
   // The former one goes last: until then its port and its number are taken.
-  const int former = opened_ == socket ? opened_ : -1;
+  const int former = opened_ == socket && isStillMine(opened_) ? opened_ : -1;
   sockaddr_in address = {};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_ANY);
@@ -125,10 +132,24 @@ int veskDatagramHandler::open(unsigned short port) {
   platform::setSendBuffer(socket, kSocketBuffer);
   platform::setReceiveBuffer(socket, kSocketBuffer);
   if (former >= 0) platform::closeSocket(former);
-  errno = cause;
   opened_ = socket;
+  platform::Identity identity;
+  platform::identify(socket, &identity);
+  device_ = identity.device;
+  inode_ = identity.inode;
+  errno = cause;
   closed_ = -1;
   return socket;
+}
+
+// Whether a descriptor that open() opened is still that socket. A number that
+// somebody else closed is free for the next file or socket.
+bool veskDatagramHandler::isStillMine(int descriptor) const {
+  if (descriptor < 0) return false;
+  if (inode_ == 0) return true;  // the system could not tell
+  platform::Identity now;
+  return platform::identify(descriptor, &now) == 0 && now.device == device_ &&
+         now.inode == inode_;
 }
 
 int veskDatagramHandler::send(const sockaddr_in* to, void* data,

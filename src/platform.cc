@@ -6,6 +6,7 @@
 #include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -94,6 +95,14 @@ int socketName(int socket, sockaddr_in* address) {
 }
 
 int closeSocket(int socket) { return ::close(socket); }
+
+int identify(int descriptor, Identity* identity) {
+  struct stat status = {};
+  if (::fstat(descriptor, &status) != 0) return -1;
+  identity->device = status.st_dev;
+  identity->inode = status.st_ino;
+  return 0;
+}
 
 long sendParts(int socket, const sockaddr_in& to, const void* header,
                std::size_t headerSize, const void* data, std::size_t dataSize) {

@@ -48,6 +48,16 @@ int socketName(int socket, sockaddr_in* address);
 
 int closeSocket(int socket);
 
+// What tells a descriptor's socket from whatever else may have its number
+// later.
+struct Identity {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+};
+
+// Stores what is open under this number now, a socket or anything else.
+int identify(int descriptor, Identity* identity);
+
 // Sends one datagram, the header followed by the data, and returns its length.
 // May block while the socket's buffer is full.
 long sendParts(int socket, const sockaddr_in& to, const void* header,

@@ -38,7 +38,6 @@ veskTransactionHandler::veskTransactionHandler()
       index_(new ostrel::PendingIndex(pending)) {}
 
 veskTransactionHandler::~veskTransactionHandler() {
-  close();
   delete messageHandler;
   delete index_;
 }

@@ -174,4 +174,21 @@ TEST_F(DatagramSocket, ClosedHandlerDoesNotCloseItsNumberAgain) {
   EXPECT_EQ(::fcntl(taker.descriptor, F_GETFD) >= 0, true);
 }
 
+TEST_F(DatagramSocket, OpenLeavesAFileThatGotItsNumberAlone) {
+  const int number = handler.socket;
+  ::close(number);
+  const int file = ::open("/dev/null", O_RDONLY);
+  ASSERT_EQ(file, number);
+  EXPECT_NE(handler.open(0), number);
+  EXPECT_GE(::fcntl(file, F_GETFD), 0);
+  ::close(file);
+}
+
+TEST_F(DatagramSocket, OpenAfterAForeignCloseKeepsTheNewSocketOpen) {
+  ::close(handler.socket);
+  ASSERT_GE(handler.open(0), 0);
+  EXPECT_GE(::fcntl(handler.socket, F_GETFD), 0);
+  EXPECT_EQ(handler.close(), 1);
+}
+
 }  // namespace

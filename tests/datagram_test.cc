@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform.h"
 #include "support/fake_platform.h"
 #include "support/fragments.h"
 
@@ -103,7 +104,7 @@ TEST_F(Datagrams, OpenBindsThePortAndAsksForRoom) {
   EXPECT_EQ(system.bound.back(), 5135);
   EXPECT_THAT(system.calls,
               ElementsAre(Call::kOpen, Call::kBind, Call::kSetSendBuffer,
-                          Call::kSetReceiveBuffer));
+                          Call::kSetReceiveBuffer, Call::kIdentify));
   const auto& settings = system.settings;
   ASSERT_EQ(settings.size(), 4U);
   EXPECT_EQ(settings[2].value, 65536);
@@ -147,6 +148,48 @@ TEST_F(Datagrams, OpenReleasesTheSocketOpenedBefore) {
   EXPECT_THAT(system.closed, ElementsAre(first));
   EXPECT_EQ(handler.close(), 1);
   EXPECT_THAT(system.closed, ElementsAre(first, second));
+}
+
+TEST_F(Datagrams, OpenLeavesTheNumberOfASocketClosedByOthersAlone) {
+  ostrel::platform::closeSocket(handler.socket);
+  system.closed.clear();
+  system.nextDescriptor = handler.socket;  // free again
+  const int second = handler.open(0);
+  EXPECT_EQ(second, system.nextDescriptor - 1);
+  EXPECT_THAT(system.closed, IsEmpty());
+  EXPECT_TRUE(system.sockets.at(second).open);
+  EXPECT_EQ(handler.close(), 1);
+}
+
+TEST_F(Datagrams, OpenLeavesWhatHasTakenTheNumberAlone) {
+  ostrel::platform::closeSocket(handler.socket);
+  system.nextDescriptor = handler.socket;
+  veskDatagramHandler taker;
+  const int taken = taker.open(0);
+  ASSERT_EQ(taken, handler.socket);
+  EXPECT_NE(handler.open(0), taken);
+  EXPECT_TRUE(system.sockets.at(taken).open);
+}
+
+TEST_F(Datagrams, DestructorLeavesWhatHasTakenTheNumberAlone) {
+  veskDatagramHandler taker;
+  {
+    veskDatagramHandler gone;
+    system.nextDescriptor = gone.open(0);
+    ostrel::platform::closeSocket(gone.socket);
+    ASSERT_EQ(taker.open(0), gone.socket);
+  }
+  EXPECT_TRUE(system.sockets.at(taker.socket).open);
+}
+
+TEST_F(Datagrams, SocketThatTheSystemCannotTellIsClosedAllTheSame) {
+  int first = -1;
+  {
+    veskDatagramHandler unknown;
+    system.failNext(Call::kIdentify, ENOMEM);
+    first = unknown.open(0);
+  }
+  EXPECT_THAT(system.closed, ElementsAre(first));
 }
 
 TEST_F(Datagrams, OpenOnThePortOfTheSocketOpenedBeforeFails) {

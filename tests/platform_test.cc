@@ -189,6 +189,27 @@ TEST_F(Platform, OptionsReachTheSocket) {
   EXPECT_EQ(ttl, 7);
 }
 
+TEST_F(Platform, IdentityTellsSocketsAndFilesApart) {
+  platform::Identity own;
+  platform::Identity again;
+  platform::Identity another;
+  platform::Identity file;
+  const int other = platform::openSocket();
+  const int null = ::open("/dev/null", O_RDONLY);
+  EXPECT_EQ(platform::identify(socket, &own), 0);
+  EXPECT_EQ(platform::identify(socket, &again), 0);
+  EXPECT_EQ(platform::identify(other, &another), 0);
+  EXPECT_EQ(platform::identify(null, &file), 0);
+  EXPECT_EQ(own.inode, again.inode);
+  EXPECT_EQ(own.device, again.device);
+  EXPECT_NE(own.inode, another.inode);
+  EXPECT_NE(own.device, file.device);
+  ::close(null);
+  platform::closeSocket(other);
+  EXPECT_EQ(platform::identify(other, &another), -1);
+  EXPECT_EQ(errno, EBADF);
+}
+
 TEST_F(Platform, HostNameThatDoesNotFitIsTerminated) {
   char whole[256] = {};
   ASSERT_EQ(platform::hostName(whole, sizeof whole), 0);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform.h"
 #include "support/bytes.h"
 #include "support/servers.h"
 
@@ -170,6 +171,16 @@ TEST_F(EventHandler, ReportsARequestSocketThatDoesNotOpen) {
       std::string(std::strerror(EMFILE)) + "\n";
   EXPECT_EQ(GetCapturedStderr(), line + line);
   EXPECT_EQ(handler.requestSocket, -1);
+}
+
+TEST_F(EventHandler, ComminitLeavesANumberThatOthersClosedAlone) {
+  veskEventHandler handler;
+  ostrel::platform::closeSocket(handler.requestSocket);
+  system.closed.clear();
+  system.nextDescriptor = handler.requestSocket;  // free again
+  EXPECT_EQ(handler.comminit(), kNoError);
+  EXPECT_THAT(system.closed, ::testing::IsEmpty());
+  EXPECT_TRUE(system.sockets.at(handler.requestSocket).open);
 }
 
 TEST_F(EventHandler, ComminitOpensAnotherRequestSocket) {

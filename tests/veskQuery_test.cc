@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform.h"
 #include "support/bytes.h"
 #include "support/servers.h"
 
@@ -165,6 +166,16 @@ TEST_F(QueryHandler, ComminitReplacesTheFormerHandler) {
   EXPECT_EQ(handler.comminit(), kNoError);
   EXPECT_THAT(system.closed, ElementsAre(first));
   EXPECT_NE(handler.socket, first);
+  EXPECT_TRUE(system.sockets.at(handler.socket).open);
+}
+
+TEST_F(QueryHandler, ComminitLeavesANumberThatOthersClosedAlone) {
+  veskQueryHandler handler;
+  ostrel::platform::closeSocket(handler.socket);
+  system.closed.clear();
+  system.nextDescriptor = handler.socket;  // free again
+  EXPECT_EQ(handler.comminit(), kNoError);
+  EXPECT_THAT(system.closed, ::testing::IsEmpty());
   EXPECT_TRUE(system.sockets.at(handler.socket).open);
 }
 

@@ -20,6 +20,8 @@
 #include <ostrel/export.h>
 #include <ostrel/list.h>
 
+#include <cstdint>
+
 // One message of which some fragments have arrived.
 class OSTREL_API veskDatagramReassemblyEntry {
  public:
@@ -63,7 +65,7 @@ class OSTREL_API veskDatagramHandler {
 
   veskDatagramHandler();
 
-  // Closes the socket.
+  // Closes the socket, unless its number has come to stand for something else.
   // Kept: frees neither the entries of the reassembly list nor their buffers;
   // dropPartialMessages() does.
   ~veskDatagramHandler();
@@ -73,8 +75,9 @@ class OSTREL_API veskDatagramHandler {
 
   // Opens a socket on a port in host order, 0 for one that the system chooses.
   // A socket that an earlier call opened is closed once the new one is there,
-  // or has failed; so its port is still taken. Returns the descriptor, or -1
-  // with the cause in errno.
+  // or has failed; so its port is still taken. One that somebody else has
+  // closed meanwhile is left at that: its number may be the new one's, or a
+  // file's. Returns the descriptor, or -1 with the cause in errno.
   int open(unsigned short port);
 
   // Sends `length` bytes as one message. Blocks for 100 ms after every 20
@@ -141,8 +144,14 @@ class OSTREL_API veskDatagramHandler {
                         unsigned number, unsigned offset, void** data,
                         bool* owned);
 
+  bool isStillMine(int descriptor) const;
+
   int opened_;  // what open() opened and nobody closed since, or -1
   int closed_;  // what close() closed and open() did not replace, or -1
+
+  // Of the socket that open() opened, as the system tells them.
+  std::uint64_t device_;
+  std::uint64_t inode_;
 };
 
 #endif  // OSTREL_DATAGRAM_H

@@ -86,6 +86,7 @@ void Platform::reset() {
   user = 1000;
   nextDescriptor = kFirstDescriptor;
   nextPort = kFirstPort;
+  nextInode = 1;
   policy = nullptr;
   atCall = nullptr;
   recording = true;
@@ -288,7 +289,9 @@ void pause(unsigned ticks) {
 int openSocket() {
   if (!system().enter(Call::kOpen)) return -1;
   const int descriptor = system().nextDescriptor++;
-  system().sockets[descriptor].name = fake::endpoint("0.0.0.0", 0);
+  Fake::Socket& made = system().sockets[descriptor] = {};
+  made.name = fake::endpoint("0.0.0.0", 0);
+  made.inode = system().nextInode++;
   return descriptor;
 }
 
@@ -348,6 +351,14 @@ int closeSocket(int socket) {
   found->open = false;
   found->queue.clear();
   return works ? 0 : -1;
+}
+
+int identify(int descriptor, Identity* identity) {
+  if (!system().enter(Call::kIdentify)) return -1;
+  const Fake::Socket* found = system().socket(descriptor);
+  if (found == nullptr) return -1;
+  *identity = {1, found->inode};
+  return 0;
 }
 
 long sendParts(int socket, const sockaddr_in& to, const void* header,

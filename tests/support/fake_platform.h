@@ -63,6 +63,7 @@ enum class Call {
   kSetMulticastTtl,
   kSocketName,
   kClose,
+  kIdentify,
   kSend,
   kPeek,
   kReceive,
@@ -104,6 +105,7 @@ class Platform {
     sockaddr_in name;
     bool bound = false;
     bool open = true;
+    std::uint64_t inode = 0;
     unsigned char ttl = 1;
     std::deque<Datagram> queue;
   };
@@ -164,6 +166,7 @@ class Platform {
   std::vector<Call> calls;  // all, in order
   unsigned long count(Call call) const;
   std::map<int, Socket> sockets;
+  std::uint64_t nextInode = 0;  // of the next socket
 
   // For fake_platform.cc: notes a call; false when it is to fail.
   bool enter(Call call);
