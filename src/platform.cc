@@ -25,6 +25,10 @@ constexpr unsigned kTicksInSecond = 100;
 constexpr std::size_t kSmallBlock = 1456;  // what one fragment carries
 constexpr long kMicrosecondsInSecond = 1000L * 1000;
 
+// Room for what the resolver says of a host, and where it is enough.
+constexpr std::size_t kFirstHostRoom = 1024;
+constexpr std::size_t kMostHostRoom = 1024 * 1024;
+
 const sockaddr* generic(const sockaddr_in* address) {
   return reinterpret_cast<const sockaddr*>(address);
 }
@@ -162,6 +166,31 @@ int hostName(char* buffer, std::size_t size) {
   return result;
 }
 
+#if defined(__GLIBC__)
+
+bool resolveHost(const char* name, in_addr* address) {
+  // getaddrinfo() would sort the addresses, and which one came first would
+  // depend on the routes of the moment.
+  for (std::size_t size = kFirstHostRoom; size <= kMostHostRoom; size *= 2) {
+    auto* room = static_cast<char*>(std::malloc(size));
+    if (room == nullptr) return false;
+    hostent entry = {};
+    hostent* found = nullptr;
+    int error = 0;
+    const int result =
+        ::gethostbyname_r(name, &entry, room, size, &found, &error);
+    const bool has = result == 0 && found != nullptr &&
+                     found->h_addrtype == AF_INET &&
+                     found->h_addr_list[0] != nullptr;
+    if (has) std::memcpy(address, found->h_addr_list[0], sizeof *address);
+    std::free(room);
+    if (result != ERANGE) return has;
+  }
+  return false;
+}
+
+#else
+
 bool resolveHost(const char* name, in_addr* address) {
   addrinfo wanted = {};
   wanted.ai_family = AF_INET;
@@ -172,6 +201,8 @@ bool resolveHost(const char* name, in_addr* address) {
   ::freeaddrinfo(found);
   return true;
 }
+
+#endif
 
 long effectiveUser() { return static_cast<long>(::geteuid()); }
 

@@ -85,8 +85,8 @@ int waitReadable(int socket, long seconds, long microseconds);
 // beginning is stored, still with a NUL.
 int hostName(char* buffer, std::size_t size);
 
-// Stores the first IPv4 address of a host, in network byte order. False when
-// the name has none.
+// Stores the first IPv4 address of a host, in network byte order: the first in
+// the resolver's own order. False when the name has none.
 bool resolveHost(const char* name, in_addr* address);
 
 // The effective user id of the process.

@@ -5,6 +5,8 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -240,6 +242,38 @@ TEST_F(PlatformDeathTest, EffectiveUserIsNotTheRealOne) {
     return platform::effectiveUser() == 1234 ? 0 : 1;
   };
   EXPECT_EXIT(::_exit(asAnother()), ::testing::ExitedWithCode(0), "");
+}
+
+// Resolves a name in a system of its own whose table of hosts is `hosts`.
+// Returns the last number of the address, 0 without an address, or 255
+// when there can be no such system.
+int resolveAmong(const char* hosts, const char* name) {
+  constexpr int kNoSystem = 255;
+  constexpr const char* kTable = "/etc/hosts";
+  if (::unshare(CLONE_NEWNS) != 0) return kNoSystem;
+  if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    return kNoSystem;
+  char path[] = "/tmp/ostrel_hosts_XXXXXX";
+  const int file = ::mkstemp(path);
+  const auto size = static_cast<ssize_t>(std::strlen(hosts));
+  const bool placed = ::write(file, hosts, std::strlen(hosts)) == size &&
+                      ::mount(path, kTable, nullptr, MS_BIND, nullptr) == 0;
+  ::unlink(path);
+  if (!placed) return kNoSystem;
+  in_addr address = {};
+  if (!platform::resolveHost(name, &address)) return 0;
+  return static_cast<int>(ntohl(address.s_addr) & 0xff);
+}
+
+TEST_F(PlatformDeathTest, ResolveTakesTheFirstAddressInTheResolversOrder) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root may replace the hosts";
+  // Sorted by how near they are, the last two would come first.
+  const char hosts[] =
+      "203.0.113.7 several\n"
+      "127.0.0.2 several\n"
+      "192.0.2.3 several\n";
+  EXPECT_EXIT(::_exit(resolveAmong(hosts, "several")),
+              ::testing::ExitedWithCode(7), "");
 }
 
 }  // namespace
