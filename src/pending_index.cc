@@ -2,10 +2,24 @@
 
 #include <ostrel/veskPDU.h>
 
+#include <atomic>
+#include <new>
+
 namespace ostrel {
 namespace {
 
+// How often any handler of the process has stamped a PDU that had an id before:
+// one that may be pending elsewhere, where its record changes its id with it.
+std::atomic<std::uint32_t> stampsAnywhere{0};
+
+// How often a queue may be walked before making its index anew costs no more.
+constexpr std::uint64_t kWalksOfOneRefresh = 8;
+
 constexpr unsigned kShortQueue = 8;
+
+// What a PDU has before it is stamped. One that is pending may have it as well:
+// it is the first id of each handler.
+constexpr std::uint32_t kFreshId = 0;
 constexpr std::uint32_t kHalfOfAllIds = 0x80000000;
 
 pendingRequest* recordOf(const timeoutEntry* entry) {
@@ -24,8 +38,13 @@ bool wasGivenOut(std::uint32_t id, std::uint32_t nextId) {
 }  // namespace
 
 void PendingIndex::beforeStamp(const veskPDU* pdu) {
+  const std::uint32_t id = pdu->requestId.value;
+  if (id != kFreshId) {
+    const std::uint32_t before = stampsAnywhere.fetch_add(1);
+    if (stamps_ == before) stamps_ = before + 1;  // looked at here and now
+  }
   if (changes_ != queue_.changes()) return;
-  const auto found = entries_.find(pdu->requestId.value);
+  const auto found = entries_.find(id);
   if (found == entries_.end()) return;
   if (found->second != nullptr && recordOf(found->second)->request != pdu) {
     return;
@@ -37,11 +56,15 @@ void PendingIndex::beforeStamp(const veskPDU* pdu) {
 void PendingIndex::insert(long seconds, pendingRequest* record) {
   const bool right = changes_ == queue_.changes();
   timeoutEntry* entry = queue_.insert(seconds, record);
-  if (right) {
-    file(entry);
-    changes_ = queue_.changes();
-  } else if (queue_.count == kShortQueue + 1) {
-    refresh();
+  try {
+    if (right) {
+      file(entry);
+      changes_ = queue_.changes();
+    } else if (queue_.count == kShortQueue + 1) {
+      refresh();
+    }
+  } catch (const std::bad_alloc&) {
+    changes_ = kNeverRight;
   }
 }
 
@@ -65,7 +88,7 @@ timeoutEntry* PendingIndex::find(std::uint32_t id, std::uint32_t nextId) {
     changes_ = kNeverRight;
     return walk(id);
   }
-  if (changes_ != queue_.changes()) refresh();
+  if (!isRight()) return walk(id);
   const auto found = entries_.find(id);
   if (found == entries_.end()) {
     // Nobody waits for it any more. An id that was never given out can only be
@@ -79,8 +102,32 @@ timeoutEntry* PendingIndex::find(std::uint32_t id, std::uint32_t nextId) {
   return entry;
 }
 
+// Whether the index can be asked, and makes it anew if that is worth it.
+bool PendingIndex::isRight() {
+  bool right = changes_ == queue_.changes();
+  if (right && stamps_ != stampsAnywhere.load()) {
+    if (walked_ < kWalksOfOneRefresh * queue_.count) return false;
+    right = false;
+  }
+  if (right) {
+    // The one id of which stamps elsewhere do not tell.
+    const auto first = entries_.find(kFreshId);
+    right = first == entries_.end() ||
+            (first->second != nullptr && idOf(first->second) == kFreshId);
+  }
+  try {
+    if (!right) refresh();
+  } catch (const std::bad_alloc&) {
+    changes_ = kNeverRight;
+    return false;
+  }
+  return true;
+}
+
 void PendingIndex::refresh() {
   entries_.clear();
+  stamps_ = stampsAnywhere.load();
+  walked_ = 0;
   for (unsigned i = 0; i < queue_.count; ++i) file(queue_.index(i));
   changes_ = queue_.changes();
 }
@@ -106,6 +153,7 @@ bool PendingIndex::forget(timeoutEntry* entry) {
 timeoutEntry* PendingIndex::walk(std::uint32_t id) {
   for (unsigned i = 0; i < queue_.count; ++i) {
     timeoutEntry* entry = queue_.index(i);
+    walked_++;
     if (idOf(entry) == id) return entry;
   }
   return nullptr;

@@ -3,11 +3,12 @@
 //
 // What it finds is what a walk from the front would find, the first record in
 // queue order whose PDU has the id now. So the queue may be changed behind its
-// back, ids may be shared, and a PDU may be sent while it is still pending: it
-// then looks at the whole queue again. A short queue is walked, which is
-// quicker than keeping an index of it. Only a program that writes the id of
-// another request, pending or past, into a pending PDU may get another result
-// from a long queue than from a short one.
+// back, ids may be shared, and a PDU that is pending may be sent again, here or
+// through another handler: the queue is then walked until the index has been
+// made anew. A short queue is always walked, which is quicker than keeping an
+// index of it. Without memory for the index the queue is walked, too. Only a
+// program that itself writes the id of another request, pending or past, into a
+// pending PDU may get another result from a long queue than from a short one.
 
 #ifndef OSTREL_SRC_PENDING_INDEX_H
 #define OSTREL_SRC_PENDING_INDEX_H
@@ -27,7 +28,8 @@ class PendingIndex {
   // To be called before a PDU gets another id.
   void beforeStamp(const veskPDU* pdu);
 
-  // Puts a record into the queue, due in so many seconds.
+  // Puts a record into the queue, due in so many seconds. Throws when there is
+  // no memory for its entry; nothing has changed then.
   void insert(long seconds, pendingRequest* record);
 
   // Takes the first record out of the queue, which is not empty.
@@ -43,6 +45,7 @@ class PendingIndex {
  private:
   static constexpr std::uint64_t kNeverRight = ~std::uint64_t{0};
 
+  bool isRight();
   void refresh();
   void file(timeoutEntry* entry);
   bool forget(timeoutEntry* entry);
@@ -53,6 +56,11 @@ class PendingIndex {
   std::unordered_map<std::uint32_t, timeoutEntry*> entries_;
   // Of the queue, when the index was last right.
   std::uint64_t changes_ = kNeverRight;
+  // Of all handlers' stamps on PDUs that had an id, when the index was made or
+  // last known not to be concerned.
+  std::uint32_t stamps_ = 0;
+  // Links followed since stamps of other handlers made the index doubtful.
+  std::uint64_t walked_ = 0;
 };
 
 }  // namespace ostrel

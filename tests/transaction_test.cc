@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <climits>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -768,6 +769,96 @@ TEST_P(Queues, ChangedIdOfARequestThatIsGivenUpLeavesNothingBehind) {
   arrive(answerTo(0));
   EXPECT_FALSE(recv().answered);
   EXPECT_EQ(handler.flush(77), 0);
+}
+
+TEST_P(Queues, RequestThatAnotherHandlerSendsTooIsFoundByItsNewId) {
+  for (const std::uint32_t first : {0U, 50U}) {
+    handler.nextRequestId = first;
+    auto filler = makeRequest();
+    auto request = makeRequest();
+    if (first == 0) handler.send(&server, request.get());
+    handler.send(&server, filler.get());
+    if (first != 0) handler.send(&server, request.get());
+    handler.nextRequestId = 1000;  // the other's ids have been given out here
+    arrive(answerTo(999));
+    EXPECT_FALSE(recv().answered);
+
+    veskTransactionHandler other;
+    other.open();
+    other.nextRequestId = 500;
+    EXPECT_EQ(other.send(&server, request.get()), 0);
+    arrive(answerTo(first == 0 ? 0 : 51));
+    EXPECT_FALSE(recv().answered);
+    arrive(answerTo(500));
+    EXPECT_TRUE(recv().answered);
+    arrive(answerTo(500));
+    EXPECT_FALSE(recv().answered);
+    EXPECT_EQ(handler.flush(filler->requestId.value), 1);
+    EXPECT_EQ(pendingHere(), 0U);
+    EXPECT_EQ(other.flush(500), 1);
+  }
+}
+
+TEST_P(Queues, FirstInQueueOrderWinsWhenAnotherHandlerGivesAnIdOfOurs) {
+  auto early = makeRequest();
+  auto late = makeRequest();
+  handler.nextRequestId = 7;
+  handler.send(&server, early.get());
+  handler.initialTimeout = 10;
+  handler.send(&server, late.get());
+  veskTransactionHandler other;
+  other.open();
+  other.nextRequestId = 8;
+  other.send(&server, early.get());
+  arrive(answerTo(8));
+  EXPECT_TRUE(recv().answered);
+  ASSERT_EQ(pendingHere(), 1U);
+  EXPECT_EQ(record(0)->request, late.get());
+  EXPECT_EQ(other.flush(8), 1);
+}
+
+// Whatever two handlers do with the same PDUs, a long queue finds what a walk
+// from its front finds.
+TEST_P(Queues, FindWhatAWalkFindsWhileHandlersShareRequests) {
+  veskTransactionHandler other;
+  other.open();
+  std::vector<std::unique_ptr<veskRemovePDU>> requests;
+  for (int i = 0; i < 30; ++i) requests.push_back(makeRequest());
+  std::mt19937 random(GetParam());
+  unsigned matched = 0;
+  for (int i = 0; i < 4000; ++i) {
+    veskRemovePDU* request = requests[random() % requests.size()].get();
+    const std::uint32_t id =
+        requests[random() % requests.size()]->requestId.value;
+    switch (random() % 4) {
+      case 0:
+        handler.send(&server, request);
+        break;
+      case 1:
+        other.send(&server, request);
+        break;
+      case 2:
+        other.flush(id);
+        break;
+      default:
+        pendingRequest* expected = nullptr;
+        for (unsigned k = 0; k < handler.pending.count; ++k) {
+          if (record(k)->request->requestId.value != id) continue;
+          expected = record(k);
+          break;
+        }
+        const unsigned before = handler.pending.count;
+        EXPECT_EQ(handler.flush(id), expected != nullptr ? 1 : 0);
+        if (expected == nullptr) continue;
+        matched++;
+        EXPECT_EQ(handler.pending.count, before - 1);
+        for (unsigned k = 0; k < handler.pending.count; ++k) {
+          ASSERT_NE(record(k), expected);
+        }
+    }
+  }
+  EXPECT_GT(matched, 100U);
+  other.pending.clear(1);
 }
 
 // Links of the queue followed for each request, with so many others waiting:
