@@ -11,7 +11,8 @@ namespace {
 constexpr unsigned short kObjectServerPort = 5135;
 constexpr unsigned short kDirectoryPort = 5136;
 constexpr std::uint32_t kDirectoryGroup = 0xe0000102;  // 224.0.1.2
-constexpr unsigned kIPv4 = 2;                    // family of an address value
+constexpr unsigned kNoFamily = 0;                      // of an address value
+constexpr unsigned kIPv4 = 2;
 constexpr std::int64_t kMicroseconds = 1000000;  // in a second
 constexpr long kLongestWait = 1000000;           // seconds; then another begins
 
@@ -19,12 +20,16 @@ constexpr long kLongestWait = 1000000;           // seconds; then another begins
 // what may have been queued by then. The receive buffer holds fewer.
 constexpr unsigned kMostQueued = 1024;
 
-// The address in a value; null when it is no IPv4 address.
+// The address in a value; null when it is no IPv4 address, with the cause in
+// errno.
 const in_addr* addressOf(veskAddress* value) {
+  errno = EDESTADDRREQ;
   if (value == nullptr) return nullptr;
   unsigned family = 0;
   const in_addr* address = value->get(&family);
-  return family == kIPv4 ? address : nullptr;
+  if (family == kIPv4) return address;
+  if (family != kNoFamily) errno = EAFNOSUPPORT;
+  return nullptr;
 }
 
 // One request from its sending to its end. However it ends, the handler

@@ -58,18 +58,20 @@ unsigned veskMessageHandler::encode(veskPDU* pdu) {
     const unsigned length = pdu->encode(encodeBuffer, encodeBufferSize);
     if (length != 0) return length;
     const bool hopeless = encodeBufferSize >= kLargestMessage;
+    // The PDU is at fault then, not the size.
+    if (hopeless) errno = EINVAL;
     if (hopeless && encodeBufferSize == sizeBefore) return 0;
     std::free(encodeBuffer);
     encodeBuffer = nullptr;
     if (hopeless) {
-      // The PDU is at fault, not the size: what was grown for it is given back.
-      encodeBufferSize = sizeBefore;
+      encodeBufferSize = sizeBefore;  // what was grown for it is given back
       return 0;
     }
     encodeBufferSize =
         encodeBufferSize == 0 ? kFirstBufferSize : encodeBufferSize * 2;
     encodeBuffer = newBuffer(encodeBufferSize);
   }
+  errno = ENOMEM;
   return 0;
 }
 
@@ -92,5 +94,6 @@ int veskMessageHandler::recv(sockaddr_in* from, veskPDU** pdu) {
   }
   *pdu = nullptr;
   veskType::destroyDecoded(value);
+  errno = EBADMSG;
   return ostrel::kCodingError;
 }

@@ -3,6 +3,7 @@
 #include <ostrel/commreq.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <string>
 
 #include "support/servers.h"
@@ -140,12 +141,15 @@ TEST_F(ObjectServerExchange, ToAnAddressOfAnotherFamilyIsAnAddressError) {
   veskAddress none;
   EXPECT_EQ(OSrequest(&handler, socket, &none, &request, &response),
             kAddressError);
+  EXPECT_EQ(errno, EDESTADDRREQ);
   veskAddress odd("192.0.2.1");
   odd.family = 7;
   EXPECT_EQ(OSrequest(&handler, socket, &odd, &request, &response),
             kAddressError);
+  EXPECT_EQ(errno, EAFNOSUPPORT);
   EXPECT_EQ(OSrequest(&handler, socket, nullptr, &request, &response),
             kAddressError);
+  EXPECT_EQ(errno, EDESTADDRREQ);
   EXPECT_THAT(system.sent, IsEmpty());
   EXPECT_EQ(handler.nextRequestId, 0U);
   EXPECT_EQ(response, before);
@@ -161,6 +165,12 @@ TEST_F(ObjectServerExchange, ReturnsTheCodeOfASendThatFailed) {
   veskGetPDU unencodable(object, nullptr);
   EXPECT_EQ(OSrequest(&handler, socket, &address, &unencodable, &response),
             kCodingError);
+  EXPECT_EQ(errno, EINVAL);
+  system.failNext(Call::kAllocate, ENOMEM);
+  std::free(handler.messageHandler->encodeBuffer);
+  handler.messageHandler->encodeBuffer = nullptr;
+  EXPECT_EQ(askServer(), kCodingError);
+  EXPECT_EQ(errno, ENOMEM);
   EXPECT_EQ(response, before);
   EXPECT_THAT(system.waits, IsEmpty());
 }
@@ -461,6 +471,7 @@ TEST_F(DirectoryExchange, ToAnAddressOfAnotherFamilyIsAnAddressError) {
   response = before;
   address = "";
   EXPECT_EQ(askGiven(0), kAddressError);
+  EXPECT_EQ(errno, EDESTADDRREQ);
   EXPECT_THAT(system.sent, IsEmpty());
   EXPECT_EQ(response, before);
   EXPECT_EQ(from.family, 0);
@@ -476,6 +487,7 @@ TEST_F(DirectoryExchange, KeepsAnsweringTenToWhateverSendingFailsWith) {
   EXPECT_EQ(
       DSrequest(&handler, socket, nullptr, &unencodable, &response, &from, 0),
       kNetworkError);
+  EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(response, before);
 }
 

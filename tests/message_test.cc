@@ -129,6 +129,7 @@ TEST_F(Messages, MessageOfMoreThan65535FragmentsIsANetworkError) {
 TEST_F(Messages, PDUThatNeverEncodesIsAnErrorAndGivesItsRoomBack) {
   veskGetPDU nothing(oid, nullptr);
   EXPECT_EQ(handler.send(&peer, &nothing), 11);
+  EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(handler.encodeBufferSize, 1024U);
   EXPECT_TRUE(system.sent.empty());
   EXPECT_EQ(handler.nextMessageId, 0);
@@ -142,6 +143,7 @@ TEST_F(Messages, PDUWithAnAddressOfNoKnownFamilyIsAnError) {
   list.append(&address);
   veskGetPDU get(oid, &list);
   EXPECT_EQ(handler.send(&peer, &get), 11);
+  EXPECT_EQ(errno, EINVAL);
 }
 
 TEST_F(Messages, BufferOfTheLargestSizeIsTriedOnce) {
@@ -149,6 +151,7 @@ TEST_F(Messages, BufferOfTheLargestSizeIsTriedOnce) {
   EXPECT_EQ(handler.send(&peer, &large), 0);
   SizedPDU endless(4294967295U);
   EXPECT_EQ(handler.send(&peer, &endless), 11);
+  EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(endless.attempts, 16);  // 4096 doubled up to 128 MiB
   EXPECT_EQ(handler.encodeBufferSize, 4096U);
 }
@@ -162,6 +165,7 @@ TEST_F(Messages, SizeOfZeroStillLeadsToABuffer) {
 TEST_F(Messages, WithoutMemoryForTheFirstBufferSendFails) {
   system.failNext(Call::kAllocate, ENOMEM);
   EXPECT_EQ(handler.send(&peer, &request), 11);
+  EXPECT_EQ(errno, ENOMEM);
   EXPECT_EQ(handler.encodeBuffer, nullptr);
   EXPECT_EQ(handler.encodeBufferSize, 1024U);
   EXPECT_EQ(handler.send(&peer, &request), 0);
@@ -171,6 +175,7 @@ TEST_F(Messages, WithoutMemoryForALargerBufferNoBufferIsLeft) {
   system.failNext(Call::kAllocate, ENOMEM, 1, 1);
   SizedPDU large(3000);
   EXPECT_EQ(handler.send(&peer, &large), 11);
+  EXPECT_EQ(errno, ENOMEM);
   EXPECT_EQ(handler.encodeBuffer, nullptr);
   EXPECT_EQ(handler.encodeBufferSize, 2048U);
   EXPECT_EQ(handler.send(&peer, &large), 0);
@@ -282,6 +287,7 @@ TEST_P(NoPDUs, AreDestroyedAndReportedAsUndecodable) {
   arrive(raw(GetParam().bytes));
   veskPDU* given = &request;
   EXPECT_EQ(handler.recv(&from, &given), 11);
+  EXPECT_EQ(errno, EBADMSG);
   EXPECT_EQ(given, nullptr);
 }
 

@@ -24,7 +24,15 @@
 //   is as it was; after any other failure it is null.
 // - With the handler's own time-outs a request is sent at 0, 3 and 9 seconds
 //   and gives up at 21. Datagrams that answer nothing do not put that off.
-// - When a call returns a failure, errno is what ended it.
+// - When a call returns a failure, errno is what ended it:
+//     10  ETIMEDOUT  the request gave up
+//         EINTR      a signal interrupted the wait
+//         others     what the system said when sending or waiting failed
+//     11  EINVAL     the request does not encode
+//         ENOMEM     there is no memory for its bytes
+//     12  EDESTADDRREQ  there is no address: null, or a value without one
+//         EAFNOSUPPORT  the address is of another family than IPv4
+//   A status that is not 0 is no failure of the call.
 
 // Sends a request to the object server (UDP port 5135) at an IPv4 address.
 // Returns 0 with an answer, whatever status that carries; 12 when `server` is

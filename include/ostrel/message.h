@@ -21,8 +21,9 @@ class OSTREL_API veskMessageHandler : public veskDatagramHandler {
   int close();
 
   // Encodes the PDU and sends it as one message. Returns 0; 11 when it does not
-  // encode, however large the buffer, or memory is short; 10 when sending
-  // fails, with the cause in errno (EMSGSIZE: longer than a message may be).
+  // encode, however large the buffer (errno EINVAL), or memory is short
+  // (ENOMEM); 10 when sending fails, with the cause in errno (EMSGSIZE: longer
+  // than a message may be).
   // The PDU stays the caller's.
   int send(const sockaddr_in* to, veskPDU* pdu);
 
@@ -32,7 +33,8 @@ class OSTREL_API veskMessageHandler : public veskDatagramHandler {
   //   0   with a PDU, or with *pdu as it was: no message is complete yet
   //   10  the datagram was refused, or nothing could be read; errno tells why,
   //       *pdu is as it was
-  //   11  the message is no PDU or does not decode; *pdu is null
+  //   11  the message is no PDU or does not decode (errno EBADMSG); *pdu is
+  //       null
   int recv(sockaddr_in* from, veskPDU** pdu);
 
   char* encodeBuffer;             // owned, from malloc; null before the first

@@ -16,8 +16,10 @@
 // What holds for all operations:
 // - They return 0, -1 when only some items failed (a list of veskError says
 //   which), another status that the server gave, or the code of an exchange
-//   that failed: 10 no answer (errno ETIMEDOUT) or a network failure (other
-//   errno), 11 an answer that is none to this request, 12 no IPv4 address.
+//   that failed: 10 no answer (errno ETIMEDOUT), no memory (ENOMEM) or a
+//   network failure (other errno), 11 an answer that is none to this request
+//   (EBADMSG) or a request that does not encode, 12 no IPv4 address; see
+//   commreq.h.
 // - Unless the result is 0 or -1 the caller's lists are untouched.
 // - Every request names the principal of the calling user. Finding it may take
 //   two more exchanges with this host's object server, the first time for each
