@@ -198,6 +198,8 @@ unsigned int veskDatagramHandler::take(sockaddr_in* from, void** data,
   errno = 0;
   char bytes[kHeaderSize] = {};
   const long got = platform::peek(socket, from, bytes, kHeaderSize);
+  // A signal says nothing of the next datagram, which has its turn later.
+  if (got < 0 && errno == EINTR) return 0;
   if (fellShort(got, kHeaderSize)) {
     platform::discard(socket);
     return tooShort();

@@ -10,9 +10,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "platform.h"
 #include "support/fragments.h"
@@ -189,6 +192,33 @@ TEST_F(DatagramSocket, OpenAfterAForeignCloseKeepsTheNewSocketOpen) {
   ASSERT_GE(handler.open(0), 0);
   EXPECT_GE(::fcntl(handler.socket, F_GETFD), 0);
   EXPECT_EQ(handler.close(), 1);
+}
+
+// The signal finds the call waiting, or is sent again until it does.
+TEST_F(DatagramSocket, SignalEndsABlockingRecvAndCostsNoDatagram) {
+  struct sigaction action = {};
+  action.sa_handler = [](int) {};
+  struct sigaction before = {};
+  ::sigaction(SIGUSR1, &action, &before);
+  const pthread_t waiting = ::pthread_self();
+  std::atomic<bool> ended{false};
+  std::thread interrupter([&] {
+    while (!ended) {
+      ::pthread_kill(waiting, SIGUSR1);
+      ::usleep(1000);
+    }
+  });
+  void* data = nullptr;
+  const unsigned length = handler.recv(nullptr, &data);
+  const int cause = errno;
+  ended = true;
+  interrupter.join();
+  EXPECT_EQ(length, 0U);
+  EXPECT_EQ(cause, EINTR);
+  EXPECT_EQ(data, nullptr);
+  peer.send(name, fragments(1, "abc")[0]);
+  EXPECT_EQ(receive(), "abc");
+  ::sigaction(SIGUSR1, &before, nullptr);
 }
 
 }  // namespace

@@ -707,9 +707,19 @@ TEST_F(Datagrams, FragmentAtTheVeryEndHasNoRoom) {
 
 TEST_F(Datagrams, KeepsExaminingTheHeaderAfterAFailedPeek) {
   arrive(fragments(1, "abc")[0]);
-  system.failNext(Call::kPeek, EINTR);
+  system.failNext(Call::kPeek, EIO);
   EXPECT_EQ(recv().error, EPROTONOSUPPORT);  // it is all zeros
   EXPECT_EQ(system.queued(handler.socket), 0U);
+}
+
+TEST_F(Datagrams, SignalEndsThePeekAndCostsNoDatagram) {
+  arrive(fragments(1, "abc")[0]);
+  system.failNext(Call::kPeek, EINTR);
+  void* data = &peer;
+  EXPECT_EQ(handler.recv(nullptr, &data), 0U);
+  EXPECT_EQ(errno, EINTR);
+  EXPECT_EQ(data, &peer);
+  EXPECT_EQ(recv().message, "abc");
 }
 
 TEST_F(Datagrams, KeepsMarkingAFragmentAfterAFailedRead) {

@@ -535,6 +535,17 @@ TEST_F(OpenEventHandler, ReceiveHasNoEventYetWithPartOfOne) {
   expectNoEvent();
 }
 
+TEST_F(OpenEventHandler, SignalEndsReceiveAndCostsNoEvent) {
+  system.deliver(fake::endpoint("192.0.2.1", 4444), handler.eventSocket,
+                 fake::fragments(3, fake::raw(kAnEvent))[0]);
+  system.failNext(Call::kPeek, EINTR);
+  EXPECT_EQ(receive(), kNetworkError);
+  EXPECT_EQ(errno, EINTR);
+  expectNoEvent();
+  EXPECT_EQ(receive(), kNoError);
+  EXPECT_EQ(textOf(event), "59.7.5");
+}
+
 TEST_F(OpenEventHandler, ReceiveKeepsFormerArgumentsAlive) {
   auto* former = new veskInt(1);
   args.append(former);

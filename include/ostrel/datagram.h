@@ -98,6 +98,8 @@ class OSTREL_API veskDatagramHandler {
   //                    null
   //   EMSGSIZE         shorter than a header, or a header with no data
   //   EPROTONOSUPPORT  of another version; also when nothing could be read
+  //   EINTR            a signal came while nothing was there to read; whatever
+  //                    has arrived since stays queued, *data is as it was
   //   EBADMSG          a fragment that does not fit its message: *data is null;
   //                    or a message in one fragment of another length than its
   //                    header says

@@ -75,7 +75,8 @@ class OSTREL_API veskEventHandler {
   //   from, oid  receive the sender's address and the object.
   //   args   receives the arguments, which it then owns; its former elements
   //          are not freed: empty it with clear(1) before each call.
-  // Returns 0, or 10 when nothing could be received.
+  // Returns 0, or 10 when nothing could be received, with the cause in errno:
+  // EINTR when a signal ended the wait, which costs no event.
   int receive(veskAddress* from, veskOid* oid, veskAid* event, veskList* args);
 
   // The registration with this identifier, which stays the handler's, and its
