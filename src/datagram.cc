@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "platform.h"
 #include "wire.h"
@@ -80,6 +81,19 @@ bool fellShort(long got, unsigned bytes) {
   return got >= 0 && static_cast<unsigned long>(got) < bytes;
 }
 
+// What is held of a message until it is complete: its bytes and its marks.
+std::uint64_t bytesFor(unsigned count, unsigned length) {
+  return std::uint64_t{count} + length;
+}
+
+bool sameSender(const sockaddr_in& a, const sockaddr_in& b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+Entry* entryOf(const listPointer* node) {
+  return static_cast<Entry*>(node->data);
+}
+
 unsigned tooShort() {
   if (errno == 0) errno = EMSGSIZE;
   return 0;
@@ -97,10 +111,16 @@ veskDatagramReassemblyEntry::veskDatagramReassemblyEntry(
       expiry(expires),
       received(static_cast<unsigned char*>(platform::allocate(count))),
       buffer(message),
-      firstMissing_(0) {}
+      firstMissing_(0),
+      share_(0),
+      shareBytes_(0) {}
 
 veskDatagramReassemblyEntry::~veskDatagramReassemblyEntry() {
   std::free(received);
+}
+
+std::uint64_t veskDatagramReassemblyEntry::bytes() const {
+  return bytesFor(fragmentCount, totalLength);
 }
 
 veskDatagramHandler::veskDatagramHandler()
@@ -108,6 +128,8 @@ veskDatagramHandler::veskDatagramHandler()
       nextMessageId(0),
       opened_(-1),
       closed_(-1),
+      heldBytes_(0),
+      stuck_(0),
       device_(0),
       inode_(0) {}
 
@@ -195,6 +217,7 @@ unsigned int veskDatagramHandler::take(sockaddr_in* from, void** data,
   // Senders are compared byte for byte, the padding included.
   *from = {};
   *owned = false;
+  const unsigned stuckBefore = std::exchange(stuck_, 0);
   errno = 0;
   char bytes[kHeaderSize] = {};
   const long got = platform::peek(socket, from, bytes, kHeaderSize);
@@ -215,22 +238,36 @@ unsigned int veskDatagramHandler::take(sockaddr_in* from, void** data,
     return refuse(EBADMSG);
   }
   if (header.count == 1) {
-    *owned = true;
-    return takeWhole(header.total, header.offset, data);
+    const unsigned length = takeWhole(header.total, header.offset, data);
+    *owned = *data != nullptr;
+    if (*data == nullptr) stuck_ = stuckBefore + 1;
+    return length;
   }
   if (entry == nullptr) {
     *data = nullptr;
     entry = create(header.count, header.messageId, *from, header.total);
-    if (entry == nullptr) return 0;
+    if (entry == nullptr) return refuse(ENOMEM);
   }
   return takeFragment(entry, at, header.number, header.offset, data, owned);
+}
+
+void veskDatagramHandler::passOverWhatIsStuck() {
+  constexpr unsigned kTwice = 2;
+  if (stuck_ < kTwice) return;
+  stuck_ = 0;
+  refuse(errno);
 }
 
 // Takes a message that is one fragment.
 unsigned veskDatagramHandler::takeWhole(unsigned length, unsigned offset,
                                         void** data) {
-  *data = platform::allocate(length);
-  if (*data == nullptr) return 0;
+  do {
+    *data = platform::allocate(length);
+  } while (*data == nullptr && dropForMemory(length));
+  if (*data == nullptr) {
+    errno = ENOMEM;
+    return 0;
+  }
   char again[kHeaderSize];
   const long got = platform::receiveParts(socket, again, kHeaderSize,
                                           static_cast<char*>(*data) + offset,
@@ -266,8 +303,7 @@ unsigned veskDatagramHandler::takeFragment(Entry* entry, unsigned at,
     return 0;
   }
   const unsigned length = entry->totalLength;
-  reassemblyList.remove(at);
-  delete entry;
+  delete takeOut(at);
   *owned = length > 0;
   if (length == 0) {
     // Only reads that failed get here, and a length of 0 hands nothing over.
@@ -288,56 +324,120 @@ unsigned veskDatagramHandler::refuse(int error) {
 Entry* veskDatagramHandler::find(unsigned short id, const sockaddr_in& sender,
                                  unsigned* at) {
   for (unsigned i = 0; i < reassemblyList.count; ++i) {
-    auto* entry = static_cast<Entry*>(reassemblyList.index(i)->data);
+    Entry* entry = entryOf(reassemblyList.index(i));
     if (entry->messageId != id) continue;
-    if (std::memcmp(&entry->sender, &sender, sizeof sender) != 0) continue;
+    if (!sameSender(entry->sender, sender)) continue;
     *at = i;
     return entry;
   }
   return nullptr;
 }
 
-// Opens a message at the front of the list. Null when there is no memory: for
-// the buffer, and the datagram stays queued; or for the entry, and it is gone.
+// Opens a message at the front of the list. Null when there is no memory.
 Entry* veskDatagramHandler::create(unsigned short count, unsigned short id,
                                    const sockaddr_in& sender, unsigned length) {
-  makeRoom(count + length);
-  void* buffer = platform::allocate(length);
-  if (buffer == nullptr) return nullptr;
-  auto* entry = new (std::nothrow) Entry(count, id, &sender, buffer, length,
-                                         platform::now() + kPartialSeconds);
-  if (entry == nullptr || entry->received == nullptr) {
-    const int cause = errno;
-    delete entry;
-    std::free(buffer);
-    platform::discard(socket);
-    errno = cause;
-    return nullptr;
-  }
-  reassemblyList.insert(0, entry);
+  makeRoom(bytesFor(count, length));
+  Entry* entry = tryToCreate(count, id, sender, length);
+  while (entry == nullptr && dropForMemory(bytesFor(count, length)))
+    entry = tryToCreate(count, id, sender, length);
   return entry;
 }
 
-// Drops the oldest messages until one more of so many bytes is within bounds.
-void veskDatagramHandler::makeRoom(unsigned bytes) {
-  std::uint64_t held = bytes;
-  for (unsigned i = 0; i < reassemblyList.count; ++i) {
-    const auto* entry = static_cast<Entry*>(reassemblyList.index(i)->data);
-    held += std::uint64_t{entry->totalLength} + entry->fragmentCount;
+Entry* veskDatagramHandler::tryToCreate(unsigned short count, unsigned short id,
+                                        const sockaddr_in& sender,
+                                        unsigned length) {
+  void* buffer = platform::allocate(length);
+  if (buffer == nullptr) return nullptr;
+  const long expiry = platform::now() + kPartialSeconds;
+  auto* entry =
+      new (std::nothrow) Entry(count, id, &sender, buffer, length, expiry);
+  if (entry == nullptr || entry->received == nullptr || !putIn(entry)) {
+    delete entry;
+    std::free(buffer);
+    return nullptr;
   }
-  while (reassemblyList.count > 0 &&
-         (reassemblyList.count >= kMaxPartialMessages ||
-          held > kMaxPartialBytes)) {
-    const unsigned last = reassemblyList.count - 1;
-    const auto* entry = static_cast<Entry*>(reassemblyList.index(last)->data);
-    held -= std::uint64_t{entry->totalLength} + entry->fragmentCount;
-    drop(last);
+  return entry;
+}
+
+// Puts a new entry into the list. Returns whether there was memory for that.
+bool veskDatagramHandler::putIn(Entry* entry) {
+  // The sender's newest entry knows what it has by now.
+  const Entry* newest = nullptr;
+  const listPointer* const end = &reassemblyList.head;
+  for (const listPointer* node = end->next; node != end; node = node->next) {
+    newest = entryOf(node);
+    if (newest->share_ > 0 && sameSender(newest->sender, entry->sender)) break;
+    newest = nullptr;
   }
+  try {
+    reassemblyList.insert(0, entry);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  entry->share_ = 1 + (newest == nullptr ? 0 : newest->share_);
+  entry->shareBytes_ =
+      entry->bytes() + (newest == nullptr ? 0 : newest->shareBytes_);
+  heldBytes_ += entry->bytes();
+  return true;
+}
+
+// Takes the entry at a position out of the list. Its message is the caller's.
+Entry* veskDatagramHandler::takeOut(unsigned at) {
+  Entry* entry = entryOf(reassemblyList.index(at));
+  reassemblyList.remove(at);
+  if (entry->share_ == 0) return entry;
+  heldBytes_ -= entry->bytes();
+  // Those that came later counted it.
+  const listPointer* node = reassemblyList.head.next;
+  for (; at > 0; at--, node = node->next) {
+    Entry* later = entryOf(node);
+    if (later->share_ == 0 || !sameSender(later->sender, entry->sender))
+      continue;
+    later->share_--;
+    later->shareBytes_ -= entry->bytes();
+  }
+  return entry;
+}
+
+// Drops messages until one more of so many bytes is within the bounds.
+void veskDatagramHandler::makeRoom(std::uint64_t bytes) {
+  if (reassemblyList.count == 0) heldBytes_ = 0;  // whoever emptied it
+  while (reassemblyList.count >= kMaxPartialMessages)
+    dropOldestOfLargest(false);
+  while (reassemblyList.count > 0 && heldBytes_ + bytes > kMaxPartialBytes)
+    dropOldestOfLargest(true);
+}
+
+// Drops a message, if dropping all of them may make room for so many bytes.
+// Returns whether it did.
+bool veskDatagramHandler::dropForMemory(std::uint64_t bytes) {
+  if (reassemblyList.count == 0 || heldBytes_ < bytes) return false;
+  dropOldestOfLargest(true);
+  return true;
+}
+
+// Drops the oldest message of the sender that holds most, of bytes or of
+// messages; among equals, of the one whose newest came first.
+void veskDatagramHandler::dropOldestOfLargest(bool byBytes) {
+  const Entry* largest = nullptr;
+  const listPointer* const end = &reassemblyList.head;
+  for (const listPointer* node = end->next; node != end; node = node->next) {
+    const Entry* entry = entryOf(node);
+    if (largest == nullptr ||
+        (byBytes ? entry->shareBytes_ >= largest->shareBytes_
+                 : entry->share_ >= largest->share_))
+      largest = entry;
+  }
+  // A sender's newest entry has its largest share, so this is one.
+  unsigned at = reassemblyList.count - 1;
+  const listPointer* node = end->prev;
+  for (; !sameSender(entryOf(node)->sender, largest->sender); at--)
+    node = node->prev;
+  drop(at);
 }
 
 void veskDatagramHandler::drop(unsigned at) {
-  auto* entry = static_cast<Entry*>(reassemblyList.index(at)->data);
-  reassemblyList.remove(at);
+  Entry* entry = takeOut(at);
   std::free(entry->buffer);
   delete entry;
 }
@@ -345,8 +445,7 @@ void veskDatagramHandler::drop(unsigned at) {
 void veskDatagramHandler::tick() {
   const long now = platform::now();
   for (unsigned i = 0; i < reassemblyList.count;) {
-    const auto* entry = static_cast<Entry*>(reassemblyList.index(i)->data);
-    if (now > entry->expiry) {
+    if (now > entryOf(reassemblyList.index(i))->expiry) {
       drop(i);
     } else {
       i++;

@@ -81,6 +81,7 @@ int veskMessageHandler::recv(sockaddr_in* from, veskPDU** pdu) {
   const unsigned length = take(from, &data, &owned);
   if (length == 0) {
     if (owned) std::free(data);
+    passOverWhatIsStuck();
     return errno == ENODATA ? ostrel::kNoError : ostrel::kNetworkError;
   }
   veskType* value = nullptr;

@@ -6,7 +6,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <ostrel/datagram.h>
+#include <ostrel/message.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -220,5 +221,37 @@ TEST_F(DatagramSocket, SignalEndsABlockingRecvAndCostsNoDatagram) {
   EXPECT_EQ(receive(), "abc");
   ::sigaction(SIGUSR1, &before, nullptr);
 }
+
+#if !defined(__SANITIZE_ADDRESS__)
+
+// Serves 200 datagrams of 17 bytes with little memory, each the beginning of a
+// long message, and then a message. Returns 0 when that arrives.
+int serveWithLittleMemory(veskMessageHandler& handler, const BareSocket& peer,
+                          const sockaddr_in& name) {
+  constexpr rlim_t kLittle = 40 * 1024 * 1024;
+  const rlimit limit = {kLittle, kLittle};
+  if (::setrlimit(RLIMIT_AS, &limit) != 0) return 2;
+  veskPDU* pdu = nullptr;
+  for (unsigned id = 0; id < 200; ++id) {
+    const unsigned long total = 1456UL * (id % 3 == 0 ? 65535 : 20000);
+    const unsigned count = static_cast<unsigned>(total / 1456);
+    peer.send(name, fragment(id, count, 1, total, 1456, "x"));
+    handler.recv(nullptr, &pdu);
+  }
+  peer.send(name, fragments(1, fake::raw("2B 03 00 43 00 0A 00"))[0]);
+  return handler.recv(nullptr, &pdu) == 0 && pdu != nullptr ? 0 : 1;
+}
+
+TEST_F(DatagramSocket, LittleMemoryAndLargeClaimsStopNoServer) {
+  veskMessageHandler server;
+  ASSERT_GE(server.open(0), 0);
+  sockaddr_in own = {};
+  EXPECT_EQ(platform::socketName(server.socket, &own), 0);
+  own = loopback(ntohs(own.sin_port));
+  EXPECT_EXIT(::_exit(serveWithLittleMemory(server, peer, own)),
+              ::testing::ExitedWithCode(0), "");
+}
+
+#endif
 
 }  // namespace

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <ostrel/datagram.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -79,10 +81,23 @@ class Datagrams : public ::testing::Test {
         handler.reassemblyList.index(i)->data);
   }
 
+  // The sender and the id of each message that is not complete, in the order
+  // of the list.
+  std::vector<std::string> held() {
+    std::vector<std::string> result;
+    for (unsigned i = 0; i < handler.reassemblyList.count; ++i) {
+      const std::string sender = fake::text(entry(i)->sender);
+      result.push_back(sender.substr(0, sender.find(':')) + " " +
+                       std::to_string(entry(i)->messageId));
+    }
+    return result;
+  }
+
   fake::Platform& system;
   veskDatagramHandler handler;
   sockaddr_in peer = fake::endpoint("192.0.2.1", 5135);
   sockaddr_in other = fake::endpoint("192.0.2.2", 5135);
+  sockaddr_in third = fake::endpoint("192.0.2.3", 5135);
 };
 
 // --- open and close
@@ -778,12 +793,41 @@ TEST_F(Datagrams, WithoutMemoryASingleFragmentStaysQueued) {
   EXPECT_EQ(recv().message, "abc");
 }
 
-TEST_F(Datagrams, WithoutMemoryForABufferTheFragmentStaysQueued) {
+TEST_F(Datagrams, WithoutMemoryForABufferTheFragmentIsDropped) {
   arrive(fragments(1, pattern(2000))[0]);
   system.failNext(Call::kAllocate, ENOMEM);
   EXPECT_EQ(recv().error, ENOMEM);
   EXPECT_EQ(handler.reassemblyList.count, 0U);
-  EXPECT_EQ(system.queued(handler.socket), 1U);
+  EXPECT_EQ(system.queued(handler.socket), 0U);
+}
+
+TEST_F(Datagrams, WithoutMemoryTheLargestHolderMakesRoomForAFragment) {
+  arrive(peer, fragment(1, 4, 0, 4000, 0, "x"));
+  arrive(peer, fragment(2, 4, 0, 4000, 0, "x"));
+  arrive(other, fragment(1, 4, 0, 5000, 0, "x"));
+  message();
+  system.failNext(Call::kAllocate, ENOMEM, 2);
+  arrive(third, fragment(1, 2, 0, 2000, 0, "x"));
+  EXPECT_EQ(recv().error, ENODATA);
+  EXPECT_THAT(held(), ElementsAre("192.0.2.3 1", "192.0.2.1 2"));
+}
+
+TEST_F(Datagrams, WithoutMemoryTheLargestHolderMakesRoomForAMessage) {
+  arrive(peer, fragment(1, 4, 0, 4000, 0, "x"));
+  message();
+  system.failNext(Call::kAllocate, ENOMEM);
+  arrive(other, fragments(1, "abc")[0]);
+  EXPECT_EQ(recv().message, "abc");
+  EXPECT_THAT(held(), IsEmpty());
+}
+
+TEST_F(Datagrams, ClaimThatNothingCanMakeRoomForCostsOthersNothing) {
+  arrive(peer, fragment(1, 4, 0, 4000, 0, "x"));
+  message();
+  system.failNext(Call::kAllocate, ENOMEM);
+  arrive(other, fragment(1, 65535, 1, 65535UL * 1456, 1456, "x"));
+  EXPECT_EQ(recv().error, ENOMEM);
+  EXPECT_THAT(held(), ElementsAre("192.0.2.1 1"));
 }
 
 TEST_F(Datagrams, WithoutMemoryForAnEntryTheFragmentIsDropped) {
@@ -896,6 +940,96 @@ TEST_F(Datagrams, FloodOfLargeClaimsStaysWithinItsBound) {
   }
   EXPECT_EQ(handler.reassemblyList.count, 13U);
   EXPECT_LE(held, veskDatagramHandler::kMaxPartialBytes);
+}
+
+TEST_F(Datagrams, FloodOfFirstFragmentsCostsOtherSendersNothing) {
+  const std::string sent = pattern(2000);
+  arrive(other, fragments(7, sent)[0]);
+  recv();
+  for (unsigned id = 0; id < 3000; ++id) {
+    arrive(fragments(id, sent)[0]);
+    EXPECT_EQ(recv().error, ENODATA);
+  }
+  EXPECT_EQ(handler.reassemblyList.count,
+            veskDatagramHandler::kMaxPartialMessages);
+  arrive(other, fragments(7, sent)[1]);
+  EXPECT_EQ(recv().message, sent);
+}
+
+TEST_F(Datagrams, FloodOfLargeClaimsCostsOtherSendersNothing) {
+  const std::string sent = pattern(2000);
+  arrive(other, fragments(7, sent)[0]);
+  recv();
+  for (unsigned id = 0; id < 100; ++id) {
+    arrive(fragment(id, 20000, 0, 20UL * 1000 * 1000, 0, "x"));
+    EXPECT_EQ(recv().error, ENODATA);
+  }
+  arrive(other, fragments(7, sent)[1]);
+  EXPECT_EQ(recv().message, sent);
+}
+
+TEST_F(Datagrams, SenderOfFewLargeClaimsLosesThemToTheBoundOnBytes) {
+  for (unsigned id = 0; id < 50; ++id) {
+    arrive(peer, fragment(id, 2, 0, 2000, 0, "x"));
+    recv();
+  }
+  arrive(other, fragment(1, 65535, 1, 65535UL * 1456, 1456, "x"));
+  arrive(third, fragment(1, 65535, 1, 65535UL * 1456, 1456, "x"));
+  message();
+  EXPECT_EQ(handler.reassemblyList.count, 51U);
+  EXPECT_EQ(held().front(), "192.0.2.3 1");
+}
+
+// The bound on messages is reached, and three senders open and complete
+// messages as it falls out. What is left is compared with a plain count.
+TEST_F(Datagrams, OpeningDropsTheOldestOfWhoeverHoldsMost) {
+  const sockaddr_in senders[] = {peer, other, third};
+  const std::string sent = pattern(1500);
+  struct Open {
+    std::size_t sender;
+    unsigned id;
+  };
+  std::vector<Open> expected;  // the oldest first
+  std::mt19937 random(1);
+  unsigned completed = 0;
+  for (unsigned id = 0; id < 5000; ++id) {
+    if (!expected.empty() && random() % 4 == 0) {
+      const auto chosen =
+          expected.begin() + static_cast<long>(random() % expected.size());
+      arrive(senders[chosen->sender], fragments(chosen->id, sent)[1]);
+      EXPECT_EQ(recv().message, sent);
+      expected.erase(chosen);
+      completed++;
+    }
+    if (expected.size() == veskDatagramHandler::kMaxPartialMessages) {
+      std::size_t counts[3] = {};
+      for (const Open& open : expected) counts[open.sender]++;
+      const std::size_t most = *std::max_element(counts, counts + 3);
+      // Among equals, whose newest is the oldest.
+      std::size_t loser = 3;
+      for (auto open = expected.rbegin(); open != expected.rend(); ++open) {
+        const bool seen = std::any_of(
+            expected.rbegin(), open,
+            [&](const Open& o) { return o.sender == open->sender; });
+        if (!seen && counts[open->sender] == most) loser = open->sender;
+      }
+      expected.erase(
+          std::find_if(expected.begin(), expected.end(),
+                       [&](const Open& o) { return o.sender == loser; }));
+    }
+    const std::size_t sender = random() % 6 / 2 * (random() % 2);
+    arrive(senders[sender], fragments(id, sent)[0]);
+    EXPECT_EQ(recv().error, ENODATA);
+    expected.push_back({sender, id});
+    if (id % 100 != 0) continue;
+    ASSERT_EQ(handler.reassemblyList.count, expected.size());
+    for (unsigned i = 0; i < handler.reassemblyList.count; ++i) {
+      const Open& open = expected[expected.size() - 1 - i];
+      ASSERT_EQ(entry(i)->messageId, open.id);
+      ASSERT_TRUE(fake::same(entry(i)->sender, senders[open.sender]));
+    }
+  }
+  EXPECT_GT(completed, 500U);
 }
 
 TEST_F(Datagrams, DropPartialMessagesFreesThemAll) {

@@ -276,6 +276,30 @@ TEST_F(Messages, WithoutMemoryTheMessageStaysQueued) {
   EXPECT_NE(pdu, nullptr);
 }
 
+TEST_F(Messages, WithoutMemoryTwiceTheMessageIsPassedOver) {
+  arrive(kRemoveResponse);
+  arrive(kRemoveRequest);
+  system.failNext(Call::kAllocate, ENOMEM, 2);
+  EXPECT_EQ(recv(), 10);
+  EXPECT_EQ(errno, ENOMEM);
+  EXPECT_EQ(recv(), 10);
+  EXPECT_EQ(errno, ENOMEM);
+  EXPECT_EQ(recv(), 0);
+  ASSERT_NE(pdu, nullptr);
+  EXPECT_EQ(pdu->tag, 30);
+}
+
+TEST_F(Messages, ShortageOfMemoryStopsNobodyForGood) {
+  for (unsigned id = 0; id < 200; ++id) {
+    const unsigned count = id % 2 == 0 ? 65535 : 1;
+    const unsigned long total = id % 2 == 0 ? 65535UL * 1456 : 65491;
+    system.deliver(peer, handler.socket, fragment(id, count, 0, total, 0, "x"));
+  }
+  system.failNext(Call::kAllocate, ENOMEM, 1000);
+  for (int i = 0; i < 300; ++i) EXPECT_EQ(recv(), 10);
+  EXPECT_EQ(system.queued(handler.socket), 0U);
+}
+
 struct NoPDU {
   const char* name;
   const char* bytes;

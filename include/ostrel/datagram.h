@@ -50,7 +50,14 @@ class OSTREL_API veskDatagramReassemblyEntry {
 
  private:
   friend class veskDatagramHandler;
+  std::uint64_t bytes() const;
+
   unsigned firstMissing_;  // every fragment before this one has arrived
+
+  // What its sender had in the list when this one was put there, and still has
+  // of it, this one included. 0 in an entry that a program put there.
+  unsigned share_;
+  std::uint64_t shareBytes_;
 };
 
 // One UDP socket. Used by one thread at a time.
@@ -58,8 +65,9 @@ class OSTREL_API veskDatagramHandler {
  public:
   // What is held of messages that are not complete: at most so many of them,
   // and so many bytes of buffers and marks in all, which is room for the
-  // longest message at any time. Where a new one would go beyond, those whose
-  // first fragment is the oldest are dropped.
+  // longest message at any time. Where a new one would go beyond, the sender
+  // (an address and port) that holds most, of messages or of bytes, loses its
+  // oldest; the others lose nothing.
   static constexpr unsigned int kMaxPartialMessages = 1024;
   static constexpr unsigned int kMaxPartialBytes = 128 * 1024 * 1024;
 
@@ -103,9 +111,13 @@ class OSTREL_API veskDatagramHandler {
   //   EBADMSG          a fragment that does not fit its message: *data is null;
   //                    or a message in one fragment of another length than its
   //                    header says
-  //   others           the system's; after ENOMEM the datagram stays queued,
-  //                    unless there was room for the message but not for the
-  //                    record of it
+  //   ENOMEM           no memory, even after messages that are not complete
+  //                    were dropped, those of the sender that holds most first,
+  //                    as long as they could make room for this one. A fragment
+  //                    of a longer message is gone, a message in one fragment
+  //                    stays queued: to pass it over, take the datagram off the
+  //                    socket.
+  //   others           the system's
   // Kept: after EBADMSG a buffer in *data is the caller's as well. After
   // EMSGSIZE *data may hold a buffer too: it is the caller's if the header said
   // one fragment, else it still belongs to the message that is put together.
@@ -132,13 +144,25 @@ class OSTREL_API veskDatagramHandler {
   // As recv(). *owned tells whether a buffer left in *data is the caller's.
   unsigned int take(sockaddr_in* from, void** data, bool* owned);
 
+  // Takes the next datagram off the socket if it was left there for want of
+  // memory twice in a row. errno stays.
+  void passOverWhatIsStuck();
+
  private:
   veskDatagramReassemblyEntry* find(unsigned short id,
                                     const sockaddr_in& sender, unsigned* at);
   veskDatagramReassemblyEntry* create(unsigned short count, unsigned short id,
                                       const sockaddr_in& sender,
                                       unsigned length);
-  void makeRoom(unsigned bytes);
+  veskDatagramReassemblyEntry* tryToCreate(unsigned short count,
+                                           unsigned short id,
+                                           const sockaddr_in& sender,
+                                           unsigned length);
+  bool putIn(veskDatagramReassemblyEntry* entry);
+  void makeRoom(std::uint64_t bytes);
+  bool dropForMemory(std::uint64_t bytes);
+  void dropOldestOfLargest(bool byBytes);
+  veskDatagramReassemblyEntry* takeOut(unsigned at);
   void drop(unsigned at);
   unsigned refuse(int error);
   unsigned takeWhole(unsigned length, unsigned offset, void** data);
@@ -150,6 +174,9 @@ class OSTREL_API veskDatagramHandler {
 
   int opened_;  // what open() opened and nobody closed since, or -1
   int closed_;  // what close() closed and open() did not replace, or -1
+
+  std::uint64_t heldBytes_;  // of the entries that recv() made
+  unsigned stuck_;           // how often in a row a datagram was left queued
 
   // Of the socket that open() opened, as the system tells them.
   std::uint64_t device_;

@@ -32,7 +32,8 @@ class OSTREL_API veskMessageHandler : public veskDatagramHandler {
   // and deletes. `from` receives the datagram's sender; may be null. Returns
   //   0   with a PDU, or with *pdu as it was: no message is complete yet
   //   10  the datagram was refused, or nothing could be read; errno tells why,
-  //       *pdu is as it was
+  //       *pdu is as it was. A message that stayed queued for want of memory
+  //       (ENOMEM) is dropped when there is none the next time either
   //   11  the message is no PDU or does not decode (errno EBADMSG); *pdu is
   //       null
   int recv(sockaddr_in* from, veskPDU** pdu);
