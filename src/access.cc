@@ -62,15 +62,15 @@ int localPrincipalSearch(veskTransactionHandler& handler, int socket, long id,
   veskOid principals(kPrincipalClass);
   veskSearchPDU search(principals, terms.get(), kSearchFlag);
   const auto found = replyOf<veskSearchRespPDU>(
-      askObjectServer(handler, socket, &server, search));
+      askObjectServer(handler, socket, &server, search, Wanted::kItsKind));
   if (found.code != kNoError) return found.code;
   veskOid* object = firstOf<veskOid>(found.answer->list);
   if (object == nullptr) return kNoError;
 
   veskList everything;
   veskGetPDU get(*object, &everything);
-  const auto attributes =
-      replyOf<veskGetRespPDU>(askObjectServer(handler, socket, &server, get));
+  const auto attributes = replyOf<veskGetRespPDU>(
+      askObjectServer(handler, socket, &server, get, Wanted::kItsKind));
   *result = *object;
   if (attributes.code != kNoError) return attributes.code;
   if (veskOid* principal = firstIdentifier(attributes.answer->list))

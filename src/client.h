@@ -33,7 +33,7 @@ struct Client {
   Reply<Response> ask(veskAddress* server, veskPDU* request) {
     sign(request);
     return replyOf<Response>(
-        askObjectServer(*handler, socket, server, *request));
+        askObjectServer(*handler, socket, server, *request, Wanted::kItsKind));
   }
 };
 

@@ -20,13 +20,15 @@ int handOut(Ending ending, veskRespPDU** response) {
 
 int OSrequest(veskTransactionHandler* handler, int socket, veskAddress* server,
               veskPDU* request, veskRespPDU** response) {
-  return handOut(askObjectServer(*handler, socket, server, *request), response);
+  return handOut(
+      askObjectServer(*handler, socket, server, *request, Wanted::kAnything),
+      response);
 }
 
 int DSrequest(veskTransactionHandler* handler, int socket, veskAddress* server,
               veskPDU* request, veskRespPDU** response, veskAddress* from,
               int firstAnswer) {
-  return handOut(
-      askDirectory(*handler, socket, server, *request, from, firstAnswer != 0),
-      response);
+  return handOut(askDirectory(*handler, socket, server, *request, from,
+                              firstAnswer != 0, Wanted::kAnything),
+                 response);
 }

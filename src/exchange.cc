@@ -1,8 +1,11 @@
 #include "exchange.h"
 
+#include <ostrel/tags.h>
+
 #include <algorithm>
 #include <cstdint>
 
+#include "incoming.h"
 #include "platform.h"
 
 namespace ostrel {
@@ -32,13 +35,42 @@ const in_addr* addressOf(veskAddress* value) {
   return nullptr;
 }
 
+// What a request may be answered by.
+struct Answers {
+  unsigned request;
+  Kinds kinds;
+};
+constexpr Answers kAnswers[] = {
+    {kTagGetPDU, kindOf(kTagGetRespPDU)},
+    {kTagSetPDU, kindOf(kTagSetRespPDU) | kindOf(kTagActionRespPDU)},
+    {kTagCreatePDU, kindOf(kTagCreateRespPDU) | kindOf(kTagCloneRespPDU)},
+    {kTagClonePDU, kindOf(kTagCloneRespPDU)},
+    {kTagRemovePDU, kindOf(kTagRemoveRespPDU)},
+    {kTagVerifyPDU, kindOf(kTagVerifyRespPDU)},
+    {kTagSearchPDU, kindOf(kTagSearchRespPDU)},
+    {kTagDSsearchPDU, kindOf(kTagDSsearchRespPDU)},
+};
+
+Kinds answersTo(const veskPDU& request) {
+  for (const Answers& answers : kAnswers) {
+    if (answers.request == request.tag) return answers.kinds;
+  }
+  return kAnyKind;
+}
+
+}  // namespace
+
 // One request from its sending to its end. However it ends, the handler
 // forgets the request: its owner may free it then.
 class Exchange {
  public:
   Exchange(veskTransactionHandler& handler, int socket, veskPDU& request,
-           veskAddress* from = nullptr)
-      : handler_(handler), socket_(socket), request_(request), from_(from) {}
+           Wanted wanted, veskAddress* from = nullptr)
+      : handler_(handler),
+        socket_(socket),
+        request_(request),
+        kinds_(wanted == Wanted::kAnything ? kAnyKind : answersTo(request)),
+        from_(from) {}
   ~Exchange() {
     const KeepErrno keep;
     handler_.flush(request_.requestId.value);
@@ -58,6 +90,7 @@ class Exchange {
   veskTransactionHandler& handler_;
   int socket_;
   veskPDU& request_;
+  Kinds kinds_;        // of other answers the header is enough
   veskAddress* from_;  // null: nobody asks who answered
   sockaddr_in sender_ = {};
 
@@ -106,21 +139,21 @@ Ending Exchange::next() {
     if (left == 0) late++;
 
     veskPDU* pdu = nullptr;
-    const int code = handler_.recv(&sender_, &pdu);
+    bool awaited = false;
+    const int code = handler_.receive(&sender_, &pdu, kinds_, &awaited);
     Arrived<veskPDU> answer(pdu);
     if (from_ != nullptr) *from_ = sender_.sin_addr;
-    if (code == kNoError && answer != nullptr)
-      return {kNoError, true, std::move(answer)};
+    if (answer != nullptr) return {kNoError, true, std::move(answer)};
+    // The answer is there, and no memory for it.
+    if (awaited && code == kNetworkError) return {code, true};
   }
 }
 
-}  // namespace
-
 Ending askObjectServer(veskTransactionHandler& handler, int socket,
-                       veskAddress* server, veskPDU& request) {
+                       veskAddress* server, veskPDU& request, Wanted wanted) {
   const in_addr* address = addressOf(server);
   if (address == nullptr) return {kAddressError};
-  Exchange exchange(handler, socket, request);
+  Exchange exchange(handler, socket, request, wanted);
   const int code = exchange.send(*address, kObjectServerPort);
   if (code != kNoError) return {code};
   return exchange.next();
@@ -128,11 +161,11 @@ Ending askObjectServer(veskTransactionHandler& handler, int socket,
 
 Ending askDirectory(veskTransactionHandler& handler, int socket,
                     veskAddress* server, veskPDU& request, veskAddress* from,
-                    bool firstAnswer) {
+                    bool firstAnswer, Wanted wanted) {
   const in_addr group = {htonl(kDirectoryGroup)};
   const in_addr* address = server == nullptr ? &group : addressOf(server);
   if (address == nullptr) return {kAddressError};
-  Exchange exchange(handler, socket, request, from);
+  Exchange exchange(handler, socket, request, wanted, from);
   if (exchange.send(*address, kDirectoryPort) != kNoError)
     return {kNetworkError};
 

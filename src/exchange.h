@@ -29,12 +29,16 @@ struct Ending {
   veskPDU* gaveUp = nullptr;  // a request that gave up; its owner's as before
 };
 
+// What an answer is wanted for. Of another kind than belongs to the request,
+// the handlers only want to know that it came: its header is all that is made.
+enum class Wanted { kAnything, kItsKind };
+
 // The exchanges behind OSrequest and DSrequest.
 Ending askObjectServer(veskTransactionHandler& handler, int socket,
-                       veskAddress* server, veskPDU& request);
+                       veskAddress* server, veskPDU& request, Wanted wanted);
 Ending askDirectory(veskTransactionHandler& handler, int socket,
                     veskAddress* server, veskPDU& request, veskAddress* from,
-                    bool firstAnswer);
+                    bool firstAnswer, Wanted wanted);
 
 // An answer of the class that belongs to the request.
 template <class Response>

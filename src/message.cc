@@ -1,13 +1,13 @@
 // PDU to message and back.
 
 #include <ostrel/message.h>
-#include <ostrel/tags.h>
 #include <ostrel/veskPDU.h>
 
 #include <cerrno>
 #include <cstdlib>
 
 #include "codes.h"
+#include "incoming.h"
 #include "platform.h"
 
 namespace {
@@ -17,10 +17,6 @@ constexpr unsigned kFirstBufferSize = 1024;
 // What the fragments of one message hold at most. A PDU that does not encode in
 // so much room never will.
 constexpr unsigned kLargestMessage = 65535U * 1456U;
-
-bool isPDU(const veskType& value) {
-  return value.tag >= ostrel::kTagFirstPDU && value.tag <= ostrel::kTagLastPDU;
-}
 
 char* newBuffer(unsigned size) {
   return static_cast<char*>(ostrel::platform::allocate(size));
@@ -76,25 +72,22 @@ unsigned veskMessageHandler::encode(veskPDU* pdu) {
 }
 
 int veskMessageHandler::recv(sockaddr_in* from, veskPDU** pdu) {
+  ostrel::Incoming message;
+  const int code = receive(from, &message);
+  return message.arrived() ? message.decode(pdu) : code;
+}
+
+// Takes one datagram off the socket and, when that completes a message, hands
+// the message over. Returns the code of what happened when it does not.
+int veskMessageHandler::receive(sockaddr_in* from, ostrel::Incoming* message) {
   void* data = nullptr;
   bool owned = false;
   const unsigned length = take(from, &data, &owned);
-  if (length == 0) {
-    if (owned) std::free(data);
-    passOverWhatIsStuck();
-    return errno == ENODATA ? ostrel::kNoError : ostrel::kNetworkError;
-  }
-  veskType* value = nullptr;
-  const unsigned used =
-      veskType::decodeCreate(static_cast<char*>(data), length, &value);
-  std::free(data);
-  if (used != 0 && isPDU(*value)) {
-    // The tag is the one that decodeCreate() has just chosen the class by.
-    *pdu = static_cast<veskPDU*>(value);
+  if (length != 0) {
+    message->set(static_cast<char*>(data), length);
     return ostrel::kNoError;
   }
-  *pdu = nullptr;
-  veskType::destroyDecoded(value);
-  errno = EBADMSG;
-  return ostrel::kCodingError;
+  if (owned) std::free(data);
+  passOverWhatIsStuck();
+  return errno == ENODATA ? ostrel::kNoError : ostrel::kNetworkError;
 }

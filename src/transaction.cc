@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "codes.h"
+#include "incoming.h"
 #include "pending_index.h"
 #include "pool.h"
 #include "seconds.h"
@@ -55,16 +56,27 @@ int veskTransactionHandler::send(const sockaddr_in* to, veskPDU* pdu) {
 }
 
 int veskTransactionHandler::recv(sockaddr_in* from, veskPDU** pdu) {
+  bool awaited = false;
+  return receive(from, pdu, ostrel::kAnyKind, &awaited);
+}
+
+// As recv(), but of an answer that is none of `kinds` only the header is handed
+// over, in a mere veskPDU. *awaited tells whether a request was pending that
+// the message says it answers.
+int veskTransactionHandler::receive(sockaddr_in* from, veskPDU** pdu,
+                                    std::uint64_t kinds, bool* awaited) {
   *pdu = nullptr;
-  const int code = messageHandler->recv(from, pdu);
-  if (*pdu == nullptr) return code;
-  timeoutEntry* entry = index_->find((*pdu)->requestId.value, nextRequestId);
-  if (entry == nullptr) {
-    (*pdu)->clear();
-    veskType::destroyDecoded(*pdu);
-    *pdu = nullptr;
-    return code;
-  }
+  *awaited = false;
+  ostrel::Incoming message;
+  int code = messageHandler->receive(from, &message);
+  if (!message.arrived()) return code;
+  timeoutEntry* entry = nullptr;
+  std::uint32_t id = 0;
+  if (message.isAnswer(&id)) entry = index_->find(id, nextRequestId);
+  if (entry == nullptr) return message.judge();
+  *awaited = true;
+  code = message.is(kinds) ? message.decode(pdu) : message.decodeHeader(pdu);
+  if (code != ostrel::kNoError) return code;
   const auto* record = static_cast<pendingRequest*>(entry->data);
   if (record->multicast == 0) delete index_->remove(entry);
   return code;

@@ -109,7 +109,7 @@ int discover(veskQueryHandler& handler, veskAddress* found) {
     multicastTtl = attempt.ttl;
     if (applyMulticastTtl(handler.socket) != kNoError) return kNetworkError;
     const Ending ending = askDirectory(transactions, handler.socket, nullptr,
-                                       request, found, true);
+                                       request, found, true, Wanted::kItsKind);
     if (ending.code != kNetworkError) return kNoError;
     if (ending.gaveUp == nullptr || errno != ETIMEDOUT) break;
   }
@@ -209,8 +209,8 @@ int veskQueryHandler::DSsearch(veskAddress* server, veskOid& oid,
   transactionHandler->initialTimeout = initialTimeout;
   transactionHandler->retries = retries;
   veskAddress from;
-  Ending ending =
-      askDirectory(*transactionHandler, socket, &to, request, &from, false);
+  Ending ending = askDirectory(*transactionHandler, socket, &to, request, &from,
+                               false, Wanted::kItsKind);
   if (ending.code != kNoError) return ending.code;
   *answeredBy = from;
   const auto reply = replyOf<veskDSsearchRespPDU>(std::move(ending));

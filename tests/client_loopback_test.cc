@@ -10,6 +10,7 @@
 #include <ostrel/veskEvent.h>
 #include <ostrel/veskQuery.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -272,5 +273,57 @@ TEST(LoopbackEvents, AreRegisteredReceivedRenewedAndUnregistered) {
   EXPECT_EQ(requests[2].pdu.substr(0, 2), "1E");
   args.clear(1);
 }
+
+#if !defined(__SANITIZE_ADDRESS__)
+
+// Sends a message of 95 MB, a get response to request 99 that brings so many
+// null values, to a handler that waits for request 0, with room for little more
+// than those bytes. Returns 0 when it was dropped as an answer that nobody
+// waits for, and the one that is awaited taken.
+int dropLargestAnswer() {
+  constexpr rlim_t kRoom = 200 * 1024 * 1024;
+  constexpr unsigned kCount = 65535;
+  constexpr unsigned kFragment = 1456;
+  constexpr unsigned long kTotal = 1UL * kCount * kFragment;
+  const rlimit limit = {kRoom, kRoom};
+  if (::setrlimit(RLIMIT_AS, &limit) != 0) return 2;
+  veskTransactionHandler handler;
+  const int socket = handler.open();
+  sockaddr_in name = endpoint("127.0.0.1", 0);
+  socklen_t size = sizeof name;
+  ::getsockname(socket, reinterpret_cast<sockaddr*>(&name), &size);
+  name.sin_addr = endpoint("127.0.0.1", 0).sin_addr;
+  const int server = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const auto send = [&](const std::string& bytes) {
+    ::sendto(server, bytes.data(), bytes.size(), 0,
+             reinterpret_cast<const sockaddr*>(&name), sizeof name);
+  };
+  veskOid object("59.6.0.1");
+  veskRemovePDU request(object);
+  const sockaddr_in nobody = endpoint("127.0.0.1", fake::kObjectPort);
+  if (handler.send(&nobody, &request) != kNoError) return 3;
+
+  veskPDU* pdu = nullptr;
+  int code = -1;
+  std::string head = fake::raw("27 03 00 43 01 63 0A 00 80 43 00 80 43 04");
+  fake::appendNumber(head, kTotal - head.size() - 4, 4);
+  head.resize(kFragment);
+  const std::string nulls(kFragment, '\0');
+  for (unsigned i = 0; i < kCount; ++i) {
+    send(fake::fragment(1, kCount, i, kTotal, 1UL * i * kFragment,
+                        i == 0 ? head : nulls));
+    code = handler.recv(nullptr, &pdu);
+    if (code != kNoError || pdu != nullptr) return 4;
+  }
+  send(fake::fragments(2, fake::raw("2B 03 00 43 00 0A 00"))[0]);
+  code = handler.recv(nullptr, &pdu);
+  return code == kNoError && pdu != nullptr ? 0 : 5;
+}
+
+TEST(LoopbackRequests, AnswerThatNobodyWaitsForCostsItsBytesAlone) {
+  EXPECT_EXIT(::_exit(dropLargestAnswer()), ::testing::ExitedWithCode(0), "");
+}
+
+#endif
 
 }  // namespace

@@ -488,6 +488,41 @@ TEST_F(Transactions, UnmatchedAnswerIsFreedWithItsLists) {
   EXPECT_FALSE(received.answered);
 }
 
+TEST_F(Transactions, UnmatchedMessageThatDoesNotDecodeIsReported) {
+  for (const char* message :
+       {"27 03 00 43 01 09 0A 00 80 43 00 80 43 01 02 03 01 05", "2B 03 00 43",
+        "24 03 00 43 01 09 0A 00 80 43 00", "03 01 05"}) {
+    arrive(raw(message));
+    const Received received = recv();
+    EXPECT_EQ(received.code, 11) << message;
+    EXPECT_EQ(errno, EBADMSG);
+    EXPECT_FALSE(received.answered);
+  }
+}
+
+TEST_F(Transactions, AnswerThatDoesNotDecodeLeavesItsRequestPending) {
+  auto request = makeRequest();
+  handler.send(&server, request.get());
+  arrive(raw("27 03 00 43 00 0A 00 80 43 00 80 43 01 02 03 01 05"));
+  EXPECT_EQ(recv().code, 11);
+  EXPECT_EQ(handler.pending.count, 1U);
+  arrive(answerTo(0));
+  EXPECT_TRUE(recv().answered);
+}
+
+// Of a number only the last four bytes count, however many there are.
+TEST_F(Transactions, AnswerIsFoundByAnIdInAnyForm) {
+  auto request = makeRequest();
+  handler.nextRequestId = 258;
+  for (const char* id : {"43 02 01 02", "43 04 00 00 01 03", "03 02 01 04",
+                         "43 06 FF FF 00 00 01 05"}) {
+    handler.send(&server, request.get());
+    arrive(
+        raw((std::string("2B 03 05 01 00 00 00 07 ") + id + " 0A 00").c_str()));
+    EXPECT_TRUE(recv().answered) << id;
+  }
+}
+
 TEST_F(Transactions, DoubledAnswerIsUnmatchedTheSecondTime) {
   auto request = makeRequest();
   handler.send(&server, request.get());

@@ -333,6 +333,14 @@ TEST_P(EveryOperation, TakesNoAnswerOfAnotherClass) {
   caller.expectListsUntouched();
 }
 
+TEST_P(EveryOperation, WaitsOnAfterAnAnswerOfAnotherClassThatDoesNotDecode) {
+  const std::string wrong = GetParam().wrong;
+  asked().then(
+      both(answer(wrong.substr(0, wrong.find_last_of("0123456789") - 1)),
+           answer(reply(SUCCESS))));
+  EXPECT_EQ(run(), kNoError);
+}
+
 TEST_P(EveryOperation, TakesNoRequestForAnAnswer) {
   asked().then("2E" SUCCESS NOBODY NONE NONE);
   EXPECT_EQ(run(), kCodingError);

@@ -7,6 +7,10 @@
 #include <ostrel/export.h>
 #include <ostrel/veskPDU.h>
 
+namespace ostrel {
+class Incoming;
+}  // namespace ostrel
+
 // A datagram handler for PDUs. Its operations return the codes of veskError.h:
 // 0, 10 "Network Error" or 11 "Encode/decode Error".
 class OSTREL_API veskMessageHandler : public veskDatagramHandler {
@@ -44,6 +48,8 @@ class OSTREL_API veskMessageHandler : public veskDatagramHandler {
                                   // that does not fit, never made smaller
 
  private:
+  friend class veskTransactionHandler;
+  int receive(sockaddr_in* from, ostrel::Incoming* message);
   unsigned encode(veskPDU* pdu);
 };
 

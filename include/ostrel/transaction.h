@@ -14,6 +14,7 @@
 #include <cstdint>
 
 namespace ostrel {
+class Exchange;
 class PendingIndex;
 }  // namespace ostrel
 
@@ -57,8 +58,9 @@ class OSTREL_API veskTransactionHandler {
   // it completes the answer to a pending request, *pdu receives it, which the
   // caller clears and deletes; otherwise *pdu is null. `from` receives the
   // datagram's sender; may be null. An answer ends its request, unless that
-  // went to a group. Answers to no pending request are dropped. Returns what
-  // the message handler's recv() returns: 0 without a PDU is no failure.
+  // went to a group. Answers to no pending request are dropped, and cost no
+  // memory beyond their bytes. Returns what the message handler's recv()
+  // returns: 0 without a PDU is no failure.
   // Kept: answers are matched by request id alone, whoever sends them.
   int recv(sockaddr_in* from, veskPDU** pdu);
 
@@ -91,6 +93,10 @@ class OSTREL_API veskTransactionHandler {
   int retries;                         // transmissions after the first; 2
 
  private:
+  friend class ostrel::Exchange;
+  int receive(sockaddr_in* from, veskPDU** pdu, std::uint64_t kinds,
+              bool* awaited);
+
   ostrel::PendingIndex* index_;  // owned
 };
 

@@ -1,0 +1,57 @@
+// A message as it arrived, before anything is made of it. Whose answer it is,
+// and of which kind, stands in its first bytes: what nobody waits for is judged
+// by a walk over the others and costs no memory.
+
+#ifndef OSTREL_SRC_INCOMING_H
+#define OSTREL_SRC_INCOMING_H
+
+#include <ostrel/veskPDU.h>
+
+#include <cstdint>
+
+namespace ostrel {
+
+// Some of the kinds of PDUs: a bit for each tag.
+using Kinds = std::uint64_t;
+constexpr Kinds kAnyKind = ~Kinds{0};
+constexpr Kinds kindOf(unsigned tag) { return tag < 64 ? Kinds{1} << tag : 0; }
+
+// Owns the message's bytes.
+class Incoming {
+ public:
+  Incoming() = default;
+  ~Incoming();
+  Incoming(const Incoming&) = delete;
+  Incoming& operator=(const Incoming&) = delete;
+
+  // Takes over bytes from malloc.
+  void set(char* bytes, unsigned length);
+  bool arrived() const { return bytes_ != nullptr; }
+
+  // Whether it is one of these kinds.
+  bool is(Kinds kinds) const { return (kindOf(tag_) & kinds) != 0; }
+
+  // Whether it begins as an answer to anything does; *requestId is then the id
+  // of the request.
+  bool isAnswer(std::uint32_t* requestId) const;
+
+  // Hands over the PDU, or its header alone. Both return 0; 11 when the whole
+  // is no PDU or does not decode (errno EBADMSG); 10 when there is no memory
+  // for it (ENOMEM). *pdu is null unless they return 0.
+  int decode(veskPDU** pdu);
+  int decodeHeader(veskPDU** pdu);
+
+  // The code that decode() would return if memory had no end.
+  int judge() const;
+
+ private:
+  bool isPDU() const;
+
+  char* bytes_ = nullptr;
+  unsigned length_ = 0;
+  unsigned tag_ = 0;
+};
+
+}  // namespace ostrel
+
+#endif  // OSTREL_SRC_INCOMING_H
