@@ -58,7 +58,10 @@ int localPrincipalSearch(veskTransactionHandler& handler, int socket, long id,
   veskLong user(id);
   veskInt wanted(user.value);  // the low 32 bits
   OwnedList terms;
-  terms.get()->append(new veskAttributeValueOp(&userId, &wanted, kEquals));
+  Owned<veskAttributeValueOp> term(
+      new veskAttributeValueOp(&userId, &wanted, kEquals));
+  terms.get()->append(term.get());
+  static_cast<void>(term.release());  // now the list's
   veskOid principals(kPrincipalClass);
   veskSearchPDU search(principals, terms.get(), kSearchFlag);
   const auto found = replyOf<veskSearchRespPDU>(
@@ -82,12 +85,16 @@ int localPrincipalSearch(veskTransactionHandler& handler, int socket, long id,
 
 int getPrincipalOid(long id, veskOid* result, unsigned int,
                     veskTransactionHandler* handler, int socket) {
-  Owned<veskTransactionHandler> own;
-  if (handler == nullptr) {
-    own.reset(new veskTransactionHandler);
-    handler = own.get();
-    socket = handler->open();
-    if (socket < 0) return kNetworkError;
-  }
-  return localPrincipalSearch(*handler, socket, id, result);
+  return orOutOfMemory([&] {
+    Owned<veskTransactionHandler> own;
+    veskTransactionHandler* asking = handler;
+    int descriptor = socket;
+    if (asking == nullptr) {
+      own.reset(new veskTransactionHandler);
+      asking = own.get();
+      descriptor = asking->open();
+      if (descriptor < 0) return kNetworkError;
+    }
+    return localPrincipalSearch(*asking, descriptor, id, result);
+  });
 }

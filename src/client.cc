@@ -18,13 +18,15 @@ int Client::setAccess() {
     currentAccess = *known;
     return kNoError;
   }
-  idMap found;
-  found.id = user;
-  const int code = getPrincipalOid(user, &found, 0, handler, socket);
-  if (code != kNoError) return code;
-  currentAccess = found;
-  principalCache.append(new idMap(found));
-  return kNoError;
+  return orOutOfMemory([&] {
+    Owned<idMap> found(new idMap);
+    found->id = user;
+    const int code = getPrincipalOid(user, found.get(), 0, handler, socket);
+    if (code != kNoError) return code;
+    principalCache.append(found.get());
+    currentAccess = *found.release();
+    return kNoError;
+  });
 }
 
 void Client::sign(veskPDU* request) {

@@ -170,8 +170,8 @@ bool veskDatagramHandler::isStillMine(int descriptor) const {
   if (descriptor < 0) return false;
   if (inode_ == 0) return true;  // the system could not tell
   platform::Identity now;
-  return platform::identify(descriptor, &now) == 0 && now.device == device_ &&
-         now.inode == inode_;
+  if (platform::identify(descriptor, &now) != 0) return errno != EBADF;
+  return now.device == device_ && now.inode == inode_;
 }
 
 int veskDatagramHandler::send(const sockaddr_in* to, void* data,

@@ -159,9 +159,10 @@ Ending askObjectServer(veskTransactionHandler& handler, int socket,
   return exchange.next();
 }
 
+// Noting who answered takes memory.
 Ending askDirectory(veskTransactionHandler& handler, int socket,
                     veskAddress* server, veskPDU& request, veskAddress* from,
-                    bool firstAnswer, Wanted wanted) {
+                    bool firstAnswer, Wanted wanted) try {
   const in_addr group = {htonl(kDirectoryGroup)};
   const in_addr* address = server == nullptr ? &group : addressOf(server);
   if (address == nullptr) return {kAddressError};
@@ -181,11 +182,31 @@ Ending askDirectory(veskTransactionHandler& handler, int socket,
       return ending;
     if (firstError == nullptr) firstError = std::move(ending.answer);
   }
+} catch (const std::bad_alloc&) {
+  errno = ENOMEM;
+  return {kNetworkError, true};
 }
 
 void moveElements(veskList* from, veskList* to) {
-  *to = *from;
-  from->clear(0);
+  to->clear(0);
+  appendElements(from, to);
+}
+
+// The nodes themselves change lists: new ones would take memory, and when there
+// was none the caller's list would have lost its elements already.
+void appendElements(veskList* from, veskList* to) {
+  if (from->count == 0) return;
+  listPointer* first = from->head.next;
+  listPointer* last = from->head.prev;
+  first->prev = to->head.prev;
+  last->next = &to->head;
+  first->prev->next = first;
+  to->head.prev = last;
+  to->count += from->count;
+  to->cursorNode = nullptr;
+  from->head.next = from->head.prev = &from->head;
+  from->count = 0;
+  from->cursorNode = nullptr;
 }
 
 void moveErrors(veskList* from, veskList* to) {

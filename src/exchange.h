@@ -10,6 +10,7 @@
 #include <ostrel/veskPDU.h>
 
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "codes.h"
@@ -20,6 +21,18 @@ namespace ostrel {
 
 // The flag of all searches that the library sends.
 constexpr unsigned kSearchFlag = 1;
+
+// Runs what may run out of memory. Returns its code, or 10 with errno ENOMEM
+// when it did: nothing is thrown at a program.
+template <class Work>
+int orOutOfMemory(Work work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    return kNetworkError;
+  }
+}
 
 // How an exchange ended.
 struct Ending {
@@ -68,11 +81,14 @@ Reply<Response> replyOf(Ending ending) {
 }
 
 // Hands the elements of a list that arrived over to a caller's list, whose
-// former elements are dropped and not freed.
+// former elements are dropped and not freed. None of these takes memory.
 void moveElements(veskList* from, veskList* to);
 
-// The same for a list of errors, but the former elements are freed; without an
-// error, or with nowhere to put it, nothing changes.
+// The same, but behind the elements that are there.
+void appendElements(veskList* from, veskList* to);
+
+// As moveElements() for a list of errors, but the former elements are freed;
+// without an error, or with nowhere to put it, nothing changes.
 void moveErrors(veskList* from, veskList* to);
 
 // The first element of a list as a T, or null.

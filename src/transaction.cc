@@ -5,6 +5,8 @@
 #include <ostrel/veskPDU.h>
 
 #include <cerrno>
+#include <memory>
+#include <new>
 
 #include "codes.h"
 #include "incoming.h"
@@ -27,16 +29,29 @@ void* pendingRequest::operator new(std::size_t size) {
   return ostrel::Pool::allocate(size);
 }
 
+void* pendingRequest::operator new(std::size_t size,
+                                   const std::nothrow_t&) noexcept {
+  try {
+    return ostrel::Pool::allocate(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 void pendingRequest::operator delete(void* block, std::size_t size) noexcept {
   ostrel::Pool::release(block, size);
 }
 
 veskTransactionHandler::veskTransactionHandler()
-    : messageHandler(new veskMessageHandler),
+    : messageHandler(nullptr),
       nextRequestId(0),
       initialTimeout(kInitialTimeout),
       retries(kRetries),
-      index_(new ostrel::PendingIndex(pending)) {}
+      index_(nullptr) {
+  auto index = std::make_unique<ostrel::PendingIndex>(pending);
+  messageHandler = new veskMessageHandler;
+  index_ = index.release();
+}
 
 veskTransactionHandler::~veskTransactionHandler() {
   delete messageHandler;
@@ -50,8 +65,22 @@ int veskTransactionHandler::send(const sockaddr_in* to, veskPDU* pdu) {
   pdu->requestId = veskUnsignedInt(nextRequestId++);
   const int code = messageHandler->send(to, pdu);
   if (code != ostrel::kNoError) return code;
-  index_->insert(initialTimeout, new pendingRequest{*to, pdu, initialTimeout,
+  return remember(initialTimeout,
+                  new (std::nothrow) pendingRequest{*to, pdu, initialTimeout,
                                                     retries, isMulticast(*to)});
+}
+
+// Makes a record pending. Returns 0; or 10 when there is no memory, with the
+// record freed.
+int veskTransactionHandler::remember(long seconds, pendingRequest* record) {
+  try {
+    if (record == nullptr) throw std::bad_alloc();
+    index_->insert(seconds, record);
+  } catch (const std::bad_alloc&) {
+    delete record;
+    errno = ENOMEM;
+    return ostrel::kNetworkError;
+  }
   return ostrel::kNoError;
 }
 
@@ -87,21 +116,25 @@ int veskTransactionHandler::tick(long* next, int* err, veskPDU** pdu) {
   *pdu = nullptr;
   while (pending.tick(next) == 1) {
     pendingRequest* record = index_->pop();
+    veskPDU* request = record->request;
     int code = ostrel::kNetworkError;
     if (record->retriesLeft > 0) {
-      code = messageHandler->send(&record->destination, record->request);
+      code = messageHandler->send(&record->destination, request);
     } else {
       errno = ETIMEDOUT;
     }
-    if (record->retriesLeft <= 0 || code != ostrel::kNoError) {
-      *err = code;
-      *pdu = record->request;
+    if (code != ostrel::kNoError) {
       delete record;
+    } else {
+      record->timeout = ostrel::addSeconds(record->timeout, record->timeout);
+      record->retriesLeft--;
+      code = remember(record->timeout, record);
+    }
+    if (code != ostrel::kNoError) {
+      *err = code;
+      *pdu = request;
       return pending.tick(next);
     }
-    record->timeout = ostrel::addSeconds(record->timeout, record->timeout);
-    record->retriesLeft--;
-    index_->insert(record->timeout, record);
   }
   return 0;
 }

@@ -32,6 +32,15 @@ Client clientOf(veskEventHandler& handler) {
           handler.principalCache, handler.currentAccess};
 }
 
+// Has the debug output print something. What there is no memory for is left
+// out; errno stays.
+template <class Print>
+void report(const veskEventHandler& handler, Print print) {
+  if (handler.debug == 0) return;
+  const KeepErrno keep;
+  orOutOfMemory([&] { return print(), kNoError; });
+}
+
 // When a registration is to expire next: an hour after the time that the
 // notice carries, or 0 when it carries none.
 veskTime renewedExpiry(const veskEventHandler& handler, veskList* args) {
@@ -40,9 +49,11 @@ veskTime renewedExpiry(const veskEventHandler& handler, veskList* args) {
   veskType* first = firstOf<veskType>(args);
   if (first != nullptr && isInteger(*first, &noticed)) {
     expiry.value = noticed + kRegistrationSeconds;
-  } else if (handler.debug != 0) {
-    std::fprintf(stderr,
-                 "ostrelEventHandler::receive: expire time arg missing.\n");
+  } else {
+    report(handler, [] {
+      std::fprintf(stderr,
+                   "ostrelEventHandler::receive: expire time arg missing.\n");
+    });
   }
   return expiry;
 }
@@ -51,27 +62,32 @@ veskTime renewedExpiry(const veskEventHandler& handler, veskList* args) {
 // Nobody but the debug output hears of a failure.
 void renew(veskEventHandler& handler, veskEventPDU& notice,
            veskAddress& sender) {
-  if (handler.debug != 0) {
+  report(handler, [&] {
     std::fprintf(
         stderr,
         "ostrelEventHandler::receive: got notifyExpire from '%s' at '%s'\n",
         TextToPrint(notice.oid).get(), TextToPrint(sender).get());
-  }
+  });
   veskTime expiry = renewedExpiry(handler, notice.list);
-  OwnedList attributes;
-  veskAppendAttr(attributes.get(), kExpiryAttribute, &expiry);
-  veskSetPDU request(notice.oid, attributes.get());
-  const auto reply = clientOf(handler).ask<veskSetRespPDU>(&sender, &request);
-  if (handler.debug == 0) return;
-  if (reply.answer == nullptr) {
-    std::perror("ostrelEventHander::receive: error setting notifExpire time");
-  } else if (reply.code != kNoError) {
-    // Kept: -1 is reported here as well, in the same words as other codes.
-    const TextToPrint error(
-        veskGetErrorString(reply.code, reply.answer->errors));
-    std::fprintf(stderr, "veskEventHandler::receive: pdu error: %s\n",
-                 error.get());
-  }
+  Reply<veskSetRespPDU> reply = {kNetworkError};
+  orOutOfMemory([&] {
+    OwnedList attributes;
+    veskAppendAttr(attributes.get(), kExpiryAttribute, &expiry);
+    veskSetPDU request(notice.oid, attributes.get());
+    reply = clientOf(handler).ask<veskSetRespPDU>(&sender, &request);
+    return reply.code;
+  });
+  report(handler, [&] {
+    if (reply.answer == nullptr) {
+      std::perror("ostrelEventHander::receive: error setting notifExpire time");
+    } else if (reply.code != kNoError) {
+      // Kept: -1 is reported here as well, in the same words as other codes.
+      const TextToPrint error(
+          veskGetErrorString(reply.code, reply.answer->errors));
+      std::fprintf(stderr, "veskEventHandler::receive: pdu error: %s\n",
+                   error.get());
+    }
+  });
 }
 
 // Says what became of the record of a registration, before it is forgotten.
@@ -87,13 +103,22 @@ void reportUnregistered(veskObject& record, int code) {
                text.get(), error.get());
 }
 
+// Makes a handler unless there is one. Returns whether there is one now; when
+// there was no memory, errno is ENOMEM.
+template <class Handler>
+bool make(Handler** handler) {
+  return *handler != nullptr || orOutOfMemory([&] {
+                                  *handler = new Handler;
+                                  return kNoError;
+                                }) == kNoError;
+}
+
 // This host's address by its name; false when the name has none.
 bool findMyHost(char* name, veskAddress* address) {
   in_addr found = {};
   if (platform::hostName(name, kHostNameSize) < 0) return false;
   if (!platform::resolveHost(name, &found)) return false;
-  *address = found;
-  return true;
+  return orOutOfMemory([&] { return *address = found, kNoError; }) == kNoError;
 }
 
 }  // namespace
@@ -103,8 +128,8 @@ veskEventHandler::veskEventHandler()
       eventSocket(kNoSocket),
       requestSocket(kNoSocket),
       myPort(kAnyPort),
-      messageHandler(new veskMessageHandler),
-      transactionHandler(new veskTransactionHandler) {
+      messageHandler(nullptr),
+      transactionHandler(nullptr) {
   char name[kHostNameSize] = "";
   // Kept: debug is off here, so that nobody ever reads this message.
   if (!findMyHost(name, &myHost) && debug != 0) {
@@ -112,6 +137,7 @@ veskEventHandler::veskEventHandler()
                  "ostrelEventHandler: Cannot get address of my host '%s'.\n",
                  name);
   }
+  make(&messageHandler);
   comminit();
 }
 
@@ -121,7 +147,8 @@ veskEventHandler::~veskEventHandler() {
 }
 
 int veskEventHandler::comminit() {
-  requestSocket = transactionHandler->open();
+  requestSocket =
+      make(&transactionHandler) ? transactionHandler->open() : kNoSocket;
   if (requestSocket >= 0) return kNoError;
   std::perror(
       "ostrelEventHandler: Error opeing transaction handler for event config");
@@ -129,7 +156,8 @@ int veskEventHandler::comminit() {
 }
 
 int veskEventHandler::open() {
-  eventSocket = messageHandler->open(kAnyPort);
+  eventSocket =
+      make(&messageHandler) ? messageHandler->open(kAnyPort) : kNoSocket;
   if (eventSocket < 0) {
     std::perror("ostrelEventHandler::open: cannot open event receive socket");
     return eventSocket;
@@ -143,7 +171,9 @@ int veskEventHandler::open() {
   return eventSocket;
 }
 
-int veskEventHandler::close() { return messageHandler->close(); }
+int veskEventHandler::close() {
+  return messageHandler != nullptr ? messageHandler->close() : 0;
+}
 
 int veskEventHandler::setAccess() { return clientOf(*this).setAccess(); }
 
@@ -153,88 +183,99 @@ void veskEventHandler::setEventDebugOff() { debug = 0; }
 int veskEventHandler::reg(veskOid& oid, veskAid& event, veskOid* regOid,
                           veskList* errors, veskAddress* server) {
   if (requestSocket < 0) return noSocket();
-  veskAddress to(server != nullptr ? *server : myHost);
-  Owned<veskObject> record(new veskObject);
-  veskList* attributes = record->attributeList;
-  veskAppendAttr(attributes, kServerAttribute, &to);
-  veskAppendAttr(attributes, kObjectAttribute, &oid);
-  veskAppendAttr(attributes, kEventAttribute, &event);
-  veskAppendAttr(attributes, kHostAttribute, &myHost);
-  veskAppendAttr(attributes, kPortAttribute, &myPort);
+  return orOutOfMemory([&] {
+    veskAddress to(server != nullptr ? *server : myHost);
+    Owned<veskObject> record(new veskObject);
+    veskList* attributes = record->attributeList;
+    veskAppendAttr(attributes, kServerAttribute, &to);
+    veskAppendAttr(attributes, kObjectAttribute, &oid);
+    veskAppendAttr(attributes, kEventAttribute, &event);
+    veskAppendAttr(attributes, kHostAttribute, &myHost);
+    veskAppendAttr(attributes, kPortAttribute, &myPort);
+    // Room for the record, so that nothing fails once the server has one.
+    veskList kept;
+    kept.append(record.get());
 
-  veskOid registrations(kRegistrationClass);
-  veskCreatePDU request(registrations, attributes);
-  const auto reply = clientOf(*this).ask<veskCreateRespPDU>(&to, &request);
-  if (!reply.succeeded()) return reply.code;
-  if (reply.answer->errors->count != 0) {
-    moveErrors(reply.answer->errors, errors);
+    veskOid registrations(kRegistrationClass);
+    veskCreatePDU request(registrations, attributes);
+    const auto reply = clientOf(*this).ask<veskCreateRespPDU>(&to, &request);
+    if (!reply.succeeded()) return reply.code;
+    if (reply.answer->errors->count != 0) {
+      moveErrors(reply.answer->errors, errors);
+      return reply.code;
+    }
+    *regOid = reply.answer->oid;
+    record->oid = reply.answer->oid;
+    static_cast<void>(record.release());  // now the list's
+    appendElements(&kept, &events);
     return reply.code;
-  }
-  *regOid = reply.answer->oid;
-  record->oid = reply.answer->oid;
-  events.append(record.release());
-  return reply.code;
+  });
 }
 
 int veskEventHandler::unreg(veskOid& regOid, veskAddress* server) {
   if (requestSocket < 0) return noSocket();
-  veskAddress to(server != nullptr ? *server : myHost);
-  veskRemovePDU request(regOid);
-  const auto reply = clientOf(*this).ask<veskRemoveRespPDU>(&to, &request);
-  if (reply.answer == nullptr) {
-    const KeepErrno keep;
-    if (debug != 0) {
-      // Kept: this message ends without a newline.
-      std::fprintf(stderr,
-                   "veskEventHandler::unreg: cannot remove event %s: network "
-                   "error",
-                   TextToPrint(regOid).get());
+  return orOutOfMemory([&] {
+    veskAddress to(server != nullptr ? *server : myHost);
+    veskRemovePDU request(regOid);
+    const auto reply = clientOf(*this).ask<veskRemoveRespPDU>(&to, &request);
+    if (reply.answer == nullptr) {
+      report(*this, [&] {
+        // Kept: this message ends without a newline.
+        std::fprintf(stderr,
+                     "veskEventHandler::unreg: cannot remove event %s: network "
+                     "error",
+                     TextToPrint(regOid).get());
+      });
+      return reply.code;
     }
-    return reply.code;
-  }
-  int index = 0;
-  veskObject* record = findEvent(regOid, &index);
-  if (record == nullptr) {
-    if (debug != 0) {
-      std::fprintf(stderr,
-                   "veskEventHander:unreg: cannot find event %s in list\n",
-                   TextToPrint(regOid).get());
+    int index = 0;
+    veskObject* record = findEvent(regOid, &index);
+    if (record == nullptr) {
+      report(*this, [&] {
+        std::fprintf(stderr,
+                     "veskEventHander:unreg: cannot find event %s in list\n",
+                     TextToPrint(regOid).get());
+      });
+      return reply.code;
     }
+    report(*this, [&] { reportUnregistered(*record, reply.code); });
+    // Kept: a registration that the server would not remove is forgotten too.
+    events.remove(static_cast<unsigned>(index));
+    delete record;
     return reply.code;
-  }
-  if (debug != 0) reportUnregistered(*record, reply.code);
-  // Kept: a registration that the server would not remove is forgotten too.
-  events.remove(static_cast<unsigned>(index));
-  delete record;
-  return reply.code;
+  });
 }
 
 int veskEventHandler::receive(veskAddress* from, veskOid* oid, veskAid* event,
                               veskList* args) {
   event->set(kNoEvent);
-  sockaddr_in source = {};
-  veskPDU* pdu = nullptr;
-  if (messageHandler->recv(&source, &pdu) != kNoError) return kNetworkError;
-  const Arrived<veskPDU> arrived(pdu);
-  auto* notice = as<veskEventPDU>(pdu);
-  if (notice == nullptr) return kNoError;
+  if (messageHandler == nullptr) return noSocket();
+  return orOutOfMemory([&] {
+    sockaddr_in source = {};
+    veskPDU* pdu = nullptr;
+    if (messageHandler->recv(&source, &pdu) != kNoError) return kNetworkError;
+    const Arrived<veskPDU> arrived(pdu);
+    auto* notice = as<veskEventPDU>(pdu);
+    if (notice == nullptr) return kNoError;
 
-  veskAddress sender(source.sin_addr);
-  if (notice->aid == kNotifyExpire) {
-    renew(*this, *notice, sender);
+    veskAddress sender(source.sin_addr);
+    if (notice->aid == kNotifyExpire) {
+      renew(*this, *notice, sender);
+      return kNoError;
+    }
+    *from = sender;
+    *oid = notice->oid;
+    *event = notice->aid;
+    moveElements(notice->list, args);
+    report(*this, [&] {
+      std::fprintf(
+          stderr,
+          "eventHandler::receive: got event %s for object %s from %s.\n",
+          TextToPrint(*event).get(), TextToPrint(*oid).get(),
+          TextToPrint(sender).get());
+    });
     return kNoError;
-  }
-  *from = sender;
-  *oid = notice->oid;
-  *event = notice->aid;
-  moveElements(notice->list, args);
-  if (debug != 0) {
-    std::fprintf(stderr,
-                 "eventHandler::receive: got event %s for object %s from %s.\n",
-                 TextToPrint(*event).get(), TextToPrint(*oid).get(),
-                 TextToPrint(sender).get());
-  }
-  return kNoError;
+  });
 }
 
 veskObject* veskEventHandler::findEvent(veskOid& regOid, int* index) {
@@ -249,6 +290,8 @@ veskObject* veskEventHandler::findEvent(veskOid& regOid, int* index) {
 }
 
 void veskEventHandler::printEventList() {
-  std::printf("veskEventHandler: current events:\n%s\n",
-              TextToPrint(events).get());
+  orOutOfMemory([this] {
+    return std::printf("veskEventHandler: current events:\n%s\n",
+                       TextToPrint(events).get());
+  });
 }

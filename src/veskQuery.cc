@@ -126,11 +126,13 @@ veskQueryHandler::veskQueryHandler()
 veskQueryHandler::~veskQueryHandler() { delete transactionHandler; }
 
 int veskQueryHandler::comminit() {
-  const Owned<veskTransactionHandler> former(transactionHandler);
-  transactionHandler = new veskTransactionHandler;
-  socket = transactionHandler->open();
-  if (socket < 0) return kNetworkError;
-  return applyMulticastTtl(socket);
+  return orOutOfMemory([this] {
+    const Owned<veskTransactionHandler> former(
+        std::exchange(transactionHandler, new veskTransactionHandler));
+    socket = transactionHandler->open();
+    if (socket < 0) return kNetworkError;
+    return applyMulticastTtl(socket);
+  });
 }
 
 int veskQueryHandler::setAccess() { return clientOf(*this).setAccess(); }
@@ -196,35 +198,37 @@ int veskQueryHandler::DSsearch(veskAddress* server, veskOid& oid,
                                veskList& list2, veskAddress* answeredBy,
                                veskList* results2, veskList* errors) {
   if (socket == kNoSocket) return noSocket();
-  const long initialTimeout = transactionHandler->initialTimeout;
-  const int retries = transactionHandler->retries;
-  veskAddress to;
-  if (server != nullptr) to = *server;
-  // Kept: when nobody is found, the last attempt's time-out and retries stay.
-  if (server == nullptr && discover(*this, &to) != kNoError)
-    return kNetworkError;
+  return orOutOfMemory([&] {
+    const long initialTimeout = transactionHandler->initialTimeout;
+    const int retries = transactionHandler->retries;
+    veskAddress to;
+    if (server != nullptr) to = *server;
+    // Kept: when nobody is found, the last attempt's time-out and retries stay.
+    if (server == nullptr && discover(*this, &to) != kNoError)
+      return kNetworkError;
 
-  veskDSsearchPDU request(oid, &attrs, &list2);
-  clientOf(*this).sign(&request);
-  transactionHandler->initialTimeout = initialTimeout;
-  transactionHandler->retries = retries;
-  veskAddress from;
-  Ending ending = askDirectory(*transactionHandler, socket, &to, request, &from,
-                               false, Wanted::kItsKind);
-  if (ending.code != kNoError) return ending.code;
-  *answeredBy = from;
-  const auto reply = replyOf<veskDSsearchRespPDU>(std::move(ending));
-  if (!reply.succeeded()) return reply.code;
-  veskDSsearchRespPDU& answer = *reply.answer;
-  moveResults(answer.list, &results);
-  // Kept: a second list takes the place of the errors.
-  if (answer.list2->count == 0) {
-    replaceErrors(answer.errors, errors);
-  } else if (results2 != nullptr) {
-    results2->clear(1);
-    moveElements(answer.list2, results2);
-  }
-  return reply.code;
+    veskDSsearchPDU request(oid, &attrs, &list2);
+    clientOf(*this).sign(&request);
+    transactionHandler->initialTimeout = initialTimeout;
+    transactionHandler->retries = retries;
+    veskAddress from;
+    Ending ending = askDirectory(*transactionHandler, socket, &to, request,
+                                 &from, false, Wanted::kItsKind);
+    if (ending.code != kNoError) return ending.code;
+    *answeredBy = from;
+    const auto reply = replyOf<veskDSsearchRespPDU>(std::move(ending));
+    if (!reply.succeeded()) return reply.code;
+    veskDSsearchRespPDU& answer = *reply.answer;
+    moveResults(answer.list, &results);
+    // Kept: a second list takes the place of the errors.
+    if (answer.list2->count == 0) {
+      replaceErrors(answer.errors, errors);
+    } else if (results2 != nullptr) {
+      results2->clear(1);
+      moveElements(answer.list2, results2);
+    }
+    return reply.code;
+  });
 }
 
 int veskQueryHandler::checkAttrLists(veskList* expected, veskList* got) {
@@ -241,10 +245,13 @@ int veskQueryHandler::checkAttrLists(veskList* expected, veskList* got) {
     if (wanted != nullptr && found != nullptr && wanted->id == found->id)
       continue;
     code = kInternalError;
-    const TextToPrint should(identifierText(wanted));
-    const TextToPrint is(identifierText(found));
-    std::fprintf(stderr, "ostrelQueryHandler: Attr %d: Should be %s != %s\n",
-                 static_cast<int>(i), should.get(), is.get());
+    orOutOfMemory([&] {
+      const TextToPrint should(identifierText(wanted));
+      const TextToPrint is(identifierText(found));
+      return std::fprintf(stderr,
+                          "ostrelQueryHandler: Attr %d: Should be %s != %s\n",
+                          static_cast<int>(i), should.get(), is.get());
+    });
   }
   return code;
 }

@@ -30,9 +30,10 @@ class OSTREL_API idMap : public veskOid {
 //   handler   an open handler whose descriptor is `socket`; null for one that
 //             is opened for this call.
 // Returns 0, also when the user has no principal object and *result is as it
-// was; 10 when a request got no answer; 11 when an answer is no answer to it;
-// or the status of an answer that is not 0. When it is the second request that
-// failed, *result is the identifier of the principal object itself.
+// was; 10 when a request got no answer, or memory ran out (ENOMEM); 11 when an
+// answer is no answer to it; or the status of an answer that is not 0. When it
+// is the second request that failed, *result is the identifier of the principal
+// object itself.
 OSTREL_API int getPrincipalOid(long id, veskOid* result, unsigned int reserved,
                                veskTransactionHandler* handler, int socket);
 

@@ -56,7 +56,8 @@ class OSTREL_API timeoutList {
 
   // Adds an item that falls due `seconds` from now (none or less: at once),
   // behind those that fall due at the same time. Returns its entry, which is
-  // valid until it is removed.
+  // valid until it is removed. Throws std::bad_alloc when there is no memory
+  // for an entry; the queue is then as it was.
   // Kept: in a queue that pop() emptied without a tick() since on a queue that
   // was not empty, time counts from when the popped entry was due.
   timeoutEntry* insert(long seconds, void* item);

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 
 namespace ostrel {
 class Exchange;
@@ -27,6 +28,7 @@ struct OSTREL_API pendingRequest {
   int multicast;     // 1: sent to a group, so answers may be many; else 0
 
   static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
   static void operator delete(void* block, std::size_t size) noexcept;
 };
 
@@ -35,6 +37,8 @@ struct OSTREL_API pendingRequest {
 // 11 "Encode/decode Error". Used by one thread at a time.
 class OSTREL_API veskTransactionHandler {
  public:
+  // Throws std::bad_alloc when there is no memory for the handler's parts; no
+  // other operation throws.
   veskTransactionHandler();
 
   // Closes and destroys the message handler.
@@ -51,7 +55,8 @@ class OSTREL_API veskTransactionHandler {
   // Writes the next request id into the PDU, sends it and remembers it as
   // pending. The PDU stays the caller's, who keeps it until its answer has
   // come, tick() has given it up, or flush() has forgotten it. Returns 0, or
-  // the code of the failed send, with nothing remembered.
+  // the code of the failed send, with nothing remembered; so does 10 with errno
+  // ENOMEM, when the PDU was sent and there is no memory to remember it.
   int send(const sockaddr_in* to, veskPDU* pdu);
 
   // Takes one datagram off the socket, waiting for one if there is none. When
@@ -96,6 +101,7 @@ class OSTREL_API veskTransactionHandler {
   friend class ostrel::Exchange;
   int receive(sockaddr_in* from, veskPDU** pdu, std::uint64_t kinds,
               bool* awaited);
+  int remember(long seconds, pendingRequest* record);
 
   ostrel::PendingIndex* index_;  // owned
 };

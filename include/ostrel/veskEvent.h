@@ -99,8 +99,10 @@ class OSTREL_API veskEventHandler {
   veskUnsignedShort myPort;  // of the event socket, in host order; 0 until open
   veskAddress myHost;        // where events are to be sent
   veskList spareList;        // not used
-  veskMessageHandler* messageHandler;          // owned; receives events
-  veskTransactionHandler* transactionHandler;  // owned; sends requests
+  // Owned; the first receives events, the second sends requests. Null only
+  // where there was no memory for one: open() and comminit() try again.
+  veskMessageHandler* messageHandler;
+  veskTransactionHandler* transactionHandler;
   genericList principalCache;  // of idMap*: each user id looked up so far
   idMap currentAccess;  // the principal of the last request, and its user
   veskList events;      // of veskObject: each registration's identifier and the

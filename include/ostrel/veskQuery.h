@@ -32,7 +32,8 @@
 //   is as it was, except where search and DSsearch say otherwise.
 class OSTREL_API veskQueryHandler {
  public:
-  // Opens a socket, by comminit().
+  // Opens a socket, by comminit(). Where memory was short there is none, and
+  // all operations return 10.
   veskQueryHandler();
 
   // Closes the socket.
@@ -103,7 +104,8 @@ class OSTREL_API veskQueryHandler {
   // Makes a new transaction handler and opens it; one made before is closed
   // and freed. Multicasts of its socket cross as many networks as the last
   // discovery of any handler in this process tried, 4 when there was none.
-  // Returns 0, or 10 with the cause in errno.
+  // Returns 0, or 10 with the cause in errno; ENOMEM leaves the former handler
+  // in place.
   int comminit();
 
   // Compares two lists of attributes by identifiers. Differences are printed

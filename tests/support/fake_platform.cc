@@ -26,11 +26,24 @@ bool isGroup(const in_addr& address) {
   return (ntohl(address.s_addr) & 0xf0000000U) == 0xe0000000U;
 }
 
+// How many calls are under way, one inside the other: a script may call the
+// library again.
+unsigned depth = 0;
+
 bool isLoopback(const in_addr& address) {
   return ntohl(address.s_addr) >> 24 == 127;
 }
 
 }  // namespace
+
+// One call of the library.
+class Inside {
+ public:
+  Inside() { depth++; }
+  ~Inside() { depth--; }
+  Inside(const Inside&) = delete;
+  Inside& operator=(const Inside&) = delete;
+};
 
 sockaddr_in endpoint(const char* address, unsigned short port) {
   sockaddr_in result = {};
@@ -239,6 +252,8 @@ bool Platform::awaitDatagram(Socket& socket, std::int64_t until) {
   return true;
 }
 
+bool inside() { return depth > 0; }
+
 Platform& platform() {
   static Platform the;
   return the;
@@ -251,6 +266,7 @@ namespace platform {
 
 using fake::Call;
 using fake::Datagram;
+using fake::Inside;
 using Fake = fake::Platform;
 
 namespace {
@@ -272,6 +288,7 @@ void setting(Call call, int socket, int value) {
 }  // namespace
 
 void* allocate(std::size_t size) {
+  const Inside inside;
   if (!system().enter(Call::kAllocate)) return nullptr;
   return std::calloc(1, size == 0 ? 1 : size);
 }
@@ -281,12 +298,14 @@ long now() { return system().seconds(); }
 std::int64_t elapsed() { return system().clock; }
 
 void pause(unsigned ticks) {
+  const Inside inside;
   system().enter(Call::kPause);
   if (system().recording) system().pauses.push_back(ticks);
   system().clock += ticks * fake::kTick;
 }
 
 int openSocket() {
+  const Inside inside;
   if (!system().enter(Call::kOpen)) return -1;
   const int descriptor = system().nextDescriptor++;
   Fake::Socket& made = system().sockets[descriptor] = {};
@@ -296,6 +315,7 @@ int openSocket() {
 }
 
 int bindSocket(int socket, const sockaddr_in& address) {
+  const Inside inside;
   if (!system().enter(Call::kBind)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -314,18 +334,21 @@ int bindSocket(int socket, const sockaddr_in& address) {
 }
 
 int setSendBuffer(int socket, int bytes) {
+  const Inside inside;
   setting(Call::kSetSendBuffer, socket, bytes);
   if (!system().enter(Call::kSetSendBuffer)) return -1;
   return system().socket(socket) == nullptr ? -1 : 0;
 }
 
 int setReceiveBuffer(int socket, int bytes) {
+  const Inside inside;
   setting(Call::kSetReceiveBuffer, socket, bytes);
   if (!system().enter(Call::kSetReceiveBuffer)) return -1;
   return system().socket(socket) == nullptr ? -1 : 0;
 }
 
 int setMulticastTtl(int socket, unsigned char ttl) {
+  const Inside inside;
   setting(Call::kSetMulticastTtl, socket, ttl);
   if (!system().enter(Call::kSetMulticastTtl)) return -1;
   Fake::Socket* found = system().socket(socket);
@@ -335,6 +358,7 @@ int setMulticastTtl(int socket, unsigned char ttl) {
 }
 
 int socketName(int socket, sockaddr_in* address) {
+  const Inside inside;
   if (!system().enter(Call::kSocketName)) return -1;
   const Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -343,6 +367,7 @@ int socketName(int socket, sockaddr_in* address) {
 }
 
 int closeSocket(int socket) {
+  const Inside inside;
   if (system().recording) system().closed.push_back(socket);
   const bool works = system().enter(Call::kClose);
   Fake::Socket* found = system().socket(socket);
@@ -354,6 +379,7 @@ int closeSocket(int socket) {
 }
 
 int identify(int descriptor, Identity* identity) {
+  const Inside inside;
   if (!system().enter(Call::kIdentify)) return -1;
   const Fake::Socket* found = system().socket(descriptor);
   if (found == nullptr) return -1;
@@ -363,6 +389,7 @@ int identify(int descriptor, Identity* identity) {
 
 long sendParts(int socket, const sockaddr_in& to, const void* header,
                std::size_t headerSize, const void* data, std::size_t dataSize) {
+  const Inside inside;
   if (!system().enter(Call::kSend)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -387,6 +414,7 @@ long sendParts(int socket, const sockaddr_in& to, const void* header,
 }
 
 long peek(int socket, sockaddr_in* from, void* header, std::size_t size) {
+  const Inside inside;
   if (!system().enter(Call::kPeek)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -402,6 +430,7 @@ long peek(int socket, sockaddr_in* from, void* header, std::size_t size) {
 
 long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
                   std::size_t dataSize) {
+  const Inside inside;
   if (!system().enter(Call::kReceive)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -418,6 +447,7 @@ long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
 }
 
 int discard(int socket) {
+  const Inside inside;
   if (!system().enter(Call::kDiscard)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -431,6 +461,7 @@ int discard(int socket) {
 }
 
 int waitReadable(int socket, long seconds, long microseconds) {
+  const Inside inside;
   if (system().recording) {
     system().waits.push_back({socket, seconds, microseconds});
   }
@@ -447,6 +478,7 @@ int waitReadable(int socket, long seconds, long microseconds) {
 }
 
 int hostName(char* buffer, std::size_t size) {
+  const Inside inside;
   if (!system().enter(Call::kHostName)) return -1;
   if (size > 0) {
     buffer[copyOut(system().hostName, 0, buffer, size - 1)] = '\0';
@@ -455,6 +487,7 @@ int hostName(char* buffer, std::size_t size) {
 }
 
 bool resolveHost(const char* name, in_addr* address) {
+  const Inside inside;
   if (!system().enter(Call::kResolve)) return false;
   const auto found = system().hosts.find(name);
   if (found == system().hosts.end()) return false;

@@ -203,6 +203,10 @@ class Platform {
 // The system that the library under test runs on.
 Platform& platform();
 
+// Whether one of the library's calls is inside this system now: what is
+// allocated then is not the library's.
+bool inside();
+
 }  // namespace fake
 
 #endif  // OSTREL_TESTS_SUPPORT_FAKE_PLATFORM_H
