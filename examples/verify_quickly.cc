@@ -6,6 +6,8 @@
 #include <ostrel/veskQuery.h>
 #include <unistd.h>
 
+#include <random>
+
 #include "report.h"
 
 int main(int argc, char** argv) {
@@ -14,7 +16,9 @@ int main(int argc, char** argv) {
   veskQueryHandler handler;
   handler.currentAccess = argv[3];
   handler.currentAccess.id = static_cast<long>(::geteuid());
-  handler.transactionHandler->initialTimeout = 1;  // seconds
+  // This program ends soon: a late answer to a former run is not for this one.
+  handler.transactionHandler->nextRequestId = std::random_device{}();
+  handler.transactionHandler->initialTimeout = 2;  // seconds
   handler.transactionHandler->retries = 0;         // sent once
   veskAddress server(argv[1]);
   veskOid object(argv[2]);

@@ -783,7 +783,7 @@ TEST_F(Datagrams, FailedReadsThatCompleteAnEmptyMessageHandNothingOver) {
   EXPECT_EQ(handler.reassemblyList.count, 0U);
 }
 
-TEST_F(Datagrams, WithoutMemoryASingleFragmentStaysQueued) {
+TEST_F(Datagrams, KeepsASingleFragmentQueuedWithoutMemory) {
   arrive(fragments(1, "abc")[0]);
   system.failNext(Call::kAllocate, ENOMEM);
   const Received received = recv();

@@ -649,6 +649,27 @@ TEST_F(Transactions, KeepsFlushMakingLaterRequestsDueEarlier) {
   EXPECT_EQ(next, 7);
 }
 
+TEST_F(Transactions, KeepsAnswersMakingOtherRequestsDueEarlier) {
+  std::vector<std::unique_ptr<veskRemovePDU>> requests;
+  for (int i = 0; i < 4; ++i) {
+    requests.push_back(makeRequest());
+    handler.send(&server, requests.back().get());
+  }
+  for (const std::uint32_t id : {0U, 1U}) {
+    arrive(answerTo(id));
+    EXPECT_TRUE(recv().answered);
+    EXPECT_EQ(tick().pdu, nullptr);  // sends the others again
+  }
+  EXPECT_EQ(system.sent.size(), 4U + 3U + 2U);
+  arrive(answerTo(2));
+  EXPECT_TRUE(recv().answered);
+  const Ticked ticked = tick();
+  EXPECT_EQ(ticked.pdu, requests[3].get());
+  EXPECT_EQ(ticked.err, 10);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  EXPECT_EQ(system.seconds(), start);  // all in no time
+}
+
 // --- what finding a request must survive, in a short and in a long queue
 
 class Queues : public Transactions,

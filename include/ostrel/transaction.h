@@ -67,6 +67,11 @@ class OSTREL_API veskTransactionHandler {
   // memory beyond their bytes. Returns what the message handler's recv()
   // returns: 0 without a PDU is no failure.
   // Kept: answers are matched by request id alone, whoever sends them.
+  // Kept: as with flush(), an answer makes requests that are due later fall due
+  // earlier, by the time that was left for its own. Of four that are sent
+  // together, and answered one by one within milliseconds, tick() sends the
+  // others again after each answer and gives up the last: use a handler for
+  // each request that is to wait beside others.
   int recv(sockaddr_in* from, veskPDU** pdu);
 
   // Sends again what is due, and gives up requests that have no transmission
