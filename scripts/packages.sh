@@ -2,7 +2,8 @@
 # installMissing LOG "PACKAGE|WHY"...
 #
 # Installs the Debian packages that are missing, after saying which and why, and
-# ends the script when that fails. Does nothing when all are there.
+# ends the script when that fails. Does nothing when all are there. Needs
+# progress.sh.
 
 isInstalled() {
   [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
@@ -34,14 +35,15 @@ installMissing() {
   local apt=("${root[@]}" env DEBIAN_FRONTEND=noninteractive
     apt-get -q -o DPkg::Lock::Timeout=300)
   # Package lists may be absent or too old to name files that still exist.
-  if ! "${apt[@]}" install -y --no-install-recommends "${names[@]}" >"$log" 2>&1
-  then
-    if ! { "${apt[@]}" update &&
-      "${apt[@]}" install -y --no-install-recommends "${names[@]}"; } \
-      >>"$log" 2>&1; then
-      tail -n 15 "$log" >&2
-      echo "The installation failed; $log has it all." >&2
-      exit 1
-    fi
+  install() {
+    "${apt[@]}" install -y --no-install-recommends "${names[@]}"
+  }
+  updateAndInstall() {
+    "${apt[@]}" update && install
+  }
+  if ! watched "$log" install && ! watched "$log" updateAndInstall; then
+    tail -n 15 "$log" >&2
+    echo "The installation failed; $log has it all." >&2
+    exit 1
   fi
 }
