@@ -13,7 +13,7 @@
 #include <cstring>
 
 #include "answer_content.h"
-#include "wire.h"
+#include "value/wire.h"
 
 namespace ostrel::bench {
 

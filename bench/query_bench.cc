@@ -12,7 +12,7 @@
 
 #include <vector>
 
-#include "platform.h"
+#include "base/platform.h"
 #include "round_trips.h"
 
 namespace {

@@ -16,7 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform.h"
+#include "base/platform.h"
 
 namespace round_trips {
 

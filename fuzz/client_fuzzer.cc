@@ -30,7 +30,7 @@ class Caller {
   ~Caller() {
     results.remove(&own_);
     for (veskList* list : {&attrs, &results, &results2, &errors})
-      list->clear(1);
+      list->destroyDecodedElements();
   }
   Caller(const Caller&) = delete;
   Caller& operator=(const Caller&) = delete;

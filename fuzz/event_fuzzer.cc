@@ -85,7 +85,7 @@ class Target {
     } else {
       require(code == 0 && from == "192.0.2.1", "an event has its sender");
     }
-    args.clear(1);
+    args.destroyDecodedElements();
   }
 
   void reg() {
@@ -99,7 +99,7 @@ class Target {
     require(made <= 1, "a registration is one record");
     require(made == 0 || code == 0 || code == -1, "a failure makes no record");
     require(made == 0 || errors.count == 0, "errors mean no record");
-    errors.clear(1);
+    errors.destroyDecodedElements();
   }
 
   void unreg() {

@@ -28,8 +28,9 @@
 // - Lists, identifiers and addresses stay the caller's. What an operation puts
 //   into a list belongs to that list: release it with clear(1).
 // - `errors` may be null. When the answer brings errors, its former elements
-//   are freed and the answer's take their place; when it brings none, `errors`
-//   is as it was, except where search and DSsearch say otherwise.
+//   are freed, as veskType::destroyDecoded() does, and the answer's take their
+//   place; when it brings none, `errors` is as it was, except where search and
+//   DSsearch say otherwise.
 class OSTREL_API veskQueryHandler {
  public:
   // Opens a socket, by comminit(). Where memory was short there is none, and

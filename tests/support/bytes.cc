@@ -1,7 +1,7 @@
 #include "bytes.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
+#include <algorithm>
 
 #include <cstdio>
 #include <cstdlib>

@@ -11,7 +11,7 @@
 #include <limits>
 #include <memory>
 
-#include "platform.h"
+#include "base/platform.h"
 
 namespace fake {
 namespace {

@@ -20,7 +20,7 @@
 #include "ostrel/objectdesc.h"
 #include "ostrel/type.h"
 #include "ostrel/veskAttr.h"
-#include "walk.h"
+#include "value/walk.h"
 
 namespace ostrel::test {
 

@@ -4,7 +4,7 @@
 #include <typeinfo>
 
 #include "bytes.h"
-#include "walk.h"
+#include "value/walk.h"
 
 namespace ostrel::test {
 

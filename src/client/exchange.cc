@@ -1,0 +1,218 @@
+#include "client/exchange.h"
+
+#include <ostrel/tags.h>
+
+#include <algorithm>
+#include <cstdint>
+
+#include "base/platform.h"
+#include "transport/incoming.h"
+
+namespace ostrel {
+namespace {
+
+constexpr unsigned short kObjectServerPort = 5135;
+constexpr unsigned short kDirectoryPort = 5136;
+constexpr std::uint32_t kDirectoryGroup = 0xe0000102;  // 224.0.1.2
+constexpr unsigned kNoFamily = 0;                      // of an address value
+constexpr unsigned kIPv4 = 2;
+constexpr std::int64_t kMicroseconds = 1000000;  // in a second
+constexpr long kLongestWait = 1000000;           // seconds; then another begins
+
+// Datagrams that are taken after a wait has ended, before the timers are asked:
+// what may have been queued by then. The receive buffer holds fewer.
+constexpr unsigned kMostQueued = 1024;
+
+// The address in a value; null when it is no IPv4 address, with the cause in
+// errno.
+const in_addr* addressOf(veskAddress* value) {
+  errno = EDESTADDRREQ;
+  if (value == nullptr) return nullptr;
+  unsigned family = 0;
+  const in_addr* address = value->get(&family);
+  if (family == kIPv4) return address;
+  if (family != kNoFamily) errno = EAFNOSUPPORT;
+  return nullptr;
+}
+
+// What a request may be answered by.
+struct Answers {
+  unsigned request;
+  Kinds kinds;
+};
+constexpr Answers kAnswers[] = {
+    {kTagGetPDU, kindOf(kTagGetRespPDU)},
+    {kTagSetPDU, kindOf(kTagSetRespPDU) | kindOf(kTagActionRespPDU)},
+    {kTagCreatePDU, kindOf(kTagCreateRespPDU) | kindOf(kTagCloneRespPDU)},
+    {kTagClonePDU, kindOf(kTagCloneRespPDU)},
+    {kTagRemovePDU, kindOf(kTagRemoveRespPDU)},
+    {kTagVerifyPDU, kindOf(kTagVerifyRespPDU)},
+    {kTagSearchPDU, kindOf(kTagSearchRespPDU)},
+    {kTagDSsearchPDU, kindOf(kTagDSsearchRespPDU)},
+};
+
+Kinds answersTo(const veskPDU& request) {
+  for (const Answers& answers : kAnswers) {
+    if (answers.request == request.tag) return answers.kinds;
+  }
+  return kAnyKind;
+}
+
+}  // namespace
+
+// One request from its sending to its end. However it ends, the handler
+// forgets the request: its owner may free it then.
+class Exchange {
+ public:
+  Exchange(veskTransactionHandler& handler, int socket, veskPDU& request,
+           Wanted wanted, veskAddress* from = nullptr)
+      : handler_(handler),
+        socket_(socket),
+        request_(request),
+        kinds_(wanted == Wanted::kAnything ? kAnyKind : answersTo(request)),
+        from_(from) {}
+  ~Exchange() {
+    const KeepErrno keep;
+    handler_.flush(request_.requestId.value);
+  }
+  Exchange(const Exchange&) = delete;
+  Exchange& operator=(const Exchange&) = delete;
+
+  int send(const in_addr& address, unsigned short port);
+
+  // Waits for the next answer, or for whatever leaves none to wait for.
+  Ending next();
+
+ private:
+  // Has the handler do what is due. Returns whether a request gave up.
+  bool tick(Ending* ending);
+
+  veskTransactionHandler& handler_;
+  int socket_;
+  veskPDU& request_;
+  Kinds kinds_;        // of other answers the header is enough
+  veskAddress* from_;  // null: nobody asks who answered
+  sockaddr_in sender_ = {};
+
+  std::int64_t waitsUntil_ = 0;  // when the handler is asked what is due
+  bool waiting_ = false;         // whether it has been asked at all
+};
+
+int Exchange::send(const in_addr& address, unsigned short port) {
+  sockaddr_in destination = {};
+  destination.sin_family = AF_INET;
+  destination.sin_port = htons(port);
+  destination.sin_addr = address;
+  return handler_.send(&destination, &request_);
+}
+
+bool Exchange::tick(Ending* ending) {
+  long seconds = 0;
+  handler_.tick(&seconds, &ending->code, &ending->gaveUp);
+  waiting_ = true;
+  waitsUntil_ =
+      platform::elapsed() + std::min(seconds, kLongestWait) * kMicroseconds;
+  return ending->gaveUp != nullptr;
+}
+
+Ending Exchange::next() {
+  Ending end = {kNoError, true};
+  if (!waiting_ && tick(&end)) return end;
+  for (unsigned late = 0;;) {
+    const std::int64_t left =
+        std::max<std::int64_t>(waitsUntil_ - platform::elapsed(), 0);
+    int ready = 0;
+    if (late < kMostQueued) {
+      ready = platform::waitReadable(socket_,
+                                     static_cast<long>(left / kMicroseconds),
+                                     static_cast<long>(left % kMicroseconds));
+    }
+    if (ready < 0) return {kNetworkError, true};
+    if (ready == 0) {
+      // Only now, and not with each datagram: the handler's clock has whole
+      // seconds, by which a time-out may seem to be over before it is. And not
+      // sooner: the answer may be queued already, however late it is read.
+      if (tick(&end)) return end;
+      late = 0;
+      continue;
+    }
+    if (left == 0) late++;
+
+    veskPDU* pdu = nullptr;
+    bool awaited = false;
+    const int code = handler_.receive(&sender_, &pdu, kinds_, &awaited);
+    Arrived<veskPDU> answer(pdu);
+    if (from_ != nullptr) *from_ = sender_.sin_addr;
+    if (answer != nullptr) return {kNoError, true, std::move(answer)};
+    // The answer is there, and no memory for it.
+    if (awaited && code == kNetworkError) return {code, true};
+  }
+}
+
+Ending askObjectServer(veskTransactionHandler& handler, int socket,
+                       veskAddress* server, veskPDU& request, Wanted wanted) {
+  const in_addr* address = addressOf(server);
+  if (address == nullptr) return {kAddressError};
+  Exchange exchange(handler, socket, request, wanted);
+  const int code = exchange.send(*address, kObjectServerPort);
+  if (code != kNoError) return {code};
+  return exchange.next();
+}
+
+// Noting who answered takes memory.
+Ending askDirectory(veskTransactionHandler& handler, int socket,
+                    veskAddress* server, veskPDU& request, veskAddress* from,
+                    bool firstAnswer, Wanted wanted) try {
+  const in_addr group = {htonl(kDirectoryGroup)};
+  const in_addr* address = server == nullptr ? &group : addressOf(server);
+  if (address == nullptr) return {kAddressError};
+  Exchange exchange(handler, socket, request, wanted, from);
+  if (exchange.send(*address, kDirectoryPort) != kNoError)
+    return {kNetworkError};
+
+  Arrived<veskPDU> firstError;
+  for (;;) {
+    Ending ending = exchange.next();
+    if (ending.answer == nullptr) {
+      if (ending.gaveUp == nullptr || firstError == nullptr) return ending;
+      return {firstError->status.value, true, std::move(firstError)};
+    }
+    ending.code = ending.answer->status.value;
+    if (ending.code == kNoError || firstAnswer || server != nullptr)
+      return ending;
+    if (firstError == nullptr) firstError = std::move(ending.answer);
+  }
+} catch (const std::bad_alloc&) {
+  errno = ENOMEM;
+  return {kNetworkError, true};
+}
+
+void moveElements(veskList* from, veskList* to) {
+  to->clear(0);
+  appendElements(from, to);
+}
+
+// The nodes themselves change lists: new ones would take memory, and when there
+// was none the caller's list would have lost its elements already.
+void appendElements(veskList* from, veskList* to) {
+  if (from->count == 0) return;
+  listPointer* first = from->head.next;
+  listPointer* last = from->head.prev;
+  first->prev = to->head.prev;
+  last->next = &to->head;
+  first->prev->next = first;
+  to->head.prev = last;
+  to->count += from->count;
+  to->cursorNode = nullptr;
+  from->head.next = from->head.prev = &from->head;
+  from->count = 0;
+  from->cursorNode = nullptr;
+}
+
+void moveErrors(veskList* from, veskList* to) {
+  if (from->count == 0 || to == nullptr) return;
+  to->destroyDecodedElements();
+  moveElements(from, to);
+}
+
+}  // namespace ostrel

@@ -1,0 +1,296 @@
+// Shortcuts for what large answers consist of: attributes with plain values.
+//
+// By the general way, reading one goes through three checked readers, three
+// virtual calls for freeing it and one for each writing: 363 instructions for
+// an attribute that is read and freed. Here the room is checked once for an
+// attribute and its value, and a value whose class is known for certain needs
+// no virtual call. Whatever is not as usual (little room, a long number, an
+// invalid identifier, a class of a program's own) is left to the general way,
+// which decides alone what is right; a shortcut does the same or nothing.
+
+#ifndef OSTREL_SRC_QUICK_H
+#define OSTREL_SRC_QUICK_H
+
+#include <ostrel/type.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "base/pool.h"
+#include "value/identifier.h"
+#include "value/values.h"
+#include "value/wire.h"
+
+namespace ostrel {
+namespace quick {
+
+// A plain value without its text needs no more: an object identifier.
+constexpr std::size_t kValueRoom = 1 + kIdentifierRoom<veskOid>;
+
+template <class Value>
+[[gnu::always_inline]] inline Value* make(Pool::Lists& pool) {
+  return new (pool.allocate(sizeof(Value))) Value;
+}
+
+// Reading
+
+// Each of these reads a value at `from`, where kValueRoom bytes can be read and
+// `end` is the end of all, into *out. They return the place behind it, or null
+// with nothing read.
+
+template <class Value>
+const char* readInteger(Pool::Lists& pool, const char* from, veskType** out) {
+  std::uint32_t number;
+  const char* const behind = loadInteger(from + 1, &number);
+  if (behind == nullptr) return nullptr;
+  auto* value = make<Value>(pool);
+  value->value = static_cast<decltype(value->value)>(number);
+  *out = value;
+  return behind;
+}
+
+template <class Value, class Bits>
+const char* readFixed(Pool::Lists& pool, const char* from, veskType** out) {
+  Bits bits;
+  std::memcpy(&bits, from + 1, sizeof bits);
+  bits = bigEndian(bits);
+  auto* value = make<Value>(pool);
+  std::memcpy(&value->value, &bits, sizeof bits);
+  *out = value;
+  return from + 1 + sizeof bits;
+}
+
+// The numbers of an identifier, where there is room for the longest.
+template <unsigned count>
+[[gnu::always_inline]] inline const char* readNumbers(
+    const char* from, std::uint32_t* component) {
+  if constexpr (count == 0) {
+    return from;
+  } else {
+    const char* const behind = loadInteger(from, component);
+    if (behind == nullptr) return nullptr;
+    return readNumbers<count - 1>(behind, component + 1);
+  }
+}
+
+inline const char* readOid(Pool::Lists& pool, const char* from,
+                           veskType** out) {
+  if (from[1] == 0) return nullptr;
+  std::uint32_t component[4];
+  const char* const at = readNumbers<4>(from + 2, component);
+  if (at == nullptr) return nullptr;
+  auto* value = make<veskOid>(pool);
+  value->valid = 1;
+  std::memcpy(value->component, component, sizeof component);
+  *out = value;
+  return at;
+}
+
+inline const char* readString(Pool::Lists& pool, const char* from,
+                              const char* end, veskType** out) {
+  std::uint32_t count;
+  const char* const text = loadInteger(from + 2, &count);
+  if (text == nullptr || text > end) return nullptr;
+  if (static_cast<std::size_t>(end - text) < count) return nullptr;
+  auto* value = make<veskString>(pool);
+  *out = value;
+  value->length.tag = static_cast<std::uint8_t>(from[1]);
+  if (count == 0) return text;
+  value->text = static_cast<char*>(pool.allocate(count));
+  value->capacity = value->length.value = count;
+  std::memcpy(value->text, text, count);
+  return text + count;
+}
+
+inline const char* readAddress(Pool::Lists& pool, const char* from,
+                               veskType** out) {
+  constexpr char kIPv4 = 2;
+  if (from[1] != kIPv4) return nullptr;
+  auto* value = make<veskAddress>(pool);
+  *out = value;
+  value->addr = new (pool.allocate(sizeof(in_addr))) in_addr;
+  value->family = kIPv4;
+  std::memcpy(value->addr, from + 2, sizeof(in_addr));
+  return from + 2 + sizeof(in_addr);
+}
+
+[[gnu::always_inline]] inline const char* readValue(Pool::Lists& pool,
+                                                    const char* from,
+                                                    const char* end,
+                                                    veskType** out) {
+  switch (static_cast<unsigned char>(*from)) {
+    case kTagInt:
+      return readInteger<veskInt>(pool, from, out);
+    case kTagUnsignedInt:
+      return readInteger<veskUnsignedInt>(pool, from, out);
+    case kTagBool:
+      return readInteger<veskBool>(pool, from, out);
+    case kTagTime:
+      return readInteger<veskTime>(pool, from, out);
+    case kTagUnsignedShort:
+      return readFixed<veskUnsignedShort, std::uint16_t>(pool, from, out);
+    case kTagDouble:
+      return readFixed<veskDouble, std::uint64_t>(pool, from, out);
+    case kTagString:
+      return readString(pool, from, end, out);
+    case kTagAddress:
+      return readAddress(pool, from, out);
+    case kTagOid:
+      return readOid(pool, from, out);
+    default:
+      return nullptr;
+  }
+}
+
+// Writing
+
+// Each of these writes a value of this very class at `to`, where kValueRoom
+// bytes are free and `end` is the end of all. They return the place behind it,
+// or null when that is for the general way.
+
+template <class Value>
+char* writeInteger(char* to, const veskType& value) {
+  if (!isExactly<Value>(value)) return nullptr;
+  to[0] = static_cast<char>(value.tag);
+  const auto& integer = static_cast<const Value&>(value);
+  return storeInteger(to + 1, static_cast<std::uint32_t>(integer.value));
+}
+
+template <class Value, class Bits>
+char* writeFixed(char* to, const veskType& value) {
+  if (!isExactly<Value>(value)) return nullptr;
+  to[0] = static_cast<char>(value.tag);
+  Bits bits;
+  std::memcpy(&bits, &static_cast<const Value&>(value).value, sizeof bits);
+  bits = bigEndian(bits);
+  std::memcpy(to + 1, &bits, sizeof bits);
+  return to + 1 + sizeof bits;
+}
+
+// A tag, the validity and the numbers of a valid identifier.
+template <class Identifier>
+[[gnu::always_inline]] inline char* writeValid(char* to,
+                                               const Identifier& identifier) {
+  to[0] = static_cast<char>(identifier.tag);
+  to[1] = 1;
+  to = storeInteger(to + 2, identifier.component[0]);
+  to = storeInteger(to, identifier.component[1]);
+  to = storeInteger(to, identifier.component[2]);
+  if constexpr (kComponents<Identifier> == 4)
+    to = storeInteger(to, identifier.component[3]);
+  return to;
+}
+
+inline char* writeOid(char* to, const veskType& value) {
+  if (!isExactly<veskOid>(value)) return nullptr;
+  const auto& oid = static_cast<const veskOid&>(value);
+  return oid.valid == 1 ? writeValid(to, oid) : nullptr;
+}
+
+inline char* writeString(char* to, const char* end, const veskType& value) {
+  if (!isExactly<veskString>(value)) return nullptr;
+  const auto& string = static_cast<const veskString&>(value);
+  const std::uint32_t count = string.length.value;
+  if (count > string.capacity) return nullptr;
+  to[0] = static_cast<char>(value.tag);
+  to[1] = static_cast<char>(string.length.tag);
+  char* const text = storeInteger(to + 2, count);
+  if (static_cast<std::size_t>(end - text) < count) return nullptr;
+  if (count != 0) std::memcpy(text, string.text, count);
+  return text + count;
+}
+
+inline char* writeAddress(char* to, const veskType& value) {
+  if (!isExactly<veskAddress>(value)) return nullptr;
+  const auto& address = static_cast<const veskAddress&>(value);
+  constexpr std::uint8_t kIPv4 = 2;
+  if (address.family != kIPv4 || address.addr == nullptr) return nullptr;
+  to[0] = static_cast<char>(value.tag);
+  to[1] = kIPv4;
+  std::memcpy(to + 2, address.addr, sizeof *address.addr);
+  return to + 2 + sizeof *address.addr;
+}
+
+[[gnu::always_inline]] inline char* writeValue(char* to, const char* end,
+                                               const veskType& value) {
+  switch (value.tag) {
+    case kTagInt:
+      return writeInteger<veskInt>(to, value);
+    case kTagUnsignedInt:
+      return writeInteger<veskUnsignedInt>(to, value);
+    case kTagBool:
+      return writeInteger<veskBool>(to, value);
+    case kTagTime:
+      return writeInteger<veskTime>(to, value);
+    case kTagUnsignedShort:
+      return writeFixed<veskUnsignedShort, std::uint16_t>(to, value);
+    case kTagDouble:
+      return writeFixed<veskDouble, std::uint64_t>(to, value);
+    case kTagString:
+      return writeString(to, end, value);
+    case kTagAddress:
+      return writeAddress(to, value);
+    case kTagOid:
+      return writeOid(to, value);
+    default:
+      return nullptr;
+  }
+}
+
+// Freeing
+
+// Frees a value of this very class, and says whether it was one.
+template <class Value>
+[[gnu::always_inline]] inline bool freeIf(Pool::Lists& pool, veskType* value) {
+  if (!isExactly<Value>(*value)) return false;
+  pool.release(value, sizeof(Value));
+  return true;
+}
+
+inline bool freeString(Pool::Lists& pool, veskType* value) {
+  if (!isExactly<veskString>(*value)) return false;
+  auto* string = static_cast<veskString*>(value);
+  if (string->text != nullptr) pool.release(string->text, string->capacity);
+  pool.release(string, sizeof *string);
+  return true;
+}
+
+inline bool freeAddress(Pool::Lists& pool, veskType* value) {
+  if (!isExactly<veskAddress>(*value)) return false;
+  auto* address = static_cast<veskAddress*>(value);
+  if (address->addr != nullptr)
+    pool.release(address->addr, sizeof *address->addr);
+  pool.release(address, sizeof *address);
+  return true;
+}
+
+[[gnu::always_inline]] inline bool freeValue(Pool::Lists& pool,
+                                             veskType* value) {
+  switch (value->tag) {
+    case kTagInt:
+      return freeIf<veskInt>(pool, value);
+    case kTagUnsignedInt:
+      return freeIf<veskUnsignedInt>(pool, value);
+    case kTagBool:
+      return freeIf<veskBool>(pool, value);
+    case kTagTime:
+      return freeIf<veskTime>(pool, value);
+    case kTagUnsignedShort:
+      return freeIf<veskUnsignedShort>(pool, value);
+    case kTagDouble:
+      return freeIf<veskDouble>(pool, value);
+    case kTagString:
+      return freeString(pool, value);
+    case kTagAddress:
+      return freeAddress(pool, value);
+    case kTagOid:
+      return freeIf<veskOid>(pool, value);
+    default:
+      return false;
+  }
+}
+
+}  // namespace quick
+}  // namespace ostrel
+
+#endif  // OSTREL_SRC_QUICK_H

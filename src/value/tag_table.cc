@@ -1,0 +1,445 @@
+// The factory: one row for each tag that may arrive. This is the one file that
+// knows all classes of values.
+
+#include "value/tag_table.h"
+
+#include <ostrel/objectdesc.h>
+#include <ostrel/tags.h>
+#include <ostrel/type.h>
+#include <ostrel/veskAttr.h>
+#include <ostrel/veskError.h>
+#include <ostrel/veskOmAttr.h>
+#include <ostrel/veskPDU.h>
+
+#include "value/list_nodes.h"
+#include "value/quick.h"
+#include "value/values.h"
+
+namespace ostrel {
+namespace {
+
+// How many values may arrive inside one another. Each takes a few stack
+// frames to read, print, compare, copy and free.
+constexpr unsigned kMaxNesting = 2048;
+
+// Counts the values that are being decoded inside one another.
+class Nesting {
+ public:
+  Nesting() { depth_++; }
+  ~Nesting() { depth_--; }
+  Nesting(const Nesting&) = delete;
+  Nesting& operator=(const Nesting&) = delete;
+  static bool tooDeep() { return depth_ > kMaxNesting; }
+  static bool hasRoom() { return depth_ < kMaxNesting; }
+
+ private:
+  static thread_local unsigned depth_;
+};
+
+thread_local unsigned Nesting::depth_ = 0;
+
+// Makes a value with its class's default constructor, stores it and decodes
+// it. Returns the bytes consumed, or 0. (Knowing the class, the compiler makes
+// and reads the value in one go.)
+using Maker = unsigned (*)(char* buffer, unsigned length, veskType** out);
+
+template <class Value>
+unsigned plain(char* buffer, unsigned length, veskType** out) {
+  auto* value = new Value;
+  *out = value;
+  return value->Value::decode(buffer, length);
+}
+
+// The same for what may have other values inside.
+template <class Value>
+unsigned holder(char* buffer, unsigned length, veskType** out) {
+  const Nesting nesting;
+  return Nesting::tooDeep() ? 0 : plain<Value>(buffer, length, out);
+}
+
+// A new description has a default value, which decode() leaves to its owner.
+template <>
+unsigned holder<veskAttributeDesc>(char* buffer, unsigned length,
+                                   veskType** out) {
+  const Nesting nesting;
+  if (Nesting::tooDeep()) return 0;
+  auto* value = new veskAttributeDesc;
+  *out = value;
+  delete value->defval;
+  value->defval = nullptr;
+  return value->veskAttributeDesc::decode(buffer, length);
+}
+
+// Frees what the destructor of a decoded value leaves to others.
+
+void empty(veskList* list) {
+  if (list != nullptr) list->destroyDecodedElements();
+}
+void freeParts(veskList& list) { empty(&list); }
+void freeParts(veskAttribute& attribute) {
+  veskType::destroyDecoded(attribute.value);
+  attribute.value = nullptr;
+}
+void freeParts(veskObject& object) { empty(object.attributeList); }
+void freeParts(veskAttributeDesc& description) {
+  veskType::destroyDecoded(description.defval);
+  description.defval = nullptr;
+}
+void freeParts(veskActionDesc& description) { empty(&description.arguments); }
+void freeParts(veskEventDesc& description) { empty(&description.arguments); }
+void freeParts(veskObjectDesc& description) {
+  empty(&description.attributes);
+  empty(&description.actions);
+  empty(&description.events);
+}
+template <class Pdu>
+void freeListOf(Pdu& pdu) {
+  empty(pdu.list);
+  pdu.clear();
+}
+void freeParts(veskCreatePDU& pdu) { freeListOf(pdu); }
+void freeParts(veskGetPDU& pdu) { freeListOf(pdu); }
+void freeParts(veskSearchPDU& pdu) { freeListOf(pdu); }
+void freeParts(veskEventPDU& pdu) { freeListOf(pdu); }
+void freeParts(veskActionPDU& pdu) { freeListOf(pdu); }
+void freeParts(veskDSsearchPDU& pdu) {
+  empty(pdu.list2);
+  freeListOf(pdu);
+}
+void freeParts(veskRespPDU& pdu) {
+  empty(pdu.errors);
+  pdu.clear();
+}
+void freeParts(veskGetRespPDU& pdu) {
+  empty(pdu.errors);
+  freeListOf(pdu);
+}
+void freeParts(veskSearchRespPDU& pdu) {
+  empty(pdu.errors);
+  freeListOf(pdu);
+}
+void freeParts(veskDSsearchRespPDU& pdu) {
+  empty(pdu.errors);
+  empty(pdu.list2);
+  freeListOf(pdu);
+}
+
+// Does that if the value is of this very class, and says whether it was.
+using PartsFreer = bool (*)(veskType& value);
+
+template <class Value>
+bool freePartsOf(veskType& value) {
+  if (!isExactly<Value>(value)) return false;
+  freeParts(static_cast<Value&>(value));
+  return true;
+}
+
+// The same if it is of a class derived from one of these.
+template <class Value>
+bool freePartsOfSome(veskType& value) {
+  auto* const held = as<Value>(value);
+  if (held != nullptr) freeParts(*held);
+  return held != nullptr;
+}
+
+template <class... Values>
+void freePartsOfAny(veskType& value) {
+  static_cast<void>((freePartsOfSome<Values>(value) || ...));
+}
+
+struct Row {
+  Tag tag;
+  Maker make;
+  PartsFreer freeParts;  // null: it has none
+};
+
+template <class Value>
+constexpr Row plainRow(Tag tag) {
+  return {tag, plain<Value>, nullptr};
+}
+template <class Value>
+constexpr Row holderRow(Tag tag) {
+  return {tag, holder<Value>, freePartsOf<Value>};
+}
+
+// Kept: gauges (77), counters (78) and the bare PDU headers (27, 36) have no
+// row. They can be sent and are refused when they arrive.
+constexpr Row kRows[] = {
+    plainRow<veskType>(kTagNull),
+    plainRow<veskChar>(kTagChar),
+    plainRow<veskShort>(kTagShort),
+    plainRow<veskInt>(kTagInt),
+    plainRow<veskLong>(kTagLong),
+    plainRow<veskFloat>(kTagFloat),
+    plainRow<veskDouble>(kTagDouble),
+    plainRow<veskBool>(kTagBool),
+    plainRow<veskOpaque>(kTagOpaque),
+    plainRow<veskString>(kTagString),
+    plainRow<veskOid>(kTagOid),
+    plainRow<veskAid>(kTagAid),
+    plainRow<veskTime>(kTagTime),
+    plainRow<veskAddress>(kTagAddress),
+    plainRow<veskArgumentDesc>(kTagArgumentDesc),
+    holderRow<veskAttributeDesc>(kTagAttributeDesc),
+    holderRow<veskActionDesc>(kTagActionDesc),
+    holderRow<veskEventDesc>(kTagEventDesc),
+    holderRow<veskObjectDesc>(kTagObjectDesc),
+    holderRow<veskAttribute>(kTagAttribute),
+    holderRow<veskAttributeValueOp>(kTagAttributeValueOp),
+    holderRow<veskObject>(kTagObject),
+    plainRow<veskError>(kTagError),
+    holderRow<veskCreatePDU>(kTagCreatePDU),
+    holderRow<veskClonePDU>(kTagClonePDU),
+    plainRow<veskRemovePDU>(kTagRemovePDU),
+    holderRow<veskGetPDU>(kTagGetPDU),
+    holderRow<veskSetPDU>(kTagSetPDU),
+    holderRow<veskSearchPDU>(kTagSearchPDU),
+    holderRow<veskDSsearchPDU>(kTagDSsearchPDU),
+    plainRow<veskVerifyPDU>(kTagVerifyPDU),
+    holderRow<veskEventPDU>(kTagEventPDU),
+    holderRow<veskActionPDU>(kTagActionPDU),
+    holderRow<veskCreateRespPDU>(kTagCreateRespPDU),
+    holderRow<veskCloneRespPDU>(kTagCloneRespPDU),
+    holderRow<veskGetRespPDU>(kTagGetRespPDU),
+    holderRow<veskSetRespPDU>(kTagSetRespPDU),
+    holderRow<veskSearchRespPDU>(kTagSearchRespPDU),
+    holderRow<veskDSsearchRespPDU>(kTagDSsearchRespPDU),
+    holderRow<veskActionRespPDU>(kTagActionRespPDU),
+    plainRow<veskRemoveRespPDU>(kTagRemoveRespPDU),
+    plainRow<veskVerifyRespPDU>(kTagVerifyRespPDU),
+    plainRow<veskUnsignedChar>(kTagUnsignedChar),
+    plainRow<veskUnsignedShort>(kTagUnsignedShort),
+    plainRow<veskUnsignedInt>(kTagUnsignedInt),
+    plainRow<veskUnsignedLong>(kTagUnsignedLong),
+    holderRow<veskList>(kTagList),
+};
+
+constexpr unsigned kTagCount = 256;
+
+struct Table {
+  Row of[kTagCount] = {};
+};
+
+constexpr Table byTag() {
+  Table table;
+  for (const Row& row : kRows) table.of[row.tag] = row;
+  return table;
+}
+
+constexpr Table kTable = byTag();
+
+// How far freeing goes: by the rule for what lists and attributes hold, or to
+// all that can be reached.
+enum class Freeing { kHeld, kDecoded };
+
+template <Freeing freeing>
+void free(veskType* value);
+
+// Most elements are attributes with plain values.
+template <Freeing freeing>
+[[gnu::always_inline]] inline bool freeQuickly(Pool::Lists& pool,
+                                               veskType* value) {
+  if (!isExactly<veskAttribute>(*value)) return quick::freeValue(pool, value);
+  auto* attribute = static_cast<veskAttribute*>(value);
+  veskType* const held = attribute->value;
+  if (held != nullptr && !quick::freeValue(pool, held)) free<freeing>(held);
+  pool.release(attribute, sizeof *attribute);
+  return true;
+}
+
+template <>
+void free<Freeing::kHeld>(veskType* value) {
+  if (freeQuickly<Freeing::kHeld>(Pool::mine(), value)) return;
+  if (auto* list = as<veskList>(value)) list->clear(1);
+  delete value;
+}
+
+template <>
+void free<Freeing::kDecoded>(veskType* value) {
+  if (freeQuickly<Freeing::kDecoded>(Pool::mine(), value)) return;
+  const PartsFreer freeParts = kTable.of[value->tag].freeParts;
+  if (freeParts == nullptr || !freeParts(*value)) {
+    // A tag that does not fit the class, or a class of a program's own. What an
+    // object manager's attribute points at stays the manager's.
+    if (as<veskOmAttribute>(value) == nullptr) {
+      freePartsOfAny<veskList, veskAttribute, veskObject, veskAttributeDesc,
+                     veskActionDesc, veskEventDesc, veskObjectDesc,
+                     veskCreatePDU, veskGetPDU, veskSearchPDU, veskEventPDU,
+                     veskActionPDU, veskDSsearchPDU, veskGetRespPDU,
+                     veskSearchRespPDU, veskDSsearchRespPDU, veskRespPDU>(
+          *value);
+    }
+  }
+  delete value;
+}
+
+template <Freeing freeing>
+void freeElements(veskList& list) {
+  Pool::Lists& pool = Pool::mine();
+  drain(pool, list, [&](void* element) {
+    auto* const value = static_cast<veskType*>(element);
+    if (!freeQuickly<freeing>(pool, value)) free<freeing>(value);
+  });
+}
+
+// A value on its way into a list; freed when it does not get there.
+struct Arriving {
+  Arriving() = default;
+  ~Arriving() { veskType::destroyDecoded(value); }
+  Arriving(const Arriving&) = delete;
+  Arriving& operator=(const Arriving&) = delete;
+
+  veskType* value = nullptr;
+};
+
+// An attribute with a plain value: its tag, its identifier and the flag before.
+constexpr std::size_t kAttributeRoom =
+    1 + 1 + kIdentifierRoom<veskAid> + 1 + quick::kValueRoom;
+
+// Reads an attribute at `from`, where kAttributeRoom bytes can be read, with a
+// value of these or none. What was made is always in *out: when memory runs out
+// it is freed with the list.
+[[gnu::always_inline]] inline const char* readAttribute(Pool::Lists& pool,
+                                                        const char* from,
+                                                        const char* end,
+                                                        veskType** out) {
+  if (from[2] == 0) return nullptr;
+  std::uint32_t component[3];
+  const char* at = quick::readNumbers<3>(from + 3, component);
+  if (at == nullptr) return nullptr;
+  auto* attribute = quick::make<veskAttribute>(pool);
+  *out = attribute;
+  attribute->id.tag = static_cast<std::uint8_t>(from[1]);
+  attribute->id.valid = 1;
+  std::memcpy(attribute->id.component, component, sizeof component);
+  if (*at++ == 0) return at;
+  at = quick::readValue(pool, at, end, &attribute->value);
+  if (at != nullptr) return at;
+  pool.release(attribute, sizeof *attribute);
+  *out = nullptr;
+  return nullptr;
+}
+
+// Writes an attribute at `to`, where kAttributeRoom bytes are free.
+[[gnu::always_inline]] inline char* writeAttribute(
+    char* to, const char* end, const veskAttribute& attribute) {
+  if (attribute.id.valid != 1) return nullptr;
+  *to = static_cast<char>(attribute.tag);
+  to = quick::writeValid(to + 1, attribute.id);
+  *to++ = attribute.value == nullptr ? 0 : 1;
+  return attribute.value == nullptr
+             ? to
+             : quick::writeValue(to, end, *attribute.value);
+}
+
+// Reads an element of which at least kAttributeRoom bytes can be read.
+[[gnu::always_inline]] inline const char* readQuickly(Pool::Lists& pool,
+                                                      const char* from,
+                                                      const char* end,
+                                                      veskType** out) {
+  if (static_cast<unsigned char>(*from) == kTagAttribute)
+    return readAttribute(pool, from, end, out);
+  return quick::readValue(pool, from, end, out);
+}
+
+// The same near the end of the input, where fewer are there: from a copy with
+// zeros behind. What reaches into those is for the general way.
+const char* readLast(Pool::Lists& pool, const char* from, std::size_t left,
+                     veskType** out) {
+  char padded[2 * kAttributeRoom] = {};
+  std::memcpy(padded, from, left);
+  const char* const end = padded + left;
+  const char* const behind = readQuickly(pool, padded, end, out);
+  if (behind != nullptr && behind <= end) return from + (behind - padded);
+  veskType::destroyDecoded(*out);
+  *out = nullptr;
+  return nullptr;
+}
+
+char* writeQuickly(char* to, std::size_t left, const veskType& value) {
+  if (left < kAttributeRoom) return nullptr;
+  if (isExactly<veskAttribute>(value))
+    return writeAttribute(to, to + left,
+                          static_cast<const veskAttribute&>(value));
+  return quick::writeValue(to, to + left, value);
+}
+
+}  // namespace
+
+void readElements(ByteReader& reader, std::uint32_t count, veskList& list) {
+  // An attribute is a level of its own.
+  const bool quickly = Nesting::hasRoom();
+  Pool::Lists& pool = Pool::mine();
+  const char* at = reader.at();
+  const char* const end = at + reader.left();
+  // Every element takes a byte at least, so a claim runs out with the input.
+  for (; count > 0; count--) {
+    const auto left = static_cast<std::size_t>(end - at);
+    Arriving arriving;
+    const char* behind = nullptr;
+    if (quickly) {
+      behind = left >= kAttributeRoom
+                   ? readQuickly(pool, at, end, &arriving.value)
+                   : readLast(pool, at, left, &arriving.value);
+    }
+    if (behind == nullptr) {
+      reader.moveTo(at);
+      reader.read(
+          veskType::decodeCreate(reader.at(), reader.left(), &arriving.value));
+      if (!reader.ok()) return;
+      behind = reader.at();
+    }
+    appendElement(pool, list, arriving.value);
+    arriving.value = nullptr;
+    at = behind;
+  }
+  reader.moveTo(at);
+}
+
+void writeElements(ByteWriter& writer, const veskList& list) {
+  const listPointer* const end = &list.head;
+  for (const listPointer* node = end->next; node != end; node = node->next) {
+    veskType* const value = element(node);
+    if (value == nullptr) return writer.fail();
+    char* const behind = writeQuickly(writer.at(), writer.left(), *value);
+    if (behind != nullptr)
+      writer.moveTo(behind);
+    else
+      writer.wrote(value->encode(writer.at(), writer.left()));
+    if (!writer.ok()) return;
+  }
+}
+
+void freeHeld(veskType* value) {
+  if (value != nullptr) free<Freeing::kHeld>(value);
+}
+
+void freeList(veskList* list) {
+  if (list == nullptr) return;
+  // Only a class of a program's own could free its elements otherwise.
+  if (isExactly<veskList>(*list)) {
+    freeElements<Freeing::kHeld>(*list);
+  } else {
+    list->clear(1);
+  }
+  delete list;
+}
+
+}  // namespace ostrel
+
+using namespace ostrel;
+
+unsigned veskType::decodeCreate(char* buffer, unsigned length, veskType** out) {
+  if (length == 0) return 0;
+  *out = nullptr;
+  const Maker make = kTable.of[static_cast<unsigned char>(buffer[0])].make;
+  return make == nullptr ? 0 : make(buffer, length, out);
+}
+
+void veskType::destroyDecoded(veskType* value) {
+  if (value != nullptr) ostrel::free<Freeing::kDecoded>(value);
+}
+
+void veskList::destroyDecodedElements() {
+  freeElements<Freeing::kDecoded>(*this);
+}
