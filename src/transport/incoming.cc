@@ -69,7 +69,7 @@ int Incoming::decode(veskPDU** pdu) {
   }
   if (used == 0) {
     veskType::destroyDecoded(value);
-    return judge() == kNoError ? outOfMemory() : kCodingError;
+    return undecodable();
   }
   // The tag is the one that decodeCreate() has just chosen the class by.
   *pdu = static_cast<veskPDU*>(value);
