@@ -23,10 +23,13 @@
 //   handler. Compare before freeing anything. While nothing was sent *response
 //   is as it was; after any other failure it is null.
 // - With the handler's own time-outs a request is sent at 0, 3 and 9 seconds
-//   and gives up at 21. Datagrams that answer nothing do not put that off.
+//   and gives up at 21. Unrelated datagrams neither delay nor advance that. A
+//   process that was stopped meanwhile takes what is queued first.
 // - When a call returns a failure, errno is what ended it:
 //     10  ETIMEDOUT  the request gave up
 //         EINTR      a signal interrupted the wait
+//         ENOMEM     memory ran out, for the answer or for remembering that
+//                    the request was sent
 //         others     what the system said when sending or waiting failed
 //     11  EINVAL     the request does not encode
 //         ENOMEM     there is no memory for its bytes
