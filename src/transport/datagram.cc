@@ -413,6 +413,7 @@ void veskDatagramHandler::makeRoom(std::uint64_t bytes) {
 bool veskDatagramHandler::dropForMemory(std::uint64_t bytes) {
   if (reassemblyList.count == 0 || heldBytes_ < bytes) return false;
   dropOldestOfLargest(true);
+  errno = 0;  // another attempt begins
   return true;
 }
 

@@ -821,6 +821,20 @@ TEST_F(Datagrams, WithoutMemoryTheLargestHolderMakesRoomForAMessage) {
   EXPECT_THAT(held(), IsEmpty());
 }
 
+// Whoever is told of a lack of memory would not look for a buffer.
+TEST_F(Datagrams, MemoryThatWasFoundInTheEndIsNotReportedAsMissing) {
+  for (const unsigned count : {1U, 2U}) {
+    arrive(peer, fragment(count, 4, 0, 4000, 0, "x"));
+    message();
+    system.failNext(Call::kAllocate, ENOMEM);
+    arrive(other, fragment(1, count, 0, 3, 0, ""));
+    void* data = nullptr;
+    EXPECT_EQ(handler.recv(nullptr, &data), 0U);
+    EXPECT_EQ(errno, EMSGSIZE);
+    if (count == 1) std::free(data);
+  }
+}
+
 TEST_F(Datagrams, ClaimThatNothingCanMakeRoomForCostsOthersNothing) {
   arrive(peer, fragment(1, 4, 0, 4000, 0, "x"));
   message();
