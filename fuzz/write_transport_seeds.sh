@@ -69,6 +69,8 @@ seed transaction/get_answer        00 05 00 18 27 03 00 43 00 0A 00 80 43 01 01 
                                    1A 43 00 03 01 05 80 43 01 01 03 01 07
 seed transaction/unmatched         05 00 18 27 03 00 43 00 0A 00 80 43 01 01 \
                                    1A 43 00 03 01 05 80 43 01 01 03 01 07
+seed transaction/unmatched_nested  05 00 18 27 03 00 43 00 0A 00 80 43 01 01 \
+                                   28 03 00 43 00 0A 00 80 43 00 80 43 00
 seed transaction/no_pdu            00 05 00 03 03 01 05
 seed transaction/list              00 05 00 09 80 43 01 01 09 43 01 01 61
 seed transaction/cut_answer        00 05 00 0D 27 03 00 43 00 0A 00 80 43 01 02 \
