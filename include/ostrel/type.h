@@ -346,7 +346,9 @@ class OSTREL_API veskOid : public veskType {
  public:
   veskOid() : veskType(ostrel::kTagOid), valid(0), component() {}  // invalid
   veskOid(const char* text);  // as operator=
-  veskOid(veskOid& classOid, unsigned a, unsigned b);
+  veskOid(veskOid& classOid, unsigned a, unsigned b) : veskOid() {
+    set(classOid, a, b);
+  }
   veskOid(const veskOid& other) : veskOid() { set(other); }
 
   // Orders by the numbers, the first difference first; an invalid identifier
@@ -360,7 +362,16 @@ class OSTREL_API veskOid : public veskType {
 
   // Object (a, b) of a class. Invalid, with the numbers left as they were,
   // unless `classOid` is valid and ends in 0.0.
-  void set(veskOid& classOid, unsigned a, unsigned b);
+  void set(veskOid& classOid, unsigned a, unsigned b) {
+    const bool isClass = classOid.valid != 0 && classOid.component[2] == 0 &&
+                         classOid.component[3] == 0;
+    valid = isClass ? 1 : 0;
+    if (!isClass) return;
+    component[0] = classOid.component[0];
+    component[1] = classOid.component[1];
+    component[2] = a;
+    component[3] = b;
+  }
   veskOid& set(const veskOid& other) {
     valid = other.valid;
     for (int i = 0; i < 4; i++) component[i] = other.component[i];

@@ -15,8 +15,7 @@ void* Pool::refill(std::size_t size) {
   return ::operator new(size);
 }
 
-void Pool::overflow(void* memory, std::size_t size) noexcept {
-  static_cast<void>(size);
+void Pool::overflow(void* memory) noexcept {
 #if !defined(OSTREL_POOL_OFF)
   if (mine_ == &unopened_) openLists();
 #endif

@@ -10,6 +10,7 @@
 #define OSTREL_SRC_POOL_H
 
 #include <cstddef>
+#include <cstdint>
 #include <new>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -29,6 +30,12 @@ class Pool {
   static constexpr std::size_t kWord = sizeof(std::size_t);
   static constexpr std::size_t kGrain = 16;
   static constexpr std::size_t kSlots = 17;
+  static constexpr std::size_t slotOf(std::size_t size) {
+    return (size + kWord - 1) / kGrain;
+  }
+  static constexpr std::size_t bytesOf(std::size_t slot) {
+    return (slot + 1) * kGrain;
+  }
 
  public:
   // Larger blocks are never kept.
@@ -36,6 +43,16 @@ class Pool {
 
   // What a thread keeps at most: an answer of some 3000 attributes.
   static constexpr std::size_t kMostKept = 512 * 1024;
+
+  // Which list has the blocks for a size, and what each of them takes.
+  struct Place {
+    constexpr Place() = default;
+    constexpr explicit Place(std::size_t size)
+        : slot(static_cast<std::uint16_t>(slotOf(size))),
+          bytes(static_cast<std::uint16_t>(bytesOf(slotOf(size)))) {}
+    std::uint16_t slot = 0;
+    std::uint16_t bytes = 0;
+  };
 
   // What one thread keeps. Whoever allocates and frees much in one go asks for
   // it once.
@@ -60,13 +77,13 @@ class Pool {
     // Takes back a block that allocate() gave for the same size, by any thread.
     [[gnu::always_inline]] void release(void* memory,
                                         std::size_t size) noexcept {
-      const std::size_t slot = slotOf(size);
-      std::size_t room;
-      if (size > kLargest ||
-          __builtin_sub_overflow(room_, bytesOf(slot), &room))
-        return overflow(memory, size);
-      room_ = room;
-      top_[slot] = new (memory) Block{top_[slot]};
+      if (size > kLargest) return overflow(memory);
+      put(memory, slotOf(size), bytesOf(slotOf(size)));
+    }
+
+    // The same for a size up to kLargest whose place is known.
+    [[gnu::always_inline]] void releaseTo(Place place, void* memory) noexcept {
+      put(memory, place.slot, place.bytes);
     }
 
    private:
@@ -74,6 +91,14 @@ class Pool {
     struct Block {
       Block* next;
     };
+    [[gnu::always_inline]] void put(void* memory, std::size_t slot,
+                                    std::size_t bytes) noexcept {
+      std::size_t room;
+      if (__builtin_sub_overflow(room_, bytes, &room)) return overflow(memory);
+      room_ = room;
+      top_[slot] = new (memory) Block{top_[slot]};
+    }
+
     Block* top_[kSlots];
     std::size_t room_;  // bytes that may still be kept
   };
@@ -90,15 +115,9 @@ class Pool {
   }
 
  private:
-  static std::size_t slotOf(std::size_t size) {
-    return (size + kWord - 1) / kGrain;
-  }
-  static std::size_t bytesOf(std::size_t slot) { return (slot + 1) * kGrain; }
-
   // The ways to and from the allocator, kept out of line for the others' sake.
   [[gnu::noinline, gnu::cold]] static void* refill(std::size_t size);
-  [[gnu::noinline, gnu::cold]] static void overflow(void* memory,
-                                                    std::size_t size) noexcept;
+  [[gnu::noinline, gnu::cold]] static void overflow(void* memory) noexcept;
   static void openLists() noexcept;
 
   struct Closer {

@@ -18,11 +18,9 @@ veskList* copyList(veskList* list) {
   return list != nullptr ? as<veskList>(list->dup()) : nullptr;
 }
 
-// The list itself, or an empty one when there is none. What was made before for
-// the same PDU is freed when there is no memory for this one.
-veskList* listOrEmpty(veskList* list,
-                      std::initializer_list<veskList*> made = {}) {
-  if (list != nullptr) return list;
+// An empty list. What was made before for the same PDU is freed when there is
+// no memory for this one.
+veskList* newList(std::initializer_list<veskList*> made = {}) {
   try {
     return new veskList;
   } catch (...) {
@@ -294,9 +292,7 @@ veskType* veskActionPDU::dup() { return new veskActionPDU(this); }
 // Search of the directory service
 
 veskDSsearchPDU::veskDSsearchPDU()
-    : veskPDU(kTagDSsearchPDU),
-      list(new veskList),
-      list2(listOrEmpty(nullptr, {list})) {}
+    : veskPDU(kTagDSsearchPDU), list(new veskList), list2(newList({list})) {}
 veskDSsearchPDU::veskDSsearchPDU(veskDSsearchPDU* from)
     : veskPDU(from, kTagDSsearchPDU),
       oid(from->oid),
@@ -316,7 +312,7 @@ veskType* veskDSsearchPDU::dup() { return new veskDSsearchPDU(this); }
 // Responses
 
 veskRespPDU::veskRespPDU(unsigned int type, veskList* failed)
-    : veskPDU(type), errors(listOrEmpty(failed)) {}
+    : veskPDU(type), errors(failed != nullptr ? failed : newList()) {}
 veskRespPDU::veskRespPDU(veskRespPDU* from, unsigned int type)
     : veskPDU(from, type), errors(from->errors) {}
 veskType* veskRespPDU::dup() { return new veskRespPDU(this, kTagRespPDU); }
@@ -363,7 +359,8 @@ veskGetRespPDU::veskGetRespPDU(veskList* attributes)
     : veskGetRespPDU(0, attributes, nullptr) {}
 veskGetRespPDU::veskGetRespPDU(int code, veskList* attributes, veskList* failed)
     : veskRespPDU(kTagGetRespPDU, failed),
-      list(listOrEmpty(attributes, {ifNew(failed, errors)})) {
+      list(attributes != nullptr ? attributes
+                                 : newList({ifNew(failed, errors)})) {
   status.value = code;
 }
 veskType* veskGetRespPDU::dup() { return new veskGetRespPDU(this); }
@@ -397,7 +394,7 @@ veskSearchRespPDU::veskSearchRespPDU(int code, veskList* failed)
 veskSearchRespPDU::veskSearchRespPDU(int code, veskList* found,
                                      veskList* failed)
     : veskRespPDU(kTagSearchRespPDU, failed),
-      list(listOrEmpty(found, {ifNew(failed, errors)})) {
+      list(found != nullptr ? found : newList({ifNew(failed, errors)})) {
   status.value = code;
 }
 veskType* veskSearchRespPDU::dup() { return new veskSearchRespPDU(this); }
@@ -427,15 +424,15 @@ veskDSsearchRespPDU::veskDSsearchRespPDU(int code)
     : veskDSsearchRespPDU(code, nullptr) {}
 veskDSsearchRespPDU::veskDSsearchRespPDU(int code, veskList* second)
     : veskRespPDU(kTagDSsearchRespPDU, nullptr),
-      list(listOrEmpty(nullptr, {errors})),
-      list2(listOrEmpty(second, {errors, list})) {
+      list(newList({errors})),
+      list2(second != nullptr ? second : newList({errors, list})) {
   status.value = code;
 }
 veskDSsearchRespPDU::veskDSsearchRespPDU(int code, veskList* first,
                                          veskList* failed)
     : veskRespPDU(kTagDSsearchRespPDU, failed),
-      list(listOrEmpty(first, {ifNew(failed, errors)})),
-      list2(listOrEmpty(nullptr, {ifNew(failed, errors), ifNew(first, list)})) {
+      list(first != nullptr ? first : newList({ifNew(failed, errors)})),
+      list2(newList({ifNew(failed, errors), ifNew(first, list)})) {
   status.value = code;
 }
 veskType* veskDSsearchRespPDU::dup() { return new veskDSsearchRespPDU(this); }

@@ -25,7 +25,9 @@ genericList::genericList(const genericList& other) : genericList() {
   *this = other;
 }
 
-genericList::~genericList() { clear(0); }
+genericList::~genericList() {
+  if (count != 0) clear(0);
+}
 
 void genericList::destroy(void* element) { ::operator delete(element); }
 

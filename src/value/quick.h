@@ -13,8 +13,10 @@
 
 #include <ostrel/type.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <typeinfo>
 
 #include "base/pool.h"
 #include "value/identifier.h"
@@ -40,9 +42,14 @@ template <class Value>
 
 template <class Value>
 const char* readInteger(Pool::Lists& pool, const char* from, veskType** out) {
-  std::uint32_t number;
-  const char* const behind = loadInteger(from + 1, &number);
-  if (behind == nullptr) return nullptr;
+  // Without a branch for small numbers: a value's size is anybody's guess.
+  const std::size_t count = static_cast<unsigned char>(from[1]);
+  std::uint32_t bytes;
+  if (count > sizeof bytes) return nullptr;
+  std::memcpy(&bytes, from + 2, sizeof bytes);
+  const auto number = static_cast<std::uint32_t>(
+      std::uint64_t{bigEndian(bytes)} >> (32 - 8 * count));
+  const char* const behind = from + 2 + count;
   auto* value = make<Value>(pool);
   value->value = static_cast<decltype(value->value)>(number);
   *out = value;
@@ -238,56 +245,62 @@ inline char* writeAddress(char* to, const veskType& value) {
 }
 
 // Freeing
+//
+// By a table and not by a switch: kinds of values in no order make a processor
+// guess wrong where each kind has code of its own.
 
-// Frees a value of this very class, and says whether it was one.
+// What a value of this very class is and owns.
+struct Plain {
+  const std::type_info* type = nullptr;  // null: not one of these
+  Pool::Place place;                     // of its memory
+  bool owns = false;                     // a text or an address
+};
+
+struct PlainTable {
+  Plain of[256] = {};
+};
+
 template <class Value>
-[[gnu::always_inline]] inline bool freeIf(Pool::Lists& pool, veskType* value) {
-  if (!isExactly<Value>(*value)) return false;
-  pool.release(value, sizeof(Value));
-  return true;
+constexpr void addPlain(PlainTable& table, Tag tag, bool owns = false) {
+  static_assert(sizeof(Value) <= Pool::kLargest);
+  table.of[tag] = {&typeid(Value), Pool::Place(sizeof(Value)), owns};
 }
 
-inline bool freeString(Pool::Lists& pool, veskType* value) {
-  if (!isExactly<veskString>(*value)) return false;
-  auto* string = static_cast<veskString*>(value);
-  if (string->text != nullptr) pool.release(string->text, string->capacity);
-  pool.release(string, sizeof *string);
-  return true;
+constexpr PlainTable plainTable() {
+  PlainTable table;
+  addPlain<veskInt>(table, kTagInt);
+  addPlain<veskUnsignedInt>(table, kTagUnsignedInt);
+  addPlain<veskBool>(table, kTagBool);
+  addPlain<veskTime>(table, kTagTime);
+  addPlain<veskUnsignedShort>(table, kTagUnsignedShort);
+  addPlain<veskDouble>(table, kTagDouble);
+  addPlain<veskString>(table, kTagString, true);
+  addPlain<veskAddress>(table, kTagAddress, true);
+  addPlain<veskOid>(table, kTagOid);
+  return table;
 }
 
-inline bool freeAddress(Pool::Lists& pool, veskType* value) {
-  if (!isExactly<veskAddress>(*value)) return false;
-  auto* address = static_cast<veskAddress*>(value);
-  if (address->addr != nullptr)
-    pool.release(address->addr, sizeof *address->addr);
-  pool.release(address, sizeof *address);
-  return true;
+inline constexpr PlainTable kPlain = plainTable();
+
+inline void freeOwned(Pool::Lists& pool, veskType* value) {
+  if (value->tag == kTagString) {
+    auto* string = static_cast<veskString*>(value);
+    if (string->text != nullptr) pool.release(string->text, string->capacity);
+  } else {
+    auto* address = static_cast<veskAddress*>(value);
+    if (address->addr != nullptr)
+      pool.release(address->addr, sizeof *address->addr);
+  }
 }
 
+// Frees a value of one of these classes, and says whether it was one.
 [[gnu::always_inline]] inline bool freeValue(Pool::Lists& pool,
                                              veskType* value) {
-  switch (value->tag) {
-    case kTagInt:
-      return freeIf<veskInt>(pool, value);
-    case kTagUnsignedInt:
-      return freeIf<veskUnsignedInt>(pool, value);
-    case kTagBool:
-      return freeIf<veskBool>(pool, value);
-    case kTagTime:
-      return freeIf<veskTime>(pool, value);
-    case kTagUnsignedShort:
-      return freeIf<veskUnsignedShort>(pool, value);
-    case kTagDouble:
-      return freeIf<veskDouble>(pool, value);
-    case kTagString:
-      return freeString(pool, value);
-    case kTagAddress:
-      return freeAddress(pool, value);
-    case kTagOid:
-      return freeIf<veskOid>(pool, value);
-    default:
-      return false;
-  }
+  const Plain& plain = kPlain.of[value->tag];
+  if (plain.type != &typeid(*value)) return false;
+  if (plain.owns) freeOwned(pool, value);
+  pool.releaseTo(plain.place, value);
+  return true;
 }
 
 }  // namespace quick

@@ -14,13 +14,10 @@
 #include "value/list_nodes.h"
 #include "value/quick.h"
 #include "value/values.h"
+#include "value/walk.h"
 
 namespace ostrel {
 namespace {
-
-// How many values may arrive inside one another. Each takes a few stack
-// frames to read, print, compare, copy and free.
-constexpr unsigned kMaxNesting = 2048;
 
 // Counts the values that are being decoded inside one another.
 class Nesting {
@@ -416,11 +413,12 @@ void freeHeld(veskType* value) {
 
 void freeList(veskList* list) {
   if (list == nullptr) return;
-  // Only a class of a program's own could free its elements otherwise.
-  if (isExactly<veskList>(*list)) {
-    freeElements<Freeing::kHeld>(*list);
-  } else {
-    list->clear(1);
+  if (list->count != 0) {
+    // Only a class of a program's own could free its elements otherwise.
+    if (isExactly<veskList>(*list))
+      freeElements<Freeing::kHeld>(*list);
+    else
+      list->clear(1);
   }
   delete list;
 }

@@ -260,9 +260,6 @@ veskType* veskDouble::dup() { return copyFloating(*this); }
 // Identifiers
 
 veskOid::veskOid(const char* text) : veskOid() { set(text); }
-veskOid::veskOid(veskOid& classOid, unsigned a, unsigned b) : veskOid() {
-  set(classOid, a, b);
-}
 
 int veskOid::compare(veskType& other) {
   return compareIdentifiers(*this, other);
@@ -281,16 +278,6 @@ unsigned veskOid::decode(char* buffer, unsigned length) {
 char* veskOid::getString() { return identifierText(*this); }
 veskType* veskOid::dup() { return new veskOid(*this); }
 
-void veskOid::set(veskOid& classOid, unsigned a, unsigned b) {
-  const bool isClass = classOid.valid != 0 && classOid.component[2] == 0 &&
-                       classOid.component[3] == 0;
-  valid = isClass ? 1 : 0;
-  if (!isClass) return;
-  component[0] = classOid.component[0];
-  component[1] = classOid.component[1];
-  component[2] = a;
-  component[3] = b;
-}
 veskOid& veskOid::set(const char* text) {
   parseIdentifier(*this, text);
   return *this;

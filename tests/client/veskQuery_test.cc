@@ -616,11 +616,12 @@ TEST_F(SignedIn, SearchKeepsEmptyingTheErrorsEvenWithoutAny) {
 
 // A peer may put anything among its errors, lists inside PDUs too.
 TEST_F(SignedIn, FormerErrorsAreFreedWholeWhateverAPeerPutThere) {
-  const char* const nested =
-      " 80 43 01 01 28 03 00 43 00 0A 00 80 43 01 01 09 43 01 03 61 62 63 ";
-  server.then(std::string("29" PARTIAL) + nested + "80 43 00")
-      .then(std::string("29" PARTIAL) + nested + "80 43 00")
+#define NESTED \
+  " 80 43 01 01 28 03 00 43 00 0A 00 80 43 01 01 09 43 01 03 61 62 63 "
+  server.then("29" PARTIAL NESTED NONE)
+      .then("29" PARTIAL NESTED NONE)
       .then("29" SUCCESS NONE NONE);
+#undef NESTED
   EXPECT_EQ(search(), kArgListError);
   EXPECT_EQ(search(), kArgListError);
   EXPECT_EQ(caller.errors.count, 1U);
