@@ -5,7 +5,7 @@
 #include "completion.h"
 #include "version.h"
 
-namespace cli {
+namespace ostrel::tools::cli {
 namespace {
 
 constexpr const char* kAbout =
@@ -320,4 +320,4 @@ std::string CommandLine::textFor(const CLI::ParseError& error) {
 
 Exit CommandLine::run(Output& output) { return run_(output); }
 
-}  // namespace cli
+}  // namespace ostrel::tools::cli

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "settings.h"
-#include "verbs.h"
+#include "commands/commands.h"
+#include "terminal/settings.h"
 
-namespace cli {
+namespace ostrel::tools::cli {
 
 class CommandLine {
  public:
@@ -60,6 +60,6 @@ class CommandLine {
   std::string shell_;
 };
 
-}  // namespace cli
+}  // namespace ostrel::tools::cli
 
 #endif  // OSTREL_TOOLS_OSTREL_COMMAND_LINE_H

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-namespace cli {
+namespace ostrel::tools::cli {
 namespace {
 
 struct OptionText {
@@ -167,4 +167,4 @@ std::string zshCompletion(CLI::App& app) {
          "fi\n";
 }
 
-}  // namespace cli
+}  // namespace ostrel::tools::cli

@@ -6,11 +6,11 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-namespace cli {
+namespace ostrel::tools::cli {
 
 std::string bashCompletion(CLI::App& app);
 std::string zshCompletion(CLI::App& app);
 
-}  // namespace cli
+}  // namespace ostrel::tools::cli
 
 #endif  // OSTREL_TOOLS_OSTREL_COMPLETION_H

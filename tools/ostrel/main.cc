@@ -6,11 +6,11 @@
 #include <exception>
 
 #include "command_line.h"
-#include "session.h"
+#include "session/session.h"
 
 namespace {
 
-using namespace cli;
+using namespace ostrel::tools::cli;
 
 // What a failure of the whole command is about.
 Json about(const CommandLine& line) {

@@ -13,13 +13,14 @@
 #include <string>
 #include <vector>
 
-#include "directory_server.h"
-#include "log.h"
-#include "serve.h"
+#include "base/log.h"
+#include "directory/directory_loop.h"
+#include "requests/object_server_loop.h"
 
 namespace {
 
-using ostreld::Level;
+using namespace ostrel::tools;
+using server::Level;
 
 constexpr int kExitUsage = 2;
 constexpr int kExitSetup = 3;
@@ -105,7 +106,7 @@ void makeFolderOf(const std::string& store) {
 
 struct ServeArguments {
   Common common;
-  ostreld::ServeOptions options;
+  server::ServeOptions options;
   std::string store;
   bool memory = false;
   bool readOnly = false;
@@ -173,7 +174,7 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
 
 struct DirectoryArguments {
   Common common;
-  ostreld::DirectoryOptions options;
+  server::DirectoryOptions options;
   std::vector<std::string> interfaces;
   bool noMulticast = false;
 };
@@ -249,9 +250,9 @@ int runServe(ServeArguments& arguments) {
   auto& options = arguments.options;
   options.listen = addressOf(arguments.common.listen);
   if (arguments.readOnly) {
-    options.policy = ostreld::Policy::readOnly();
+    options.policy = server::Policy::readOnly();
   } else if (!arguments.writers.empty()) {
-    options.policy = ostreld::Policy::writers(arguments.writers);
+    options.policy = server::Policy::writers(arguments.writers);
   }
   if (arguments.memory) {
     options.store = ":memory:";
@@ -266,7 +267,7 @@ int runServe(ServeArguments& arguments) {
     umask(S_IRWXG | S_IRWXO);
     makeFolderOf(options.store);
   }
-  return ostreld::serve(options);
+  return server::serve(options);
 }
 
 int runDirectory(DirectoryArguments& arguments) {
@@ -275,7 +276,7 @@ int runDirectory(DirectoryArguments& arguments) {
   options.multicast = !arguments.noMulticast;
   for (const std::string& interface : arguments.interfaces)
     options.interfaces.push_back(addressOf(interface));
-  return ostreld::serveDirectory(options);
+  return server::serveDirectory(options);
 }
 
 }  // namespace
@@ -298,15 +299,15 @@ int main(int count, char** texts) {
   try {
     const bool objects = serves->parsed();
     const Common& common = objects ? serve.common : directory.common;
-    ostreld::setLogLevel(kLevels.at(common.level));
+    server::setLogLevel(kLevels.at(common.level));
     const int code = objects ? runServe(serve) : runDirectory(directory);
-    ostreld::logRepeats();
+    server::logRepeats();
     return code;
   } catch (const std::invalid_argument& error) {
-    ostreld::log(Level::kError, error.what());
+    server::log(Level::kError, error.what());
     return kExitUsage;
   } catch (const std::exception& error) {
-    ostreld::log(Level::kError, error.what());
+    server::log(Level::kError, error.what());
     return kExitSetup;
   }
 }

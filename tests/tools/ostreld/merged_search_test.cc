@@ -1,0 +1,399 @@
+#include "directory/merged_search.h"
+
+#include <ostrel/message.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+
+#include "base/log.h"
+#include "directory/server_addresses.h"
+#include "server_test.h"
+
+namespace ostrel::tools::server {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+
+// An object server that the test plays: a socket on loopback.
+class ScriptedServer {
+ public:
+  ScriptedServer() {
+    messages_.open(0);
+    socklen_t length = sizeof address;
+    getsockname(messages_.socket, reinterpret_cast<sockaddr*>(&address),
+                &length);
+    inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
+  }
+
+  // The next request; null when there is none.
+  Owned<veskPDU> take() {
+    char byte = 0;
+    if (recv(messages_.socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0)
+      return nullptr;
+    veskPDU* pdu = nullptr;
+    messages_.recv(&client_, &pdu);
+    return Owned<veskPDU>(pdu);
+  }
+
+  // Answers the next request with these objects.
+  void answer(std::vector<const char*> objects, int code = 0) {
+    const auto request = take();
+    ASSERT_NE(request, nullptr);
+    veskSearchRespPDU response(code);
+    response.requestId = request->requestId;
+    for (const char* object : objects)
+      response.list->append(new veskOid(object));
+    messages_.send(&client_, &response);
+    response.clear();
+  }
+
+  void answerWith(veskPDU& response) {
+    const auto request = take();
+    ASSERT_NE(request, nullptr);
+    response.requestId = request->requestId;
+    messages_.send(&client_, &response);
+    response.clear();
+  }
+
+  sockaddr_in address = {};
+
+ private:
+  veskMessageHandler messages_;
+  sockaddr_in client_ = {};
+};
+
+class DirectoryTest : public testing::Test {
+ protected:
+  DirectoryTest()
+      : directory(&handler, 4000,
+                  [this](const sockaddr_in& to, std::string& bytes) {
+                    sent.push_back({to, bytes});
+                  }) {
+    handler.open();
+    // Silence is over with the next tick.
+    handler.initialTimeout = 0;
+    handler.retries = 0;
+    directory.setServers({first.address, second.address});
+  }
+
+  static std::string searchBytes(unsigned id, veskList* servers = newList()) {
+    veskOid oid("59.200");
+    auto* list = condition(newList(), "59.200.1", new veskString("a"), 1);
+    veskDSsearchPDU request(oid, list, servers);
+    request.requestId.value = id;
+    const std::string bytes = *encoded(request, kLongestValue);
+    request.clear();
+    return bytes;
+  }
+
+  void handle(const std::string& bytes) {
+    directory.handle(local(), bytes, std::chrono::steady_clock::now());
+  }
+
+  void receiveAll() {
+    while (directory.receive()) {
+    }
+  }
+
+  // The one answer that was sent.
+  Owned<veskDSsearchRespPDU> answer() {
+    EXPECT_THAT(sent, SizeIs(1));
+    if (sent.size() != 1) return make<veskDSsearchRespPDU>();
+    Owned<veskType> value = decoded(sent[0].bytes);
+    auto* typed = dynamic_cast<veskDSsearchRespPDU*>(value.get());
+    EXPECT_NE(typed, nullptr);
+    if (typed == nullptr) return make<veskDSsearchRespPDU>();
+    value.release();
+    return Owned<veskDSsearchRespPDU>(typed);
+  }
+
+  struct Sent {
+    sockaddr_in to;
+    std::string bytes;
+  };
+
+  ScriptedServer first;
+  ScriptedServer second;
+  veskTransactionHandler handler;
+  std::vector<Sent> sent;
+  Directory directory;
+};
+
+TEST_F(DirectoryTest, AnEmptySearchIsAnsweredAtOnce) {
+  veskDSsearchPDU discovery;
+  discovery.requestId.value = 9;
+  handle(*encoded(discovery, kLongestValue));
+  discovery.clear();
+  const auto found = answer();
+  EXPECT_EQ(found->status.value, 0);
+  EXPECT_EQ(found->requestId.value, 9U);
+  EXPECT_EQ(first.take(), nullptr);
+}
+
+TEST_F(DirectoryTest, MergesTheAnswersInTheOrderOfTheServers) {
+  handle(searchBytes(1));
+  second.answer({"59.200.0.7"});
+  receiveAll();
+  EXPECT_THAT(sent, IsEmpty());
+  first.answer({"59.200.0.1", "59.200.0.2"});
+  receiveAll();
+  const auto found = answer();
+  EXPECT_EQ(found->status.value, 0);
+  EXPECT_THAT(texts(*found->list),
+              ElementsAre("59.200.0.1", "59.200.0.2", "59.200.0.7"));
+  EXPECT_THAT(texts(*found->list2),
+              ElementsAre("127.0.0.1", "127.0.0.1", "127.0.0.1"));
+  EXPECT_THAT(texts(*found->errors), IsEmpty());
+}
+
+TEST_F(DirectoryTest, PassesTheConditionsOn) {
+  handle(searchBytes(1));
+  const auto request = first.take();
+  auto* search = dynamic_cast<veskSearchPDU*>(request.get());
+  ASSERT_NE(search, nullptr);
+  EXPECT_EQ(text(search->oid), "59.200.0.0");
+  EXPECT_THAT(texts(*search->list), ElementsAre("59.200.1 = a op = 1"));
+}
+
+TEST_F(DirectoryTest, ASilentServerIsGivenUpAndNamed) {
+  handle(searchBytes(1));
+  first.answer({"59.200.0.1"});
+  receiveAll();
+  testing::internal::CaptureStderr();
+  directory.tick();
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr(text(second.address) + " did not answer"));
+  const auto found = answer();
+  EXPECT_EQ(found->status.value, 0);
+  EXPECT_THAT(texts(*found->list), ElementsAre("59.200.0.1"));
+  EXPECT_THAT(errorsIn(*found->errors), ElementsAre(Pair(1, kNetworkError)));
+  EXPECT_FALSE(directory.busy());
+}
+
+TEST_F(DirectoryTest, FailsOnlyWhenEveryServerFails) {
+  handle(searchBytes(1));
+  first.answer({}, kOidFormat);
+  second.answer({}, kOidFormat);
+  receiveAll();
+  EXPECT_EQ(answer()->status.value, kOidFormat);
+}
+
+TEST_F(DirectoryTest, AServersOwnCodeTellsMoreThanSilence) {
+  handle(searchBytes(1));
+  second.answer({}, kItemErrors);
+  receiveAll();
+  directory.tick();
+  const auto found = answer();
+  EXPECT_EQ(found->status.value, kItemErrors);
+  EXPECT_THAT(errorsIn(*found->errors),
+              ElementsAre(Pair(0, kNetworkError), Pair(1, kItemErrors)));
+}
+
+TEST_F(DirectoryTest, AnAnswerFromAnotherAddressIsNamed) {
+  handle(searchBytes(1));
+  auto request = first.take();
+  ASSERT_NE(request, nullptr);
+  sockaddr_in asker = {};
+  socklen_t length = sizeof asker;
+  getsockname(handler.messageHandler->socket,
+              reinterpret_cast<sockaddr*>(&asker), &length);
+  inet_pton(AF_INET, "127.0.0.1", &asker.sin_addr);
+  veskSearchRespPDU response(0);
+  response.requestId = request->requestId;
+  veskMessageHandler stranger;
+  stranger.open(0);
+  stranger.send(&asker, &response);
+  response.clear();
+  testing::internal::CaptureStderr();
+  receiveAll();
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr("which was not asked"));
+}
+
+TEST_F(DirectoryTest, AnAnswerOfAnotherKindCountsAsFailure) {
+  handle(searchBytes(1));
+  veskVerifyRespPDU wrong(0);
+  first.answerWith(wrong);
+  veskSearchRespPDU strange(0);
+  strange.list->append(new veskInt(5));
+  strange.list->append(new veskOid("59.200.0.3"));
+  second.answerWith(strange);
+  receiveAll();
+  const auto found = answer();
+  EXPECT_THAT(texts(*found->list), ElementsAre("59.200.0.3"));
+  EXPECT_THAT(texts(*found->list2), SizeIs(1));
+  EXPECT_THAT(errorsIn(*found->errors), ElementsAre(Pair(0, kCodingError)));
+}
+
+TEST_F(DirectoryTest, ARequestThatIsSentAgainAsksNobodyTwice) {
+  handle(searchBytes(1));
+  handle(searchBytes(1));
+  first.answer({"59.200.0.1"});
+  EXPECT_EQ(first.take(), nullptr);
+  second.answer({});
+  receiveAll();
+  EXPECT_THAT(sent, SizeIs(1));
+  handle(searchBytes(1));
+  ASSERT_THAT(sent, SizeIs(2));
+  EXPECT_EQ(sent[0].bytes, sent[1].bytes);
+  EXPECT_EQ(first.take(), nullptr);
+}
+
+TEST_F(DirectoryTest, SearchesRunSideBySide) {
+  handle(searchBytes(1));
+  handle(searchBytes(2));
+  for (ScriptedServer* server : {&first, &second}) {
+    server->answer({"59.200.0.1"});
+    server->answer({"59.200.0.1"});
+  }
+  receiveAll();
+  EXPECT_THAT(sent, SizeIs(2));
+}
+
+TEST_F(DirectoryTest, TheSecondListChoosesServers) {
+  auto* nobody = newList();
+  nobody->append(new veskAddress("192.0.2.1"));
+  handle(searchBytes(1, nobody));
+  EXPECT_EQ(first.take(), nullptr);
+  EXPECT_THAT(texts(*answer()->list), IsEmpty());
+  sent.clear();
+  auto* here = newList();
+  here->append(new veskAddress("127.0.0.1"));
+  handle(searchBytes(2, here));
+  first.answer({"59.200.0.1"});
+  second.answer({});
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list), ElementsAre("59.200.0.1"));
+}
+
+TEST_F(DirectoryTest, WhatIsForAnObjectServerIsRefused) {
+  veskOid oid("59.200.0.1");
+  veskVerifyPDU request(oid);
+  handle(*encoded(request, kLongestValue));
+  ASSERT_THAT(sent, SizeIs(1));
+  const auto value = decoded(sent[0].bytes);
+  auto* response = dynamic_cast<veskVerifyRespPDU*>(value.get());
+  ASSERT_NE(response, nullptr);
+  EXPECT_EQ(response->status.value, kNoObjectManager);
+}
+
+TEST_F(DirectoryTest, AnswersAndNonsenseAreNotAnswered) {
+  veskDSsearchRespPDU response(0);
+  handle(*encoded(response, kLongestValue));
+  response.clear();
+  handle("nonsense");
+  EXPECT_THAT(sent, IsEmpty());
+}
+
+TEST_F(DirectoryTest, AnAnswerThatIsTooLongBecomesAnError) {
+  handle(searchBytes(1));
+  first.answer(std::vector<const char*>(1000, "59.200.0.1"));
+  second.answer({});
+  receiveAll();
+  EXPECT_EQ(answer()->status.value, kInternalError);
+}
+
+TEST_F(DirectoryTest, SearchesAtATimeAreBounded) {
+  const auto now = std::chrono::steady_clock::now();
+  const auto asked = [&](const sockaddr_in& from) {
+    for (unsigned i = 0; i <= Directory::kMostQueries; ++i)
+      directory.handle(from, searchBytes(i), now);
+    unsigned count = 0;
+    while (first.take() != nullptr) count++;
+    while (second.take() != nullptr) {
+    }
+    return count;
+  };
+  EXPECT_EQ(asked(addressOf("127.0.0.1", 1)), 16U);
+  EXPECT_EQ(asked(addressOf("127.0.0.1", 2)), 16U);
+  EXPECT_EQ(asked(addressOf("127.0.0.1", 3)), 16U);
+  EXPECT_EQ(asked(addressOf("127.0.0.1", 4)), 0U);
+  EXPECT_EQ(asked(addressOf("127.0.0.2", 1)), 16U);
+  EXPECT_EQ(asked(addressOf("127.0.0.3", 1)), 0U);
+}
+
+TEST_F(DirectoryTest, WithoutServersNothingIsFound) {
+  directory.setServers({});
+  handle(searchBytes(1));
+  EXPECT_EQ(answer()->status.value, 0);
+}
+
+TEST(ServerListTest, HasAddressesAndPorts) {
+  EXPECT_EQ(text(parseServer("127.0.0.2")), "127.0.0.2:5135");
+  EXPECT_EQ(text(parseServer("127.0.0.2:6000")), "127.0.0.2:6000");
+  for (const char* entry : {"127.0.0.2:0", "127.0.0.2:70000", "127.0.0.2:"})
+    EXPECT_THROW(parseServer(entry), std::invalid_argument) << entry;
+}
+
+TEST(ServerListTest, EachAddressIsOneMachines) {
+  for (const char* entry : {"224.0.0.77", "255.255.255.255", "0.0.0.0"})
+    EXPECT_THROW(parseServer(entry), std::invalid_argument) << entry;
+}
+
+TEST(ServerListTest, AFolderIsNoFile) {
+  EXPECT_THROW(readServers("/tmp"), std::runtime_error);
+}
+
+// Whether the name is known without asking any other machine.
+bool isInHostsFile(const std::string& name) {
+  std::ifstream hosts("/etc/hosts");
+  for (std::string word; hosts >> word;) {
+    if (word == name) return true;
+  }
+  return false;
+}
+
+TEST(ServerListTest, NamesStandForTheirAddresses) {
+  if (!isInHostsFile("localhost"))
+    GTEST_SKIP() << "/etc/hosts does not name localhost";
+  EXPECT_EQ(text(parseServer("localhost")), "127.0.0.1:5135");
+  EXPECT_EQ(text(parseServer("localhost:7")), "127.0.0.1:7");
+}
+
+TEST(ServerListTest, FilesHaveCommentsAndErrorsHaveLines) {
+  char path[] = "/tmp/ostreld-servers-XXXXXX";
+  close(mkstemp(path));
+  std::ofstream(path) << "# all of them\n\n127.0.0.1  # here\r\n127.0.0.3:7\n";
+  std::vector<std::string> servers;
+  for (const sockaddr_in& server : readServers(path))
+    servers.push_back(text(server));
+  EXPECT_THAT(servers, ElementsAre("127.0.0.1:5135", "127.0.0.3:7"));
+  std::ofstream(path) << "127.0.0.1\n127.0.0.1:x\n";
+  try {
+    readServers(path);
+    FAIL() << "read";
+  } catch (const std::runtime_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr("line 2"));
+  }
+  unlink(path);
+  EXPECT_THROW(readServers(path), std::runtime_error);
+}
+
+TEST(ServerListTest, AServerIsAskedOnce) {
+  EXPECT_THAT(withoutRepeats({local(), remote(), local()}), SizeIs(2));
+}
+
+TEST(LogTest, CountsLinesThatRepeatWhateverStandsBetween) {
+  logRepeats();
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 3; ++i) {
+    log(Level::kWarning, "first");
+    log(Level::kWarning, "second");
+  }
+  logRepeats();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "ostreld: warning: first\n"
+            "ostreld: warning: second\n"
+            "ostreld: warning: first (2 more times)\n"
+            "ostreld: warning: second (2 more times)\n");
+}
+
+}  // namespace
+}  // namespace ostrel::tools::server

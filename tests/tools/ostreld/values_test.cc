@@ -1,0 +1,117 @@
+#include "base/values.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace ostrel::tools::server {
+namespace {
+
+template <class Left, class Right>
+Order order(Left left, Right right) {
+  return compareValues(left, right);
+}
+
+TEST(CompareValues, NumbersCompareByValueWhateverTheirClasses) {
+  EXPECT_EQ(order(veskInt(5), veskUnsignedInt(5)), Order::kEqual);
+  EXPECT_EQ(order(veskShort(-1), veskUnsignedLong(1)), Order::kLess);
+  EXPECT_EQ(order(veskTime(8), veskDouble(7.5)), Order::kGreater);
+  EXPECT_EQ(order(veskBool(1), veskChar(1)), Order::kEqual);
+}
+
+TEST(CompareValues, DistantNumbersDoNotWrapAround) {
+  EXPECT_EQ(order(veskInt(std::numeric_limits<int>::max()), veskInt(-1)),
+            Order::kGreater);
+  EXPECT_EQ(order(veskUnsignedInt(0), veskUnsignedInt(0xFFFFFFFF)),
+            Order::kLess);
+}
+
+TEST(CompareValues, FractionsCount) {
+  EXPECT_EQ(order(veskFloat(1.25F), veskFloat(1.5F)), Order::kLess);
+}
+
+TEST(CompareValues, NotANumberIsDifferentFromAll) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_EQ(order(veskDouble(nan), veskDouble(nan)), Order::kDifferent);
+}
+
+TEST(CompareValues, TextsCompareByteByByteWithNulsInside) {
+  EXPECT_EQ(order(veskString("ab"), veskString("abc")), Order::kLess);
+  EXPECT_EQ(order(veskString("a\0b", 3), veskString("a\0c", 3)), Order::kLess);
+  EXPECT_EQ(order(veskString("\xFF"), veskString("a")), Order::kGreater);
+  EXPECT_EQ(order(veskString(), veskString("")), Order::kEqual);
+}
+
+TEST(CompareValues, EqualBytesAreEqual) {
+  EXPECT_EQ(order(veskOpaque("ab", 2), veskOpaque("ab", 2)), Order::kEqual);
+  EXPECT_EQ(order(veskOpaque("ab", 2), veskOpaque("ac", 2)), Order::kLess);
+}
+
+TEST(CompareValues, TextsAndBytesAndNumbersAreDifferent) {
+  EXPECT_EQ(order(veskString("5"), veskInt(5)), Order::kDifferent);
+  EXPECT_EQ(order(veskString("a"), veskOpaque("a", 1)), Order::kDifferent);
+}
+
+TEST(CompareValues, IdentifiersCompareComponentByComponent) {
+  EXPECT_EQ(order(veskOid("59.6.0.9"), veskOid("59.6.1.0")), Order::kLess);
+  EXPECT_EQ(order(veskOid("59.4294967295"), veskOid("59.1")), Order::kGreater);
+  EXPECT_EQ(order(veskAid("59.6.1"), veskAid("59.6.1")), Order::kEqual);
+  EXPECT_EQ(order(veskOid(), veskOid("0.0")), Order::kLess);
+}
+
+TEST(CompareValues, AddressesCompareAsNumbers) {
+  EXPECT_EQ(order(veskAddress("10.0.0.2"), veskAddress("10.0.1.1")),
+            Order::kLess);
+  EXPECT_EQ(order(veskAddress("200.0.0.1"), veskAddress("10.0.0.1")),
+            Order::kGreater);
+  EXPECT_EQ(order(veskAddress(), veskAddress("10.0.0.1")), Order::kDifferent);
+}
+
+TEST(CompareValues, ListsAreEqualElementByElement) {
+  OwnedList left;
+  OwnedList right;
+  left.append(new veskInt(1));
+  right.append(new veskUnsignedInt(1));
+  EXPECT_EQ(compareValues(left, right), Order::kEqual);
+  right.append(new veskInt(2));
+  EXPECT_EQ(compareValues(left, right), Order::kDifferent);
+}
+
+TEST(ContainsValue, FindsPartsOfTextsAndBytesAndElementsOfLists) {
+  veskString whole("hello world");
+  veskString part("lo w");
+  veskString other("low");
+  EXPECT_TRUE(containsValue(whole, part));
+  EXPECT_FALSE(containsValue(whole, other));
+  OwnedList list;
+  list.append(new veskInt(7));
+  veskUnsignedInt seven(7);
+  veskInt eight(8);
+  EXPECT_TRUE(containsValue(list, seven));
+  EXPECT_FALSE(containsValue(list, eight));
+  EXPECT_FALSE(containsValue(seven, seven));
+}
+
+TEST(Encoded, IsRefusedBeyondTheLimit) {
+  veskString string(std::string(1000, 'x').c_str());
+  const auto bytes = encoded(string, 2000);
+  ASSERT_TRUE(bytes.has_value());
+  EXPECT_TRUE(encoded(string, bytes->size()).has_value());
+  EXPECT_FALSE(encoded(string, bytes->size() - 1).has_value());
+}
+
+TEST(Encoded, IsNothingForAValueThatHasNoEncoding) {
+  veskAddress address;
+  address.family = 77;
+  EXPECT_FALSE(encoded(address, kLongestValue).has_value());
+}
+
+TEST(Decoded, WantsAllBytes) {
+  EXPECT_NE(decoded(std::string("\x03\x00", 2)), nullptr);
+  EXPECT_EQ(decoded(std::string("\x03\x00\x00", 3)), nullptr);
+  EXPECT_EQ(decoded("\x03"), nullptr);
+  EXPECT_EQ(decoded(""), nullptr);
+}
+
+}  // namespace
+}  // namespace ostrel::tools::server

@@ -1,0 +1,121 @@
+// The commands that ask the directory service.
+
+#include <ostrel/veskError.h>
+
+#include "commands/command_support.h"
+#include "format/pdu_text.h"
+
+namespace ostrel::tools::cli {
+namespace {
+
+// How far the attempts of a discovery reach, and how long each waits.
+struct Attempt {
+  int hops;
+  long seconds;
+};
+constexpr Attempt kAttempts[] = {{1, 3}, {2, 3}, {4, 5}, {8, 5}};
+
+// Asks for directory servers until `take` returns true or somebody answered.
+// Returns whether somebody did.
+bool discover(Session& session, int hops, const Session::Take& take) {
+  bool answered = false;
+  for (const Attempt& attempt : kAttempts) {
+    if (attempt.hops > hops) break;
+    veskDSsearchPDU request;
+    const Owned<veskList> list(request.list), list2(request.list2);
+    const bool ended = session.gather(request, attempt.hops, attempt.seconds,
+                                      [&](in_addr from, veskPDU& answer) {
+                                        answered = true;
+                                        return take(from, answer);
+                                      });
+    if (ended || answered) return true;
+  }
+  return false;
+}
+
+[[noreturn]] void throwNobody() {
+  throw Failure(kNoAnswer, "no directory server answered the multicast",
+                "Is one running (ostreld directory)? --server names its host.",
+                10);
+}
+
+}  // namespace
+
+Exit runDiscover(Session& session, int hops) {
+  Output& output = session.output();
+  const bool answered =
+      discover(session, hops, [&](in_addr from, veskPDU& answer) {
+        Json json;
+        json["command"] = "discover";
+        json["directory"] = addressText(from);
+        json["status"] = codeJson(answer.status.value);
+        output.result(addressText(from) + "\n", json);
+        return false;
+      });
+  if (!answered) throwNobody();
+  return kDone;
+}
+
+Exit runFind(Session& session, const std::string& classOid,
+             const Words& words) {
+  Output& output = session.output();
+  veskOid oid = parseOid(classOid);
+  const Owned<veskList> conditions = conditionsFrom(words);
+  const Owned<veskList> noServers(new veskList);
+  veskDSsearchPDU request(oid, conditions.get(), noServers.get());
+
+  in_addr directory = {};
+  if (!output.settings().server.empty()) {
+    directory = session.server();
+  } else if (!discover(session, kAttempts[3].hops, [&](in_addr from, veskPDU&) {
+               directory = from;
+               return true;
+             })) {
+    throwNobody();
+  }
+  // Without an answer to the discovery there is nobody to send the search to;
+  // 0.0.0.0 stands for whoever answers.
+  const auto response =
+      session.askAt<veskDSsearchRespPDU>(directory, kDirectoryPort, request);
+  if (response == nullptr) return kDone;
+
+  // The object at each position of the one list is at the server in the other.
+  std::string text;
+  Json found = Json::array();
+  for (unsigned i = 0; i < response->list->count; ++i) {
+    veskType* object = response->list->at(i);
+    auto* id = dynamic_cast<veskOid*>(object);
+    auto* server = i < response->list2->count
+                       ? response->list2->at<veskAddress>(i)
+                       : nullptr;
+    text += foundText(object);
+    if (server != nullptr && !output.settings().quiet)
+      text += "  " + plainText(server);
+    text += "\n";
+    Json entry;
+    entry["oid"] = id != nullptr ? oidJson(*id) : toJson(object);
+    entry["server"] =
+        server != nullptr ? toJson(server)["value"] : Json(nullptr);
+    found.push_back(std::move(entry));
+  }
+  Json json;
+  json["command"] = "find";
+  json["directory"] = addressText(directory);
+  json["status"] = codeJson(response->status.value);
+  json["oid"] = oidJson(oid);
+  json["found"] = std::move(found);
+  json["errors"] = errorsJson(response->errors);
+  output.result(text, json);
+  // Each error is about one of the servers that the directory asked.
+  const Exit exit = reportErrors(output, "object server", *response, nullptr);
+  if (response->list->count != 0) return exit;
+  if (exit == kDone)
+    output.note("ostrel: nothing found");
+  else
+    output.hint(
+        "Do the object servers run (ostreld serve) that the directory "
+        "server was given?");
+  return exit;
+}
+
+}  // namespace ostrel::tools::cli

@@ -1,0 +1,334 @@
+// "ostrel watch": registers for events, prints them as they come, renews the
+// registrations and removes them at the end.
+
+#include <arpa/inet.h>
+#include <ostrel/message.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+
+#include "commands/command_support.h"
+#include "format/pdu_text.h"
+#include "terminal/signals.h"
+
+namespace ostrel::tools::cli {
+namespace {
+
+constexpr const char* kRegistrationClass = "59.6.0.0";
+constexpr const char* kServerAttribute = "59.1.1";
+constexpr const char* kObjectAttribute = "59.6.1";
+constexpr const char* kEventAttribute = "59.6.2";
+constexpr const char* kAddressAttribute = "59.6.3";
+constexpr const char* kPortAttribute = "59.6.4";
+constexpr const char* kExpiryAttribute = "59.6.5";
+constexpr const char* kExpiryNotice = "59.6.6";
+constexpr std::uint32_t kRenewal = 3600;  // seconds
+constexpr int kNoSuchName = 1;
+
+struct Named {
+  const char* name;
+  const char* id;
+};
+constexpr Named kEvents[] = {
+    {"any", "59.6.0"},
+    {"created", "59.6.7"},
+    {"changed", "59.6.8"},
+    {"removed", "59.6.9"},
+};
+
+veskAid eventFrom(const std::string& word) {
+  for (const Named& event : kEvents)
+    if (word == event.name) return veskAid(event.id);
+  return parseAid(word);
+}
+
+const char* eventName(const veskAid& id) {
+  for (const Named& event : kEvents)
+    if (aidText(id) == event.id) return event.name;
+  return nullptr;
+}
+
+// This host's address on the way to the server: events have to come back.
+in_addr localAddressTowards(in_addr server) {
+  const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(kObjectServerPort);
+  address.sin_addr = server;
+  socklen_t length = sizeof address;
+  const bool good =
+      socket >= 0 &&
+      connect(socket, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+      getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) == 0;
+  const int cause = errno;
+  if (socket >= 0) ::close(socket);
+  if (!good)
+    throw Failure(kSetup, "there is no way to " + addressText(server) + ": " +
+                              std::strerror(cause));
+  return address.sin_addr;
+}
+
+class Watch {
+ public:
+  Watch(Session& session, const WatchOptions& options)
+      : session_(session), options_(options), oid_(parseOid(options.oid)) {
+    for (const std::string& word : options.events)
+      wanted_.push_back(eventFrom(word));
+    if (wanted_.empty()) wanted_.push_back(eventFrom("any"));
+  }
+
+  Exit run();
+
+ private:
+  struct Registration {
+    veskAid event;
+    veskOid oid;
+  };
+
+  void open();
+  bool registerFor(veskAid& event, veskOid* oid);
+  Exit unregisterAll();
+  void watch();
+  bool done() const;
+  void take(const sockaddr_in& from, veskEventPDU& event);
+  void renew(Registration& registration, veskEventPDU& notice);
+  void report(const char* what, const std::string& text, Json details);
+  void reportFailure(const std::string& what, const Failure& failure,
+                     const std::string& hint, const Json& details);
+  Exit reportItems(const std::string& subject, veskRespPDU& response,
+                   veskList& items, Json details);
+
+  Session& session_;
+  const WatchOptions& options_;
+  veskOid oid_;
+  std::vector<veskAid> wanted_;
+  std::vector<Registration> registrations_;
+  veskMessageHandler events_;
+  int socket_ = -1;
+  in_addr deliverTo_ = {};
+  unsigned short port_ = 0;
+  unsigned seen_ = 0;
+  std::chrono::steady_clock::time_point start_;
+};
+
+void Watch::open() {
+  deliverTo_ = options_.deliverTo.empty()
+                   ? localAddressTowards(session_.server())
+                   : resolve(options_.deliverTo, session_.output());
+  if (session_.output().settings().dryRun) return;
+  socket_ = events_.open(0);
+  sockaddr_in address = {};
+  socklen_t length = sizeof address;
+  if (socket_ < 0 ||
+      getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+    throw Failure(kSetup, std::string("cannot open a socket for events: ") +
+                              std::strerror(errno));
+  port_ = ntohs(address.sin_port);
+}
+
+// A line of JSON for each step; people only see what is text.
+void Watch::report(const char* what, const std::string& text, Json details) {
+  Json json;
+  json["command"] = "watch";
+  json["what"] = what;
+  json.update(details);
+  session_.output().result(text, json);
+}
+
+void Watch::reportFailure(const std::string& what, const Failure& failure,
+                          const std::string& hint, const Json& details) {
+  Json about;
+  about["command"] = "watch";
+  about.update(details);
+  session_.output().failure(
+      Failure(failure.exit, what + ": " + failure.what(), hint, failure.code),
+      about);
+}
+
+Exit Watch::reportItems(const std::string& subject, veskRespPDU& response,
+                        veskList& items, Json details) {
+  const Exit exit = reportErrors(session_.output(), subject, response, &items);
+  if (exit == kDone) return exit;
+  details["oid"] = oidJson(oid_);
+  details["status"] = codeJson(response.status.value);
+  details["errors"] = errorsJson(response.errors);
+  report("failed", "", std::move(details));
+  return exit;
+}
+
+bool Watch::registerFor(veskAid& event, veskOid* oid) {
+  const Owned<veskList> list(new veskList);
+  veskAddress server(session_.server()), host(deliverTo_);
+  veskUnsignedShort port(port_);
+  veskAppendAttr(list.get(), kServerAttribute, &server);
+  veskAppendAttr(list.get(), kObjectAttribute, &oid_);
+  veskAppendAttr(list.get(), kEventAttribute, &event);
+  veskAppendAttr(list.get(), kAddressAttribute, &host);
+  veskAppendAttr(list.get(), kPortAttribute, &port);
+  veskOid registrations(kRegistrationClass);
+  veskCreatePDU request(registrations, list.get());
+  const auto response = session_.ask<veskCreateRespPDU>(request);
+  if (response == nullptr) return false;
+  if (response->errors->count != 0) {
+    reportItems(oidText(oid_), *response, *list, {{"event", aidJson(event)}});
+    throw Failure(
+        kRefused,
+        "no registration was made: " + codeText(response->status.value),
+        "--trace shows what was asked for.", response->status.value);
+  }
+  checkMade(*response);
+  *oid = response->oid;
+  Json json;
+  json["registration"] = oidJson(*oid);
+  json["oid"] = oidJson(oid_);
+  json["event"] = aidJson(event);
+  report("registered", "", std::move(json));
+  return true;
+}
+
+// Removes the registrations, each whatever became of the others, and reports
+// those that may be left.
+Exit Watch::unregisterAll() {
+  forgetSignals();
+  Exit exit = kDone;
+  for (Registration& registration : registrations_) {
+    Json json;
+    json["registration"] = oidJson(registration.oid);
+    veskRemovePDU request(registration.oid);
+    try {
+      session_.ask<veskRemoveRespPDU>(request);
+    } catch (const Failure& failure) {
+      // One that has gone meanwhile is what is wanted.
+      if (failure.code != kNoSuchName) {
+        reportFailure("the registration " + oidText(registration.oid) +
+                          " may still be there",
+                      failure, "It ends by itself within the hour.", json);
+        exit = failure.exit;
+        continue;
+      }
+    }
+    report("unregistered", "", std::move(json));
+  }
+  return exit;
+}
+
+void Watch::renew(Registration& registration, veskEventPDU& notice) {
+  // The time at which it would end, by itself or in an attribute.
+  veskType* first = notice.list->count != 0 ? notice.list->at(0) : nullptr;
+  if (auto* attribute = dynamic_cast<veskAttribute*>(first))
+    first = attribute->value;
+  auto* ends = dynamic_cast<veskUnsignedInt*>(first);
+  veskTime until((ends != nullptr
+                      ? ends->value
+                      : static_cast<std::uint32_t>(std::time(nullptr))) +
+                 kRenewal);
+  const Owned<veskList> list(new veskList);
+  veskAppendAttr(list.get(), kExpiryAttribute, &until);
+  veskSetPDU request(registration.oid, list.get());
+  Json json;
+  json["registration"] = oidJson(registration.oid);
+  try {
+    const auto response = session_.ask<veskSetRespPDU>(request);
+    if (reportItems("the registration " + oidText(registration.oid), *response,
+                    *list, json) == kDone) {
+      json["until"] = timeText(until.value);
+      report("renewed", "", std::move(json));
+    }
+  } catch (const Failure& failure) {
+    if (failure.exit == kInterrupted) throw;
+    reportFailure(
+        "the registration " + oidText(registration.oid) + " is not renewed",
+        failure, failure.hint, json);
+    // It is gone, so that a new one has to take its place.
+    if (failure.code == kNoSuchName)
+      registerFor(registration.event, &registration.oid);
+  }
+}
+
+void Watch::take(const sockaddr_in& from, veskEventPDU& event) {
+  if (event.aid == kExpiryNotice) {
+    for (Registration& registration : registrations_)
+      if (registration.oid == event.oid) renew(registration, event);
+    return;
+  }
+  ++seen_;
+  const char* name = eventName(event.aid);
+  const std::string now =
+      timeText(static_cast<std::uint32_t>(std::time(nullptr)));
+  std::string text = now + " " + oidText(event.oid) + " " +
+                     (name != nullptr ? name : aidText(event.aid).c_str());
+  for (unsigned i = 0; i < event.list->count; ++i) {
+    auto* attribute = event.list->at<veskAttribute>(i);
+    text += i == 0 ? "  " : ", ";
+    text += attribute != nullptr ? attributeText(*attribute)
+                                 : valueText(event.list->at(i));
+  }
+  Json json;
+  json["time"] = now;
+  json["from"] = addressText(from.sin_addr);
+  json["oid"] = oidJson(event.oid);
+  json["event"] = aidJson(event.aid);
+  json["name"] = name != nullptr ? Json(name) : Json(nullptr);
+  json["arguments"] = toJson(event.list)["value"];
+  report("event", text + "\n", std::move(json));
+}
+
+bool Watch::done() const {
+  const auto passed = std::chrono::steady_clock::now() - start_;
+  return (options_.count != 0 && seen_ >= options_.count) ||
+         (options_.seconds != 0 &&
+          passed >= std::chrono::seconds(options_.seconds)) ||
+         session_.output().broken();
+}
+
+void Watch::watch() {
+  start_ = std::chrono::steady_clock::now();
+  while (!done()) {
+    if (!Session::waitFor(socket_)) continue;
+    if (session_.output().settings().trace) session_.trace().arriving(socket_);
+    veskPDU* arrived = nullptr;
+    sockaddr_in from = {};
+    if (events_.recv(&from, &arrived) != 0 || arrived == nullptr) continue;
+    const Owned<veskPDU> pdu(arrived);
+    // Whoever sends something else to this port gets no answer.
+    if (auto* event = dynamic_cast<veskEventPDU*>(arrived)) take(from, *event);
+  }
+}
+
+Exit Watch::run() {
+  open();
+  try {
+    for (veskAid& event : wanted_) {
+      Registration registration = {event, {}};
+      if (registerFor(event, &registration.oid))
+        registrations_.push_back(registration);
+    }
+    if (registrations_.empty()) {
+      session_.output().note("ostrel: so is the port for events, 0 here");
+      return kDone;
+    }
+    session_.output().note("ostrel: watching " + oidText(oid_) + " at " +
+                           addressText(session_.server()) + "; Ctrl-C ends it");
+    watch();
+  } catch (const Failure& failure) {
+    // Ctrl-C is how watching ends; while registering it is an interruption.
+    const bool ended =
+        failure.exit == kInterrupted && registrations_.size() == wanted_.size();
+    const Exit left = unregisterAll();
+    if (!ended) throw;
+    return left;
+  }
+  return unregisterAll();
+}
+
+}  // namespace
+
+Exit runWatch(Session& session, const WatchOptions& options) {
+  return Watch(session, options).run();
+}
+
+}  // namespace ostrel::tools::cli

@@ -1,0 +1,103 @@
+#include "directory/server_addresses.h"
+
+#include <netdb.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+#include "base/codes.h"
+#include "base/values.h"
+
+namespace ostrel::tools::server {
+namespace {
+
+std::uint16_t parsePort(const std::string& digits, const std::string& entry) {
+  std::uint16_t port = 0;
+  const char* end = digits.data() + digits.size();
+  const auto result = std::from_chars(digits.data(), end, port);
+  if (result.ec != std::errc() || result.ptr != end || port == 0)
+    throw std::invalid_argument("no port: " + entry);
+  return port;
+}
+
+std::string trimmed(std::string line) {
+  constexpr const char* kSpace = " \t\r";
+  line.erase(std::min(line.find('#'), line.size()));
+  line.erase(0, std::min(line.find_first_not_of(kSpace), line.size()));
+  line.erase(line.find_last_not_of(kSpace) + 1);
+  return line;
+}
+
+}  // namespace
+
+sockaddr_in parseServer(const std::string& entry) {
+  const std::size_t colon = entry.find(':');
+  const std::string host = entry.substr(0, colon);
+  std::uint16_t port = kObjectServerPort;
+  if (colon != std::string::npos)
+    port = parsePort(entry.substr(colon + 1), entry);
+
+  addrinfo hints = {};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_DGRAM;
+  addrinfo* found = nullptr;
+  const int code = getaddrinfo(host.c_str(), nullptr, &hints, &found);
+  if (code != 0) {
+    throw std::runtime_error("no address for the server " + host + ": " +
+                             gai_strerror(code));
+  }
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr;
+  address.sin_port = htons(port);
+  freeaddrinfo(found);
+  if (!isUnicast(address.sin_addr)) {
+    throw std::invalid_argument("not the address of one server: " + host +
+                                " is " + text(address.sin_addr));
+  }
+  return address;
+}
+
+std::vector<sockaddr_in> readServers(const std::string& path) {
+  std::ifstream file(path);
+  if (!file) throw std::runtime_error("cannot read the server file " + path);
+  std::vector<sockaddr_in> servers;
+  unsigned number = 0;
+  for (std::string line; std::getline(file, line);) {
+    number++;
+    const std::string entry = trimmed(line);
+    if (entry.empty()) continue;
+    try {
+      servers.push_back(parseServer(entry));
+    } catch (const std::exception& error) {
+      throw std::runtime_error(path + ", line " + std::to_string(number) +
+                               ": " + error.what());
+    }
+  }
+  // A folder opens like a file and cannot be read.
+  if (file.bad())
+    throw std::runtime_error("cannot read the server file " + path);
+  return servers;
+}
+
+bool sameAddress(const sockaddr_in& left, const sockaddr_in& right) {
+  return left.sin_addr.s_addr == right.sin_addr.s_addr &&
+         left.sin_port == right.sin_port;
+}
+
+std::vector<sockaddr_in> withoutRepeats(const std::vector<sockaddr_in>& list) {
+  std::vector<sockaddr_in> result;
+  for (const sockaddr_in& server : list) {
+    const bool known = std::any_of(
+        result.begin(), result.end(),
+        [&](const sockaddr_in& each) { return sameAddress(each, server); });
+    if (!known) result.push_back(server);
+  }
+  return result;
+}
+
+}  // namespace ostrel::tools::server

@@ -1,0 +1,170 @@
+#include "net/udp_socket.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+#include "base/log.h"
+#include "base/values.h"
+
+namespace ostrel::tools::server {
+namespace {
+
+// Room for a burst of requests; the system may give less.
+constexpr int kReceiveBuffer = 1 << 20;
+constexpr int kSendBuffer = 1 << 18;
+
+// A datagram's header as the library describes it: the length of the whole
+// message stands at offset 8.
+constexpr std::size_t kHeaderSize = 16;
+constexpr std::size_t kTotalOffset = 8;
+
+std::string explain(const sockaddr_in& address) {
+  const std::string where = text(address);
+  switch (errno) {
+    case EADDRINUSE:
+      return "port " + where +
+             " is in use: another server may be running there (--listen "
+             "chooses another address, --port another port)";
+    case EADDRNOTAVAIL:
+      return "this machine has no address " + text(address.sin_addr);
+    case EACCES:
+      return "not allowed to listen on " + where;
+    default:
+      return "cannot listen on " + where + ": " + std::strerror(errno);
+  }
+}
+
+struct Free {
+  void operator()(void* block) const { std::free(block); }
+};
+
+}  // namespace
+
+UdpSocket::UdpSocket(in_addr address, std::uint16_t port,
+                     std::size_t longestMessage)
+    : longestMessage_(longestMessage) {
+  openOn(address, port, false);
+}
+
+UdpSocket::UdpSocket(Group group, std::uint16_t port,
+                     std::size_t longestMessage)
+    : longestMessage_(longestMessage) {
+  openOn(group.address, port, true);
+}
+
+UdpSocket::~UdpSocket() { dropPartialMessages(); }
+
+void UdpSocket::openOn(in_addr address, std::uint16_t port, bool shared) {
+  sockaddr_in local = {};
+  local.sin_family = AF_INET;
+  local.sin_addr = address;
+  local.sin_port = htons(port);
+  const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (descriptor < 0) throw std::runtime_error(explain(local));
+  const int on = 1;
+  if (shared) setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&local),
+           sizeof local) != 0) {
+    const std::string why = explain(local);
+    ::close(descriptor);
+    throw std::runtime_error(why);
+  }
+  setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer,
+             sizeof kReceiveBuffer);
+  setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &kSendBuffer,
+             sizeof kSendBuffer);
+  // Groups that other programs joined are not ours.
+  const int off = 0;
+  setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off);
+  // The library's open() listens on every address; its calls work on any
+  // descriptor that stands here, and close it.
+  socket = descriptor;
+}
+
+sockaddr_in UdpSocket::address() const {
+  sockaddr_in local = {};
+  socklen_t length = sizeof local;
+  getsockname(socket, reinterpret_cast<sockaddr*>(&local), &length);
+  return local;
+}
+
+bool UdpSocket::join(in_addr group, in_addr interface) {
+  ip_mreq request = {};
+  request.imr_multiaddr = group;
+  request.imr_interface = interface;
+  return setsockopt(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
+                    sizeof request) == 0;
+}
+
+UdpSocket::Taken UdpSocket::take(sockaddr_in* from, std::string* message) {
+  unsigned char header[kHeaderSize] = {};
+  const ssize_t got =
+      ::recv(socket, header, sizeof header, MSG_PEEK | MSG_DONTWAIT);
+  if (got < 0) return Taken::kNothing;
+  std::uint32_t total = 0;
+  std::memcpy(&total, header + kTotalOffset, sizeof total);
+  if (ntohl(total) > longestMessage_) {
+    ::recv(socket, header, sizeof header, MSG_DONTWAIT);
+    log(Level::kWarning, "dropped a request of more than " +
+                             std::to_string(longestMessage_) + " bytes");
+    return Taken::kPart;
+  }
+  void* data = nullptr;
+  bool owned = false;
+  const unsigned length = veskDatagramHandler::take(from, &data, &owned);
+  const std::unique_ptr<void, Free> buffer(owned ? data : nullptr);
+  if (length == 0 || data == nullptr) return Taken::kPart;
+  message->assign(static_cast<const char*>(data), length);
+  return Taken::kMessage;
+}
+
+bool UdpSocket::sendTo(const sockaddr_in& to, std::string& message) {
+  if (send(&to, message.data(), static_cast<unsigned>(message.size())) != 0)
+    return true;
+  log(Level::kDebug,
+      "cannot send to " + text(to) + ": " + std::strerror(errno));
+  return false;
+}
+
+void Outbox::send(const sockaddr_in& to, std::string& answer) {
+  if (answer.size() <= UdpSocket::kQuickMessage) {
+    socket_->sendTo(to, answer);
+    return;
+  }
+  std::size_t ofOne = 0;
+  for (const Answer& each : waiting_) {
+    if (each.to.sin_addr.s_addr != to.sin_addr.s_addr) continue;
+    // Whoever asks again while the answer waits gets it once.
+    if (each.to.sin_port == to.sin_port && each.bytes == answer) return;
+    ofOne++;
+  }
+  if (waiting_.size() >= kMost || ofOne >= kMostOfOne) {
+    log(Level::kWarning, "too many long answers wait: dropped one");
+    return;
+  }
+  waiting_.push_back({to, std::move(answer)});
+}
+
+void Outbox::sendNext() {
+  if (waiting_.empty()) return;
+  auto next =
+      std::find_if(waiting_.begin(), waiting_.end(), [&](const Answer& each) {
+        return each.to.sin_addr.s_addr != last_.s_addr;
+      });
+  if (next == waiting_.end()) next = waiting_.begin();
+  Answer answer = std::move(*next);
+  waiting_.erase(next);
+  last_ = answer.to.sin_addr;
+  socket_->sendTo(answer.to, answer.bytes);
+}
+
+}  // namespace ostrel::tools::server

@@ -1,0 +1,103 @@
+// Registrations for events: objects of the class 59.6.0.0, kept in the store.
+// This manager checks them, renews and ends them, and makes the event PDUs that
+// they ask for.
+
+#ifndef OSTREL_TOOLS_OSTRELD_OBJECTS_REGISTRATIONS_H
+#define OSTREL_TOOLS_OSTRELD_OBJECTS_REGISTRATIONS_H
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/clock.h"
+#include "objects/manager.h"
+#include "store/store.h"
+
+namespace ostrel::tools::server {
+
+// Events that the server raises, and the expiry notice.
+constexpr const char* kEventAny = "59.6.0";  // in a registration: all of these
+constexpr const char* kEventExpiry = "59.6.6";
+constexpr const char* kEventCreated = "59.6.7";
+constexpr const char* kEventChanged = "59.6.8";
+constexpr const char* kEventRemoved = "59.6.9";
+
+// A message that is not an answer.
+struct Outgoing {
+  sockaddr_in to;
+  std::string bytes;
+};
+
+class Registrations : public ObjectManager {
+ public:
+  static constexpr std::uint32_t kLife = 3600;       // seconds
+  static constexpr std::uint32_t kNoticeLead = 300;  // before the end
+  static constexpr std::uint32_t kNoticeRepeat = 60;
+
+  // What one whose end came without a notice lives on, to be told of its end.
+  static constexpr std::uint32_t kGrace = 60;
+  static constexpr std::size_t kMostRegistrations = 1000;
+  static constexpr std::size_t kLongestEvent = 24 << 10;  // bytes
+
+  // Both have to outlive this object.
+  Registrations(Store* store, const Clock* clock);
+
+  std::vector<veskOid> classes() override;
+  int list(veskOid& classOid, veskList* oids) override;
+  int read(veskOid& oid, veskList* attributes) override;
+  int set(const Asker& asker, veskOid& oid, veskList& attributes,
+          veskList* errors) override;
+  int create(const Asker& asker, veskOid& classOid, veskList& attributes,
+             veskOid* created, veskList* errors) override;
+  int remove(const Asker& asker, veskOid& oid) override;
+
+  // Whether anybody registered for this event of this object.
+  bool wanted(veskOid& oid, veskAid& event);
+
+  // Makes a PDU for each registration that asks for this event of this object.
+  // Arguments that would make it longer than kLongestEvent are left out.
+  void raise(veskOid& oid, veskAid& event, veskList& arguments);
+
+  // Makes the notices that are due and ends what was not renewed; where the
+  // clock jumped past the notice, the end waits for it. Returns the
+  // seconds until it has to be called again.
+  double tick();
+
+  // What raise() and tick() made since the last call.
+  std::vector<Outgoing> takeOutgoing();
+
+  // Forgets what was made but not taken: its cause did not happen.
+  void dropOutgoing();
+
+ private:
+  struct Registration {
+    veskOid oid;
+    veskOid object;
+    veskAid event;
+    sockaddr_in to;
+    std::uint32_t expires;
+    double nextNotice;
+    bool noticed;
+  };
+
+  int check(const Asker& asker, veskList& attributes, veskList* errors);
+  void load();
+  std::optional<Registration> parse(veskOid& oid);
+  void finish(std::vector<Registration>& due);
+  static bool asksFor(Registration& registration, veskOid& oid, veskAid& event);
+  void send(const Registration& registration, veskOid& oid, veskAid& event,
+            veskList& arguments);
+
+  Store* store_;
+  const Clock* clock_;
+  std::vector<Registration> registrations_;
+  bool loaded_ = false;
+  std::vector<Outgoing> outgoing_;
+};
+
+}  // namespace ostrel::tools::server
+
+#endif  // OSTREL_TOOLS_OSTRELD_OBJECTS_REGISTRATIONS_H

@@ -1,0 +1,116 @@
+#include "store/sqlite.h"
+
+namespace ostrel::tools::server {
+
+Database::Database(const std::string& path) : path_(path) {
+  constexpr int kFlags =
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+  if (sqlite3_open_v2(path.c_str(), &handle_, kFlags, nullptr) == SQLITE_OK)
+    return;
+  const std::string cause = sqlite3_errmsg(handle_);
+  sqlite3_close(handle_);
+  throw StoreError("cannot open the store " + path + ": " + cause);
+}
+
+Database::~Database() { sqlite3_close(handle_); }
+
+void Database::execute(const char* sql) {
+  if (sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+    fail(sql);
+}
+
+std::int64_t Database::number(const char* sql) {
+  Statement statement(*this, sql);
+  Rows rows(statement);
+  return rows.next() ? rows.number(0) : 0;
+}
+
+bool Database::inTransaction() const {
+  return sqlite3_get_autocommit(handle_) == 0;
+}
+
+void Database::fail(const std::string& what) const {
+  refuse(what + ": " + sqlite3_errmsg(handle_));
+}
+
+void Database::refuse(const std::string& why) const {
+  throw StoreError("cannot use the store " + path_ + ": " + why);
+}
+
+Statement::Statement(Database& database, const char* sql)
+    : database_(database) {
+  if (sqlite3_prepare_v3(database.handle(), sql, -1, SQLITE_PREPARE_PERSISTENT,
+                         &statement_, nullptr) != SQLITE_OK) {
+    database.fail(sql);
+  }
+}
+
+Statement::~Statement() { sqlite3_finalize(statement_); }
+
+Rows::~Rows() {
+  sqlite3_reset(statement_.statement_);
+  sqlite3_clear_bindings(statement_.statement_);
+}
+
+bool Rows::next() {
+  const int code = sqlite3_step(statement_.statement_);
+  if (code == SQLITE_ROW) return true;
+  if (code == SQLITE_DONE) return false;
+  statement_.database_.fail(sqlite3_sql(statement_.statement_));
+}
+
+void Rows::finish() {
+  while (next()) {
+  }
+}
+
+std::string_view Rows::bytes(int column) const {
+  const void* data = sqlite3_column_blob(statement_.statement_, column);
+  const int length = sqlite3_column_bytes(statement_.statement_, column);
+  if (data == nullptr || length <= 0) return {};
+  return {static_cast<const char*>(data), static_cast<std::size_t>(length)};
+}
+
+std::int64_t Rows::number(int column) const {
+  return sqlite3_column_int64(statement_.statement_, column);
+}
+
+void Rows::bind(int at, std::string_view bytes) {
+  // Bytes without a length would be bound as a missing value.
+  const char* data = bytes.empty() ? "" : bytes.data();
+  check(sqlite3_bind_blob64(statement_.statement_, at, data, bytes.size(),
+                            nullptr));  // SQLITE_STATIC
+}
+
+void Rows::bind(int at, std::int64_t number) {
+  check(sqlite3_bind_int64(statement_.statement_, at, number));
+}
+
+void Rows::check(int code) {
+  if (code != SQLITE_OK)
+    statement_.database_.fail(sqlite3_sql(statement_.statement_));
+}
+
+Transaction::Transaction(Database& database)
+    : database_(database), outermost_(!database.inTransaction()) {
+  if (outermost_) database_.execute("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (!outermost_ || !database_.inTransaction()) return;
+  // There is nothing to do about a rollback that fails: the next BEGIN will.
+  sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void Transaction::commit() {
+  if (!outermost_) return;
+  outermost_ = false;
+  try {
+    database_.execute("COMMIT");
+  } catch (const StoreError&) {
+    outermost_ = true;
+    throw;
+  }
+}
+
+}  // namespace ostrel::tools::server
