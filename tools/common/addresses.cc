@@ -1,0 +1,69 @@
+#include "common/addresses.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <ostrel/codes.h>
+#include <sys/socket.h>
+
+#include <cstring>
+
+namespace ostrel::tools {
+
+std::optional<in_addr> parseAddress(const std::string& text) {
+  in_addr address = {};
+  if (inet_pton(AF_INET, text.c_str(), &address) != 1) return std::nullopt;
+  return address;
+}
+
+HostLookup lookUpHost(const std::string& host) {
+  addrinfo wanted = {};
+  wanted.ai_family = AF_INET;
+  wanted.ai_socktype = SOCK_DGRAM;
+  addrinfo* found = nullptr;
+  const int code = getaddrinfo(host.c_str(), nullptr, &wanted, &found);
+  if (code != 0) return {code, {}};
+  sockaddr_in address;
+  std::memcpy(&address, found->ai_addr, sizeof address);
+  freeaddrinfo(found);
+  return {code, address.sin_addr};
+}
+
+sockaddr_in endpoint(in_addr address, std::uint16_t port) {
+  sockaddr_in result = {};
+  result.sin_family = AF_INET;
+  result.sin_port = htons(port);
+  result.sin_addr = address;
+  return result;
+}
+
+bool sameEndpoint(const sockaddr_in& left, const sockaddr_in& right) {
+  return left.sin_addr.s_addr == right.sin_addr.s_addr &&
+         left.sin_port == right.sin_port;
+}
+
+in_addr loopbackAddress() { return {htonl(INADDR_LOOPBACK)}; }
+
+in_addr directoryGroup() { return {htonl(kDirectoryGroup)}; }
+
+bool isLoopback(in_addr address) {
+  constexpr unsigned kLoopbackNet = 127;
+  return ntohl(address.s_addr) >> 24 == kLoopbackNet;
+}
+
+bool isUnicast(in_addr address) {
+  const std::uint32_t number = ntohl(address.s_addr);
+  return number != INADDR_ANY && !IN_MULTICAST(number) && !IN_BADCLASS(number);
+}
+
+std::string addressText(in_addr address) {
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &address, text, sizeof text);
+  return text;
+}
+
+std::string endpointText(const sockaddr_in& address) {
+  return addressText(address.sin_addr) + ":" +
+         std::to_string(ntohs(address.sin_port));
+}
+
+}  // namespace ostrel::tools

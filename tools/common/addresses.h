@@ -1,0 +1,44 @@
+// IPv4 addresses: from names and texts, and as texts.
+
+#ifndef OSTREL_TOOLS_COMMON_ADDRESSES_H
+#define OSTREL_TOOLS_COMMON_ADDRESSES_H
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace ostrel::tools {
+
+// The address that four numbers with dots between stand for; no name is looked
+// up.
+std::optional<in_addr> parseAddress(const std::string& text);
+
+// A host's address, from the system's names. This may take long.
+struct HostLookup {
+  int code = 0;  // of getaddrinfo(), for gai_strerror(); 0: found
+  in_addr address = {};
+};
+HostLookup lookUpHost(const std::string& host);
+
+// A port, in host order, at an address.
+sockaddr_in endpoint(in_addr address, std::uint16_t port);
+bool sameEndpoint(const sockaddr_in& left, const sockaddr_in& right);
+
+in_addr loopbackAddress();
+in_addr directoryGroup();
+
+bool isLoopback(in_addr address);
+
+// Whether the address may be one machine's: no multicast, no broadcast, not
+// 0.0.0.0.
+bool isUnicast(in_addr address);
+
+// "127.0.0.1" and "127.0.0.1:5135".
+std::string addressText(in_addr address);
+std::string endpointText(const sockaddr_in& address);
+
+}  // namespace ostrel::tools
+
+#endif  // OSTREL_TOOLS_COMMON_ADDRESSES_H
