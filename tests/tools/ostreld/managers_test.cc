@@ -38,12 +38,12 @@ class Lamp : public ObjectManager {
 class ManagersTest : public ServerTest {
  protected:
   ManagersTest() : host(local().sin_addr) {
-    dispatcher.add(&lamp);
-    dispatcher.add(&host);
-    dispatcher.add(&principals);
+    router.add(&lamp);
+    router.add(&host);
+    router.add(&principals);
   }
 
-  Owned<veskSetRespPDU> act(const char* action, veskList* arguments) {
+  Arrived<veskSetRespPDU> act(const char* action, veskList* arguments) {
     veskOid oid;
     veskAid aid(action);
     auto request = make<veskActionPDU>(oid, aid, nullptr);
@@ -94,7 +94,7 @@ TEST_F(ManagersTest, WhatAManagerDoesNotAllowIsBadAccess) {
   EXPECT_EQ(remove("59.300.0.1"), kBadAccess);
   const auto answer =
       set("59.300.0.1", with(newList(), "59.300.1", new veskBool(0)));
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(errorsIn(*answer->errors), ElementsAre(Pair(0, kBadAccess)));
   EXPECT_EQ(lamp.on.value, 1U);
 }
@@ -120,7 +120,7 @@ TEST_F(ManagersTest, ThisHostTakesNotes) {
   auto* note = newList();
   note->append(new veskString("hello"));
   EXPECT_EQ(act("59.1.100", note)->status.value, 0);
-  EXPECT_EQ(act("59.1.100", newList())->status.value, kItemErrors);
+  EXPECT_EQ(act("59.1.100", newList())->status.value, kArgListError);
   EXPECT_EQ(act("59.1.7", newList())->status.value, kNoSuchName);
   EXPECT_EQ(act("nonsense", newList())->status.value, kAidFormat);
 }

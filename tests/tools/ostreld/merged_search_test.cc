@@ -29,17 +29,17 @@ class ScriptedServer {
     socklen_t length = sizeof address;
     getsockname(messages_.socket, reinterpret_cast<sockaddr*>(&address),
                 &length);
-    inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
+    address.sin_addr = loopbackAddress();
   }
 
   // The next request; null when there is none.
-  Owned<veskPDU> take() {
+  Arrived<veskPDU> take() {
     char byte = 0;
     if (recv(messages_.socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0)
       return nullptr;
     veskPDU* pdu = nullptr;
     messages_.recv(&client_, &pdu);
-    return Owned<veskPDU>(pdu);
+    return Arrived<veskPDU>(pdu);
   }
 
   // Answers the next request with these objects.
@@ -69,9 +69,9 @@ class ScriptedServer {
   sockaddr_in client_ = {};
 };
 
-class DirectoryTest : public testing::Test {
+class MergedSearchTest : public testing::Test {
  protected:
-  DirectoryTest()
+  MergedSearchTest()
       : directory(&handler, 4000,
                   [this](const sockaddr_in& to, std::string& bytes) {
                     sent.push_back({to, bytes});
@@ -88,7 +88,7 @@ class DirectoryTest : public testing::Test {
     auto* list = condition(newList(), "59.200.1", new veskString("a"), 1);
     veskDSsearchPDU request(oid, list, servers);
     request.requestId.value = id;
-    const std::string bytes = *encoded(request, kLongestValue);
+    const std::string bytes = *encoded(request);
     request.clear();
     return bytes;
   }
@@ -103,15 +103,14 @@ class DirectoryTest : public testing::Test {
   }
 
   // The one answer that was sent.
-  Owned<veskDSsearchRespPDU> answer() {
+  Arrived<veskDSsearchRespPDU> answer() {
     EXPECT_THAT(sent, SizeIs(1));
-    if (sent.size() != 1) return make<veskDSsearchRespPDU>();
-    Owned<veskType> value = decoded(sent[0].bytes);
-    auto* typed = dynamic_cast<veskDSsearchRespPDU*>(value.get());
+    Arrived<veskType> value =
+        sent.size() == 1 ? decoded(sent[0].bytes) : nullptr;
+    auto typed = takeAs<veskDSsearchRespPDU>(value);
     EXPECT_NE(typed, nullptr);
-    if (typed == nullptr) return make<veskDSsearchRespPDU>();
-    value.release();
-    return Owned<veskDSsearchRespPDU>(typed);
+    if (typed == nullptr) typed.reset(new veskDSsearchRespPDU);
+    return typed;
   }
 
   struct Sent {
@@ -123,13 +122,13 @@ class DirectoryTest : public testing::Test {
   ScriptedServer second;
   veskTransactionHandler handler;
   std::vector<Sent> sent;
-  Directory directory;
+  MergedSearch directory;
 };
 
-TEST_F(DirectoryTest, AnEmptySearchIsAnsweredAtOnce) {
+TEST_F(MergedSearchTest, AnEmptySearchIsAnsweredAtOnce) {
   veskDSsearchPDU discovery;
   discovery.requestId.value = 9;
-  handle(*encoded(discovery, kLongestValue));
+  handle(*encoded(discovery));
   discovery.clear();
   const auto found = answer();
   EXPECT_EQ(found->status.value, 0);
@@ -137,7 +136,7 @@ TEST_F(DirectoryTest, AnEmptySearchIsAnsweredAtOnce) {
   EXPECT_EQ(first.take(), nullptr);
 }
 
-TEST_F(DirectoryTest, MergesTheAnswersInTheOrderOfTheServers) {
+TEST_F(MergedSearchTest, MergesTheAnswersInTheOrderOfTheServers) {
   handle(searchBytes(1));
   second.answer({"59.200.0.7"});
   receiveAll();
@@ -153,7 +152,7 @@ TEST_F(DirectoryTest, MergesTheAnswersInTheOrderOfTheServers) {
   EXPECT_THAT(texts(*found->errors), IsEmpty());
 }
 
-TEST_F(DirectoryTest, PassesTheConditionsOn) {
+TEST_F(MergedSearchTest, PassesTheConditionsOn) {
   handle(searchBytes(1));
   const auto request = first.take();
   auto* search = dynamic_cast<veskSearchPDU*>(request.get());
@@ -162,7 +161,7 @@ TEST_F(DirectoryTest, PassesTheConditionsOn) {
   EXPECT_THAT(texts(*search->list), ElementsAre("59.200.1 = a op = 1"));
 }
 
-TEST_F(DirectoryTest, ASilentServerIsGivenUpAndNamed) {
+TEST_F(MergedSearchTest, ASilentServerIsGivenUpAndNamed) {
   handle(searchBytes(1));
   first.answer({"59.200.0.1"});
   receiveAll();
@@ -177,7 +176,7 @@ TEST_F(DirectoryTest, ASilentServerIsGivenUpAndNamed) {
   EXPECT_FALSE(directory.busy());
 }
 
-TEST_F(DirectoryTest, FailsOnlyWhenEveryServerFails) {
+TEST_F(MergedSearchTest, FailsOnlyWhenEveryServerFails) {
   handle(searchBytes(1));
   first.answer({}, kOidFormat);
   second.answer({}, kOidFormat);
@@ -185,18 +184,18 @@ TEST_F(DirectoryTest, FailsOnlyWhenEveryServerFails) {
   EXPECT_EQ(answer()->status.value, kOidFormat);
 }
 
-TEST_F(DirectoryTest, AServersOwnCodeTellsMoreThanSilence) {
+TEST_F(MergedSearchTest, AServersOwnCodeTellsMoreThanSilence) {
   handle(searchBytes(1));
-  second.answer({}, kItemErrors);
+  second.answer({}, kArgListError);
   receiveAll();
   directory.tick();
   const auto found = answer();
-  EXPECT_EQ(found->status.value, kItemErrors);
+  EXPECT_EQ(found->status.value, kArgListError);
   EXPECT_THAT(errorsIn(*found->errors),
-              ElementsAre(Pair(0, kNetworkError), Pair(1, kItemErrors)));
+              ElementsAre(Pair(0, kNetworkError), Pair(1, kArgListError)));
 }
 
-TEST_F(DirectoryTest, AnAnswerFromAnotherAddressIsNamed) {
+TEST_F(MergedSearchTest, AnAnswerFromAnotherAddressIsNamed) {
   handle(searchBytes(1));
   auto request = first.take();
   ASSERT_NE(request, nullptr);
@@ -204,7 +203,7 @@ TEST_F(DirectoryTest, AnAnswerFromAnotherAddressIsNamed) {
   socklen_t length = sizeof asker;
   getsockname(handler.messageHandler->socket,
               reinterpret_cast<sockaddr*>(&asker), &length);
-  inet_pton(AF_INET, "127.0.0.1", &asker.sin_addr);
+  asker.sin_addr = loopbackAddress();
   veskSearchRespPDU response(0);
   response.requestId = request->requestId;
   veskMessageHandler stranger;
@@ -217,7 +216,7 @@ TEST_F(DirectoryTest, AnAnswerFromAnotherAddressIsNamed) {
               HasSubstr("which was not asked"));
 }
 
-TEST_F(DirectoryTest, AnAnswerOfAnotherKindCountsAsFailure) {
+TEST_F(MergedSearchTest, AnAnswerOfAnotherKindCountsAsFailure) {
   handle(searchBytes(1));
   veskVerifyRespPDU wrong(0);
   first.answerWith(wrong);
@@ -232,7 +231,7 @@ TEST_F(DirectoryTest, AnAnswerOfAnotherKindCountsAsFailure) {
   EXPECT_THAT(errorsIn(*found->errors), ElementsAre(Pair(0, kCodingError)));
 }
 
-TEST_F(DirectoryTest, ARequestThatIsSentAgainAsksNobodyTwice) {
+TEST_F(MergedSearchTest, ARequestThatIsSentAgainAsksNobodyTwice) {
   handle(searchBytes(1));
   handle(searchBytes(1));
   first.answer({"59.200.0.1"});
@@ -246,7 +245,7 @@ TEST_F(DirectoryTest, ARequestThatIsSentAgainAsksNobodyTwice) {
   EXPECT_EQ(first.take(), nullptr);
 }
 
-TEST_F(DirectoryTest, SearchesRunSideBySide) {
+TEST_F(MergedSearchTest, SearchesRunSideBySide) {
   handle(searchBytes(1));
   handle(searchBytes(2));
   for (ScriptedServer* server : {&first, &second}) {
@@ -257,7 +256,7 @@ TEST_F(DirectoryTest, SearchesRunSideBySide) {
   EXPECT_THAT(sent, SizeIs(2));
 }
 
-TEST_F(DirectoryTest, TheSecondListChoosesServers) {
+TEST_F(MergedSearchTest, TheSecondListChoosesServers) {
   auto* nobody = newList();
   nobody->append(new veskAddress("192.0.2.1"));
   handle(searchBytes(1, nobody));
@@ -273,10 +272,10 @@ TEST_F(DirectoryTest, TheSecondListChoosesServers) {
   EXPECT_THAT(texts(*answer()->list), ElementsAre("59.200.0.1"));
 }
 
-TEST_F(DirectoryTest, WhatIsForAnObjectServerIsRefused) {
+TEST_F(MergedSearchTest, WhatIsForAnObjectServerIsRefused) {
   veskOid oid("59.200.0.1");
   veskVerifyPDU request(oid);
-  handle(*encoded(request, kLongestValue));
+  handle(*encoded(request));
   ASSERT_THAT(sent, SizeIs(1));
   const auto value = decoded(sent[0].bytes);
   auto* response = dynamic_cast<veskVerifyRespPDU*>(value.get());
@@ -284,15 +283,15 @@ TEST_F(DirectoryTest, WhatIsForAnObjectServerIsRefused) {
   EXPECT_EQ(response->status.value, kNoObjectManager);
 }
 
-TEST_F(DirectoryTest, AnswersAndNonsenseAreNotAnswered) {
+TEST_F(MergedSearchTest, AnswersAndNonsenseAreNotAnswered) {
   veskDSsearchRespPDU response(0);
-  handle(*encoded(response, kLongestValue));
+  handle(*encoded(response));
   response.clear();
   handle("nonsense");
   EXPECT_THAT(sent, IsEmpty());
 }
 
-TEST_F(DirectoryTest, AnAnswerThatIsTooLongBecomesAnError) {
+TEST_F(MergedSearchTest, AnAnswerThatIsTooLongBecomesAnError) {
   handle(searchBytes(1));
   first.answer(std::vector<const char*>(1000, "59.200.0.1"));
   second.answer({});
@@ -300,10 +299,10 @@ TEST_F(DirectoryTest, AnAnswerThatIsTooLongBecomesAnError) {
   EXPECT_EQ(answer()->status.value, kInternalError);
 }
 
-TEST_F(DirectoryTest, SearchesAtATimeAreBounded) {
+TEST_F(MergedSearchTest, SearchesAtATimeAreBounded) {
   const auto now = std::chrono::steady_clock::now();
   const auto asked = [&](const sockaddr_in& from) {
-    for (unsigned i = 0; i <= Directory::kMostQueries; ++i)
+    for (unsigned i = 0; i <= MergedSearch::kMostQueries; ++i)
       directory.handle(from, searchBytes(i), now);
     unsigned count = 0;
     while (first.take() != nullptr) count++;
@@ -319,7 +318,7 @@ TEST_F(DirectoryTest, SearchesAtATimeAreBounded) {
   EXPECT_EQ(asked(addressOf("127.0.0.3", 1)), 0U);
 }
 
-TEST_F(DirectoryTest, WithoutServersNothingIsFound) {
+TEST_F(MergedSearchTest, WithoutServersNothingIsFound) {
   directory.setServers({});
   handle(searchBytes(1));
   EXPECT_EQ(answer()->status.value, 0);
@@ -338,7 +337,7 @@ TEST(ServerListTest, EachAddressIsOneMachines) {
 }
 
 TEST(ServerListTest, AFolderIsNoFile) {
-  EXPECT_THROW(readServers("/tmp"), std::runtime_error);
+  EXPECT_THROW(readServerFile("/tmp"), std::runtime_error);
 }
 
 // Whether the name is known without asking any other machine.
@@ -362,18 +361,18 @@ TEST(ServerListTest, FilesHaveCommentsAndErrorsHaveLines) {
   close(mkstemp(path));
   std::ofstream(path) << "# all of them\n\n127.0.0.1  # here\r\n127.0.0.3:7\n";
   std::vector<std::string> servers;
-  for (const sockaddr_in& server : readServers(path))
+  for (const sockaddr_in& server : readServerFile(path))
     servers.push_back(text(server));
   EXPECT_THAT(servers, ElementsAre("127.0.0.1:5135", "127.0.0.3:7"));
   std::ofstream(path) << "127.0.0.1\n127.0.0.1:x\n";
   try {
-    readServers(path);
+    readServerFile(path);
     FAIL() << "read";
   } catch (const std::runtime_error& error) {
     EXPECT_THAT(error.what(), HasSubstr("line 2"));
   }
   unlink(path);
-  EXPECT_THROW(readServers(path), std::runtime_error);
+  EXPECT_THROW(readServerFile(path), std::runtime_error);
 }
 
 TEST(ServerListTest, AServerIsAskedOnce) {

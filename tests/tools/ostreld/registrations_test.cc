@@ -208,7 +208,7 @@ TEST_F(RegistrationsTest, OnlyItsEndCanBeWritten) {
   with(list, "59.6.5", new veskTime(clock.seconds() + 7501));
   with(list, "59.6.5", new veskString("soon"));
   const auto answer = set(oid, list);
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(
       errorsIn(*answer->errors),
       ElementsAre(Pair(0, kBadAccess), Pair(1, kBadValue), Pair(2, kBadValue)));
@@ -218,7 +218,7 @@ TEST_F(RegistrationsTest, NeedsToSayWhatAndWhere) {
   EXPECT_EQ(create("59.6.0.0", newList())->status.value, kRequiredAttribute);
   auto* list = request("nonsense", "nonsense", "224.0.0.1", 0);
   const auto answer = create("59.6.0.0", list);
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(errorsIn(*answer->errors),
               ElementsAre(Pair(1, kBadValue), Pair(2, kBadValue),
                           Pair(3, kBadValue), Pair(4, kBadValue)));
@@ -244,7 +244,7 @@ TEST_F(RegistrationsTest, AreBoundedInNumber) {
 class OpenRegistrationsTest : public RegistrationsTest {
  protected:
   OpenRegistrationsTest() {
-    dispatcher = Dispatcher(&store, &registrations, Policy::writers({"any"}));
+    router = RequestRouter(&store, &registrations, Policy::writers({"any"}));
   }
 };
 
@@ -266,7 +266,7 @@ TEST_F(OpenRegistrationsTest, ACopyOfWhatIsRefusedHasNoPosition) {
   EXPECT_THAT(errorsIn(*answer->errors), IsEmpty());
   auto* list = with(newList(), "59.6.3", new veskAddress("192.0.2.8"));
   answer = ask<veskCloneRespPDU>(make<veskClonePDU>(original, list), remote());
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(errorsIn(*answer->errors), ElementsAre(Pair(0, kBadValue)));
 }
 

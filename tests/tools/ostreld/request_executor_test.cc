@@ -12,22 +12,22 @@ using namespace std::chrono_literals;
 
 constexpr std::size_t kLongestAnswer = 2000;
 
-class ServiceTest : public ServerTest {
+class RequestExecutorTest : public ServerTest {
  protected:
-  ServiceTest()
-      : service(&store, &registrations, &dispatcher, kLongestAnswer) {}
+  RequestExecutorTest()
+      : executor(&store, &registrations, &router, kLongestAnswer) {}
 
   static std::string createRequest(unsigned id) {
     veskOid oid("59.200.0.0");
     veskCreatePDU request(oid, newList());
     request.requestId.value = id;
-    const std::string bytes = *encoded(request, kLongestValue);
+    const std::string bytes = *encoded(request);
     request.clear();
     return bytes;
   }
 
   std::string handle(const std::string& bytes, sockaddr_in from = local()) {
-    return service.handle(from, bytes, now);
+    return executor.handle(from, bytes, now);
   }
 
   std::size_t objects() {
@@ -35,17 +35,17 @@ class ServiceTest : public ServerTest {
   }
 
   AnswerCache::Time now = std::chrono::steady_clock::now();
-  Service service;
+  RequestExecutor executor;
 };
 
-TEST_F(ServiceTest, ARequestThatIsSentAgainIsExecutedOnce) {
+TEST_F(RequestExecutorTest, ARequestThatIsSentAgainIsExecutedOnce) {
   const std::string first = handle(createRequest(1));
   EXPECT_FALSE(first.empty());
   EXPECT_EQ(handle(createRequest(1)), first);
   EXPECT_EQ(objects(), 1U);
 }
 
-TEST_F(ServiceTest, AnotherIdSenderOrPortIsAnotherRequest) {
+TEST_F(RequestExecutorTest, AnotherIdSenderOrPortIsAnotherRequest) {
   handle(createRequest(1));
   handle(createRequest(2));
   handle(createRequest(1), addressOf("127.0.0.2", 4000));
@@ -53,7 +53,7 @@ TEST_F(ServiceTest, AnotherIdSenderOrPortIsAnotherRequest) {
   EXPECT_EQ(objects(), 4U);
 }
 
-TEST_F(ServiceTest, AnswersAreForgottenAfterAWhile) {
+TEST_F(RequestExecutorTest, AnswersAreForgottenAfterAWhile) {
   handle(createRequest(1));
   now += 59s;
   handle(createRequest(1));
@@ -63,36 +63,36 @@ TEST_F(ServiceTest, AnswersAreForgottenAfterAWhile) {
   EXPECT_EQ(objects(), 2U);
 }
 
-TEST_F(ServiceTest, ARequestIsNotExecutedAgainAfterARestart) {
+TEST_F(RequestExecutorTest, ARequestIsNotExecutedAgainAfterARestart) {
   const std::string first = handle(createRequest(1));
-  Service restarted(&store, &registrations, &dispatcher, kLongestAnswer);
+  RequestExecutor restarted(&store, &registrations, &router, kLongestAnswer);
   EXPECT_EQ(restarted.handle(local(), createRequest(1), now), first);
   EXPECT_EQ(objects(), 1U);
 }
 
-TEST_F(ServiceTest, OtherAnswersDoNotPushOutTheAnswerToAChange) {
+TEST_F(RequestExecutorTest, OtherAnswersDoNotPushOutTheAnswerToAChange) {
   const std::string first = handle(createRequest(1));
   veskOid object("59.200.0.1");
   veskVerifyPDU request(object);
   for (unsigned i = 0; i < AnswerCache::kMostBytes / AnswerCache::kEntryBytes;
        ++i) {
     request.requestId.value = i;
-    handle(*encoded(request, kLongestValue));
+    handle(*encoded(request));
   }
   EXPECT_EQ(handle(createRequest(1)), first);
   EXPECT_EQ(objects(), 1U);
 }
 
-TEST_F(ServiceTest, WhatIsNoRequestIsNotAnswered) {
+TEST_F(RequestExecutorTest, WhatIsNoRequestIsNotAnswered) {
   EXPECT_EQ(handle(""), "");
   EXPECT_EQ(handle("nonsense"), "");
   EXPECT_EQ(handle(std::string("\x03\x00", 2)), "");
   veskVerifyRespPDU response(0);
-  EXPECT_EQ(handle(*encoded(response, kLongestValue)), "");
+  EXPECT_EQ(handle(*encoded(response)), "");
   EXPECT_EQ(handle(createRequest(1) + "x"), "");
 }
 
-TEST_F(ServiceTest, AnAnswerThatIsTooLongBecomesAnError) {
+TEST_F(RequestExecutorTest, AnAnswerThatIsTooLongBecomesAnError) {
   const std::string longText(kLongestAnswer, 'x');
   const std::string oid =
       created("59.200.0.0",
@@ -100,7 +100,7 @@ TEST_F(ServiceTest, AnAnswerThatIsTooLongBecomesAnError) {
   veskOid object(oid.c_str());
   veskGetPDU request(object, newList());
   request.requestId.value = 5;
-  const auto answer = decoded(handle(*encoded(request, kLongestValue)));
+  const auto answer = decoded(handle(*encoded(request)));
   request.clear();
   auto* response = dynamic_cast<veskGetRespPDU*>(answer.get());
   ASSERT_NE(response, nullptr);
@@ -108,7 +108,7 @@ TEST_F(ServiceTest, AnAnswerThatIsTooLongBecomesAnError) {
   EXPECT_EQ(response->requestId.value, 5U);
 }
 
-TEST_F(ServiceTest, AChangeWhoseAnswerIsTooLongIsNotMade) {
+TEST_F(RequestExecutorTest, AChangeWhoseAnswerIsTooLongIsNotMade) {
   const std::string oid =
       created("59.200.0.0", with(newList(), "59.200.1", new veskInt(1)));
   veskOid object(oid.c_str());
@@ -116,13 +116,14 @@ TEST_F(ServiceTest, AChangeWhoseAnswerIsTooLongIsNotMade) {
   // Each of these gives an error.
   for (std::size_t i = 0; i < kLongestAnswer; ++i) list->append(new veskType);
   veskSetPDU request(object, list);
-  const auto answer = decoded(handle(*encoded(request, kLongestValue)));
+  const auto answer = decoded(handle(*encoded(request)));
   request.clear();
   EXPECT_EQ(dynamic_cast<veskPDU&>(*answer).status.value, kInternalError);
   EXPECT_EQ(texts(*get(oid)->list), std::vector<std::string>{"59.200.1 = 1"});
 }
 
-TEST_F(ServiceTest, AFailureOfTheStoreIsADatabaseErrorAndChangesNothing) {
+TEST_F(RequestExecutorTest,
+       AFailureOfTheStoreIsADatabaseErrorAndChangesNothing) {
   store.database().execute(
       "CREATE TEMP TRIGGER full BEFORE INSERT ON object BEGIN"
       " SELECT RAISE(ABORT, 'full'); END");
@@ -137,7 +138,7 @@ TEST_F(ServiceTest, AFailureOfTheStoreIsADatabaseErrorAndChangesNothing) {
   EXPECT_EQ(objects(), 1U);
 }
 
-TEST_F(ServiceTest, AChangeThatWasNotKeptRaisesNoEvent) {
+TEST_F(RequestExecutorTest, AChangeThatWasNotKeptRaisesNoEvent) {
   auto* list = with(newList(), "59.6.1", new veskOid("59.200"));
   with(list, "59.6.2", new veskAid(kEventCreated));
   with(list, "59.6.3", new veskAddress("127.0.0.1"));

@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-class DispatcherTest : public ServerTest {
+class RequestRouterTest : public ServerTest {
  protected:
   std::string note(const char* value) {
     return created("59.200.0.0",
@@ -17,33 +17,33 @@ class DispatcherTest : public ServerTest {
   }
 };
 
-TEST_F(DispatcherTest, CreateGivesANewIdentifierInTheClass) {
+TEST_F(RequestRouterTest, CreateGivesANewIdentifierInTheClass) {
   EXPECT_EQ(note("a"), "59.200.0.1");
   EXPECT_EQ(note("b"), "59.200.0.2");
   EXPECT_EQ(remove("59.200.0.2"), 0);
   EXPECT_EQ(note("c"), "59.200.0.3");
 }
 
-TEST_F(DispatcherTest, CreateWantsAClass) {
+TEST_F(RequestRouterTest, CreateWantsAClass) {
   EXPECT_EQ(create("59.200.0.1", newList())->status.value, kOidFormat);
   EXPECT_EQ(create("0.0.0.0", newList())->status.value, kOidFormat);
   EXPECT_EQ(create("nonsense", newList())->status.value, kOidFormat);
 }
 
-TEST_F(DispatcherTest, CreateMakesNothingWhenAnAttributeIsBad) {
+TEST_F(RequestRouterTest, CreateMakesNothingWhenAnAttributeIsBad) {
   auto* list = with(newList(), "59.200.1", new veskInt(1));
   with<veskType>(list, "59.200.2", nullptr);
   with(list, "nonsense", new veskInt(3));
   list->append(new veskInt(4));
   const auto answer = create("59.200.0.0", list);
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(errorsIn(*answer->errors),
               ElementsAre(Pair(1, kBadValue), Pair(2, kAidFormat),
                           Pair(3, kAidFormat)));
   EXPECT_THAT(texts(*search("59.200", newList())->list), IsEmpty());
 }
 
-TEST_F(DispatcherTest, GetAnswersInTheOrderOfTheRequest) {
+TEST_F(RequestRouterTest, GetAnswersInTheOrderOfTheRequest) {
   auto* list = with(newList(), "59.200.1", new veskString("a"));
   with(list, "59.200.2", new veskInt(2));
   const std::string oid = created("59.200.0.0", list);
@@ -54,16 +54,16 @@ TEST_F(DispatcherTest, GetAnswersInTheOrderOfTheRequest) {
   EXPECT_THAT(texts(*answer->errors), IsEmpty());
 }
 
-TEST_F(DispatcherTest, GetOfAnEmptyListGivesAllAttributesInOrder) {
+TEST_F(RequestRouterTest, GetOfAnEmptyListGivesAllAttributesInOrder) {
   auto* list = with(newList(), "59.200.10", new veskInt(10));
   with(list, "59.200.9", new veskInt(9));
   EXPECT_THAT(texts(*get(created("59.200.0.0", list))->list),
               ElementsAre("59.200.9 = 9", "59.200.10 = 10"));
 }
 
-TEST_F(DispatcherTest, GetNamesWhatIsMissing) {
+TEST_F(RequestRouterTest, GetNamesWhatIsMissing) {
   const auto answer = get(note("a"), {"59.200.3", "59.200.1", "nonsense"});
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(texts(*answer->list),
               ElementsAre("59.200.3 = ", "59.200.1 = a", "Invalid = "));
   EXPECT_EQ(answer->list->at<veskAttribute>(0)->value, nullptr);
@@ -71,7 +71,7 @@ TEST_F(DispatcherTest, GetNamesWhatIsMissing) {
               ElementsAre(Pair(0, kNoSuchName), Pair(2, kAidFormat)));
 }
 
-TEST_F(DispatcherTest, WhatIsNotThereIsNoSuchName) {
+TEST_F(RequestRouterTest, WhatIsNotThereIsNoSuchName) {
   EXPECT_EQ(get("59.200.0.7")->status.value, kNoSuchName);
   EXPECT_EQ(set("59.200.0.7", newList())->status.value, kNoSuchName);
   EXPECT_EQ(remove("59.200.0.7"), kNoSuchName);
@@ -82,7 +82,7 @@ TEST_F(DispatcherTest, WhatIsNotThereIsNoSuchName) {
       kNoSuchName);
 }
 
-TEST_F(DispatcherTest, AnIdentifierThatIsInvalidIsOidFormat) {
+TEST_F(RequestRouterTest, AnIdentifierThatIsInvalidIsOidFormat) {
   EXPECT_EQ(get("nonsense")->status.value, kOidFormat);
   EXPECT_EQ(set("nonsense", newList())->status.value, kOidFormat);
   EXPECT_EQ(remove("nonsense"), kOidFormat);
@@ -90,17 +90,17 @@ TEST_F(DispatcherTest, AnIdentifierThatIsInvalidIsOidFormat) {
   EXPECT_EQ(search("nonsense", newList())->status.value, kOidFormat);
 }
 
-TEST_F(DispatcherTest, SetWritesWhatItCanAndNamesTheRest) {
+TEST_F(RequestRouterTest, SetWritesWhatItCanAndNamesTheRest) {
   const std::string oid = note("a");
   auto* list = with(newList(), "59.200.1", new veskString("b"));
   with<veskType>(list, "59.200.2", nullptr);
   const auto answer = set(oid, list);
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(errorsIn(*answer->errors), ElementsAre(Pair(1, kBadValue)));
   EXPECT_THAT(texts(*get(oid)->list), ElementsAre("59.200.1 = b"));
 }
 
-TEST_F(DispatcherTest, RemoveAndVerifyAgree) {
+TEST_F(RequestRouterTest, RemoveAndVerifyAgree) {
   const std::string oid = note("a");
   EXPECT_EQ(verify(oid), 0);
   EXPECT_EQ(remove(oid), 0);
@@ -108,7 +108,7 @@ TEST_F(DispatcherTest, RemoveAndVerifyAgree) {
   EXPECT_EQ(get(oid)->status.value, kNoSuchName);
 }
 
-TEST_F(DispatcherTest, CloneCopiesAndOverrides) {
+TEST_F(RequestRouterTest, CloneCopiesAndOverrides) {
   auto* list = with(newList(), "59.200.1", new veskString("a"));
   with(list, "59.200.2", new veskInt(2));
   veskOid source(created("59.200.0.0", list).c_str());
@@ -123,7 +123,7 @@ TEST_F(DispatcherTest, CloneCopiesAndOverrides) {
               ElementsAre("59.200.1 = a", "59.200.2 = 2"));
 }
 
-TEST_F(DispatcherTest, SearchFindsByEachOperation) {
+TEST_F(RequestRouterTest, SearchFindsByEachOperation) {
   for (int i = 1; i <= 3; ++i)
     created("59.200.0.0", with(newList(), "59.200.2", new veskInt(i)));
   note("hello");
@@ -148,7 +148,7 @@ TEST_F(DispatcherTest, SearchFindsByEachOperation) {
               ElementsAre("59.200.0.4"));
 }
 
-TEST_F(DispatcherTest, SearchJoinsConditionsByAnd) {
+TEST_F(RequestRouterTest, SearchJoinsConditionsByAnd) {
   auto* list = with(newList(), "59.200.1", new veskString("a"));
   created("59.200.0.0", with(list, "59.200.2", new veskInt(1)));
   note("a");
@@ -157,27 +157,27 @@ TEST_F(DispatcherTest, SearchJoinsConditionsByAnd) {
   EXPECT_THAT(texts(*search("59.200", both)->list), ElementsAre("59.200.0.1"));
 }
 
-TEST_F(DispatcherTest, SearchFindsNothingWithAConditionThatItDoesNotKnow) {
+TEST_F(RequestRouterTest, SearchFindsNothingWithAConditionThatItDoesNotKnow) {
   note("a");
   auto* list = condition(newList(), "59.200.1", new veskString("a"), 99);
   condition(list, "59.200.1", nullptr, 1);
   list->append(new veskInt(1));
   const auto answer = search("59.200", list);
-  EXPECT_EQ(answer->status.value, kItemErrors);
+  EXPECT_EQ(answer->status.value, kArgListError);
   EXPECT_THAT(
       errorsIn(*answer->errors),
       ElementsAre(Pair(0, kBadValue), Pair(1, kBadValue), Pair(2, kAidFormat)));
   EXPECT_THAT(texts(*answer->list), IsEmpty());
 }
 
-TEST_F(DispatcherTest, SearchHasABoundedNumberOfConditions) {
+TEST_F(RequestRouterTest, SearchHasABoundedNumberOfConditions) {
   auto* list = newList();
   for (int i = 0; i <= 64; ++i) condition(list, "59.200.1", nullptr, 7);
   EXPECT_THAT(errorsIn(*search("59.200", list)->errors),
               ElementsAre(Pair(64, kBadValue)));
 }
 
-TEST_F(DispatcherTest, SearchOfAnObjectLooksAtThatAlone) {
+TEST_F(RequestRouterTest, SearchOfAnObjectLooksAtThatAlone) {
   note("a");
   note("a");
   auto* list = condition(newList(), "59.200.1", new veskString("a"), 1);
@@ -186,14 +186,14 @@ TEST_F(DispatcherTest, SearchOfAnObjectLooksAtThatAlone) {
   EXPECT_THAT(texts(*search("59.200.0.9", newList())->list), IsEmpty());
 }
 
-TEST_F(DispatcherTest, SearchOfZeroLooksEverywhere) {
+TEST_F(RequestRouterTest, SearchOfZeroLooksEverywhere) {
   created("59.201.0.0", newList());
   note("a");
   EXPECT_THAT(texts(*search("0.0.0.0", newList())->list),
               ElementsAre("59.200.0.1", "59.201.0.1"));
 }
 
-TEST_F(DispatcherTest, AnActionThatNobodyKnowsHasNoObjectManager) {
+TEST_F(RequestRouterTest, AnActionThatNobodyKnowsHasNoObjectManager) {
   veskOid oid;
   veskAid aid("59.200.9");
   auto request = make<veskActionPDU>(oid, aid, nullptr);
@@ -203,32 +203,32 @@ TEST_F(DispatcherTest, AnActionThatNobodyKnowsHasNoObjectManager) {
             kNoObjectManager);
 }
 
-TEST_F(DispatcherTest, ADirectorySearchIsRefused) {
+TEST_F(RequestRouterTest, ADirectorySearchIsRefused) {
   EXPECT_EQ(ask<veskDSsearchRespPDU>(make<veskDSsearchPDU>())->status.value,
             kNoObjectManager);
 }
 
-TEST_F(DispatcherTest, EventsAndAnswersAreNotAnswered) {
+TEST_F(RequestRouterTest, EventsAndAnswersAreNotAnswered) {
   veskEventPDU event;
   veskGetRespPDU response(0);
   veskVerifyRespPDU verified(0);
   for (veskPDU* pdu : std::vector<veskPDU*>{&event, &response, &verified}) {
-    EXPECT_EQ(dispatcher.answer(*pdu, local()), nullptr);
+    EXPECT_EQ(kindOf(*pdu), nullptr);
     pdu->clear();
   }
 }
 
-TEST_F(DispatcherTest, TheAnswerCarriesTheRequestsId) {
+TEST_F(RequestRouterTest, TheAnswerCarriesTheRequestsId) {
   veskOid oid("59.200.0.1");
   veskGetPDU request(oid, newList());
   request.requestId.value = 77;
-  const auto answer = dispatcher.answer(request, local());
+  const auto answer = router.answer(*kindOf(request), request, local());
   EXPECT_EQ(answer->requestId.value, 77U);
   EXPECT_EQ(answer->principal.valid, 0U);
   request.clear();
 }
 
-TEST_F(DispatcherTest, ByDefaultOnlyThisMachineMayWrite) {
+TEST_F(RequestRouterTest, ByDefaultOnlyThisMachineMayWrite) {
   const std::string oid = note("a");
   EXPECT_EQ(create("59.200.0.0", newList(), remote())->status.value,
             kPermissionDenied);

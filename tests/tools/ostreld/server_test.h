@@ -3,9 +3,11 @@
 #ifndef OSTREL_TESTS_TOOLS_OSTRELD_SERVER_TEST_H
 #define OSTREL_TESTS_TOOLS_OSTRELD_SERVER_TEST_H
 
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <ostrel/codes.h>
+#include <ostrel/elements.h>
+#include <ostrel/names.h>
 #include <ostrel/veskError.h>
 #include <ostrel/veskPDU.h>
 
@@ -14,8 +16,10 @@
 #include <vector>
 
 #include "base/clock.h"
-#include "base/codes.h"
-#include "base/values.h"
+#include "common/addresses.h"
+#include "common/encoding.h"
+#include "common/owned.h"
+#include "common/printed.h"
 #include "objects/registrations.h"
 #include "requests/request_router.h"
 #include "store/store.h"
@@ -29,11 +33,12 @@ class FakeClock : public Clock {
 };
 
 inline sockaddr_in addressOf(const char* host, std::uint16_t port) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  inet_pton(AF_INET, host, &address.sin_addr);
-  address.sin_port = htons(port);
-  return address;
+  return endpoint(*parseAddress(host), port);
+}
+
+inline std::string text(veskType& value) { return printed(value); }
+inline std::string text(const sockaddr_in& address) {
+  return endpointText(address);
 }
 
 inline sockaddr_in local() { return addressOf("127.0.0.1", 4000); }
@@ -59,19 +64,16 @@ inline veskList* condition(veskList* list, const char* name, veskType* value,
 // A list's elements as texts.
 inline std::vector<std::string> texts(veskList& list) {
   std::vector<std::string> result;
-  forEach(list, [&](unsigned, veskType* element) {
+  for (veskType* element : Elements(list))
     result.push_back(element == nullptr ? "null" : text(*element));
-  });
   return result;
 }
 
 // The errors of an answer as pairs of position and code.
 inline std::vector<std::pair<unsigned, int>> errorsIn(veskList& errors) {
   std::vector<std::pair<unsigned, int>> result;
-  forEach(errors, [&](unsigned, veskType* element) {
-    auto& error = dynamic_cast<veskError&>(*element);
-    result.emplace_back(error.index.value, error.code.value);
-  });
+  for (auto* error : Elements<veskError>(errors))
+    result.emplace_back(error->index.value, error->code.value);
   return result;
 }
 
@@ -82,23 +84,23 @@ class ServerTest : public testing::Test {
   explicit ServerTest(Policy policy = Policy())
       : store(":memory:"),
         registrations(&store, &clock),
-        dispatcher(&store, &registrations, std::move(policy)) {}
+        router(&store, &registrations, std::move(policy)) {}
 
   template <class Answer, class Request>
-  Owned<Answer> ask(Owned<Request> request, sockaddr_in from = local()) {
-    const Owned<veskPDU> answer = dispatcher.answer(*request, from);
-    EXPECT_NE(answer, nullptr);
-    if (answer == nullptr) return nullptr;
+  Arrived<Answer> ask(Owned<Request> request, sockaddr_in from = local()) {
+    const RequestKind* kind = kindOf(*request);
+    EXPECT_NE(kind, nullptr);
+    if (kind == nullptr) return nullptr;
+    const Owned<veskPDU> answer = router.answer(*kind, *request, from);
     EXPECT_EQ(answer->requestId.value, request->requestId.value);
-    Owned<veskType> copy = copyOf(*answer);
-    auto* typed = dynamic_cast<Answer*>(copy.get());
+    Arrived<veskType> copy = decoded(*encoded(*answer));
+    auto typed = takeAs<Answer>(copy);
     EXPECT_NE(typed, nullptr) << "tag " << int{answer->tag};
-    if (typed != nullptr) copy.release();
-    return Owned<Answer>(typed);
+    return typed;
   }
 
-  Owned<veskCreateRespPDU> create(const char* classText, veskList* list,
-                                  sockaddr_in from = local()) {
+  Arrived<veskCreateRespPDU> create(const char* classText, veskList* list,
+                                    sockaddr_in from = local()) {
     veskOid oid(classText);
     return ask<veskCreateRespPDU>(make<veskCreatePDU>(oid, list), from);
   }
@@ -109,8 +111,8 @@ class ServerTest : public testing::Test {
     return answer->status.value == 0 ? text(answer->oid) : "";
   }
 
-  Owned<veskGetRespPDU> get(const std::string& object,
-                            std::vector<const char*> names = {}) {
+  Arrived<veskGetRespPDU> get(const std::string& object,
+                              std::vector<const char*> names = {}) {
     veskOid oid(object.c_str());
     names.push_back(nullptr);
     auto* list = newList();
@@ -118,8 +120,8 @@ class ServerTest : public testing::Test {
     return ask<veskGetRespPDU>(make<veskGetPDU>(oid, list));
   }
 
-  Owned<veskSetRespPDU> set(const std::string& object, veskList* list,
-                            sockaddr_in from = local()) {
+  Arrived<veskSetRespPDU> set(const std::string& object, veskList* list,
+                              sockaddr_in from = local()) {
     veskOid oid(object.c_str());
     return ask<veskSetRespPDU>(make<veskSetPDU>(oid, list), from);
   }
@@ -134,7 +136,7 @@ class ServerTest : public testing::Test {
     return ask<veskVerifyRespPDU>(make<veskVerifyPDU>(oid))->status.value;
   }
 
-  Owned<veskSearchRespPDU> search(const std::string& where, veskList* list) {
+  Arrived<veskSearchRespPDU> search(const std::string& where, veskList* list) {
     veskOid oid(where.c_str());
     return ask<veskSearchRespPDU>(make<veskSearchPDU>(oid, list, 1U));
   }
@@ -142,7 +144,7 @@ class ServerTest : public testing::Test {
   FakeClock clock;
   Store store;
   Registrations registrations;
-  Dispatcher dispatcher;
+  RequestRouter router;
 };
 
 }  // namespace ostrel::tools::server

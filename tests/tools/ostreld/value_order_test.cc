@@ -1,8 +1,10 @@
-#include "base/values.h"
+#include "base/value_order.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
+
+#include "common/owned.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -90,27 +92,6 @@ TEST(ContainsValue, FindsPartsOfTextsAndBytesAndElementsOfLists) {
   EXPECT_TRUE(containsValue(list, seven));
   EXPECT_FALSE(containsValue(list, eight));
   EXPECT_FALSE(containsValue(seven, seven));
-}
-
-TEST(Encoded, IsRefusedBeyondTheLimit) {
-  veskString string(std::string(1000, 'x').c_str());
-  const auto bytes = encoded(string, 2000);
-  ASSERT_TRUE(bytes.has_value());
-  EXPECT_TRUE(encoded(string, bytes->size()).has_value());
-  EXPECT_FALSE(encoded(string, bytes->size() - 1).has_value());
-}
-
-TEST(Encoded, IsNothingForAValueThatHasNoEncoding) {
-  veskAddress address;
-  address.family = 77;
-  EXPECT_FALSE(encoded(address, kLongestValue).has_value());
-}
-
-TEST(Decoded, WantsAllBytes) {
-  EXPECT_NE(decoded(std::string("\x03\x00", 2)), nullptr);
-  EXPECT_EQ(decoded(std::string("\x03\x00\x00", 3)), nullptr);
-  EXPECT_EQ(decoded("\x03"), nullptr);
-  EXPECT_EQ(decoded(""), nullptr);
 }
 
 }  // namespace

@@ -1,18 +1,19 @@
-#include "base/values.h"
+#include "base/value_order.h"
 
-#include <arpa/inet.h>
-#include <ostrel/veskError.h>
+#include <ostrel/elements.h>
 
-#include <cstdlib>
+#include <algorithm>
 #include <iterator>
-#include <limits>
+#include <optional>
+#include <string_view>
 #include <typeinfo>
+
+#include "base/limits.h"
+#include "common/encoding.h"
+#include "common/value_types.h"
 
 namespace ostrel::tools::server {
 namespace {
-
-constexpr std::size_t kFirstBuffer = 512;
-constexpr unsigned kClassComponents = 2;
 
 Order order(double left, double right) {
   if (left < right) return Order::kLess;
@@ -26,33 +27,19 @@ Order order(std::string_view left, std::string_view right) {
   return difference < 0 ? Order::kLess : Order::kGreater;
 }
 
-template <class Number>
-bool take(veskType& value, double* number) {
-  auto* typed = dynamic_cast<Number*>(&value);
-  if (typed == nullptr) return false;
-  *number = static_cast<double>(typed->value);
-  return true;
-}
-
-std::string_view bytesOf(const char* bytes, unsigned length) {
+// The bytes of a text or of counted bytes.
+template <class Class>
+std::string_view bytesOf(Class& value) {
+  unsigned length = 0;
+  const char* bytes = value.get(&length);
   return bytes == nullptr ? std::string_view()
                           : std::string_view(bytes, length);
 }
 
-// The bytes of a text or of counted bytes.
-bool bytesIn(veskType& value, std::string_view* bytes) {
-  unsigned length = 0;
-  if (auto* string = dynamic_cast<veskString*>(&value)) {
-    const char* held = string->get(&length);
-    *bytes = bytesOf(held, length);
-    return true;
-  }
-  if (auto* opaque = dynamic_cast<veskOpaque*>(&value)) {
-    const char* held = opaque->get(&length);
-    *bytes = bytesOf(held, length);
-    return true;
-  }
-  return false;
+std::optional<std::string_view> bytesIn(veskType& value) {
+  if (auto* string = dynamic_cast<veskString*>(&value)) return bytesOf(*string);
+  if (auto* opaque = dynamic_cast<veskOpaque*>(&value)) return bytesOf(*opaque);
+  return std::nullopt;
 }
 
 // An invalid identifier comes before every valid one.
@@ -78,17 +65,13 @@ Order orderAddresses(veskAddress& left, veskAddress& right) {
 }
 
 bool sameElements(veskList& left, veskList& right) {
-  if (left.count != right.count) return false;
-  listPointer* other = right.head.next;
-  bool same = true;
-  forEach(left, [&](unsigned, veskType* element) {
-    auto* counterpart = static_cast<veskType*>(other->data);
-    other = other->next;
-    if (!same) return;
-    same = element != nullptr && counterpart != nullptr &&
-           compareValues(*element, *counterpart) == Order::kEqual;
-  });
-  return same;
+  const Elements all(left), others(right);
+  return left.count == right.count &&
+         std::equal(all.begin(), all.end(), others.begin(),
+                    [](veskType* a, veskType* b) {
+                      return a != nullptr && b != nullptr &&
+                             compareValues(*a, *b) == Order::kEqual;
+                    });
 }
 
 bool sameEncoding(veskType& left, veskType& right) {
@@ -99,87 +82,6 @@ bool sameEncoding(veskType& left, veskType& right) {
 
 }  // namespace
 
-void DestroyValue::operator()(veskType* value) const {
-  // What we built ourselves has to be emptied by us.
-  if (auto* pdu = dynamic_cast<veskPDU*>(value)) pdu->clear();
-  veskType::destroyDecoded(value);
-}
-
-void OwnedList::moveTo(veskList* other) {
-  forEach(*this, [&](unsigned, veskType* element) { other->append(element); });
-  clear(0);
-}
-
-std::optional<std::string> encoded(veskType& value, std::size_t limit) {
-  // Some classes ask for more room than they then use, so the buffer may be
-  // longer than the limit.
-  std::string buffer;
-  for (std::size_t size = kFirstBuffer;; size *= 2) {
-    buffer.resize(size);
-    const unsigned used =
-        value.encode(buffer.data(), static_cast<unsigned>(size));
-    if (used > limit || (used == 0 && size > limit)) return std::nullopt;
-    if (used == 0) continue;
-    buffer.resize(used);
-    return buffer;
-  }
-}
-
-Owned<veskType> decoded(std::string_view bytes) {
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
-  // The library's buffers are not const; decoding does not write to them.
-  auto* buffer = const_cast<char*>(bytes.data());
-  veskType* value = nullptr;
-  const unsigned used = veskType::decodeCreate(
-      buffer, static_cast<unsigned>(bytes.size()), &value);
-  Owned<veskType> owned(value);
-  if (used == 0 || used != bytes.size()) return nullptr;
-  return owned;
-}
-
-Owned<veskType> copyOf(veskType& value) {
-  // Copies of some classes share what they hold; bytes share nothing.
-  const auto bytes = encoded(value, kLongestValue);
-  return bytes ? decoded(*bytes) : nullptr;
-}
-
-std::string text(veskType& value) {
-  char* printed = value.getString();
-  std::string result = printed == nullptr ? "" : printed;
-  std::free(printed);
-  return result;
-}
-
-std::string text(in_addr address) {
-  char printed[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address, printed, sizeof printed);
-  return printed;
-}
-
-std::string text(const sockaddr_in& address) {
-  return text(address.sin_addr) + ":" + std::to_string(ntohs(address.sin_port));
-}
-
-bool isUnicast(in_addr address) {
-  const std::uint32_t number = ntohl(address.s_addr);
-  return number != INADDR_ANY && !IN_MULTICAST(number) && !IN_BADCLASS(number);
-}
-
-std::optional<double> numberIn(veskType& value) {
-  double number = 0;
-  if (take<veskInt>(value, &number) || take<veskUnsignedInt>(value, &number) ||
-      take<veskShort>(value, &number) ||
-      take<veskUnsignedShort>(value, &number) ||
-      take<veskLong>(value, &number) ||
-      take<veskUnsignedLong>(value, &number) ||
-      take<veskChar>(value, &number) ||
-      take<veskUnsignedChar>(value, &number) ||
-      take<veskFloat>(value, &number) || take<veskDouble>(value, &number)) {
-    return number;
-  }
-  return std::nullopt;
-}
-
 Order compareValues(veskType& left, veskType& right) {
   const auto a = numberIn(left);
   const auto b = numberIn(right);
@@ -189,10 +91,9 @@ Order compareValues(veskType& left, veskType& right) {
   // Text and counted bytes are different things, even where the bytes are the
   // same.
   if (typeid(left) != typeid(right)) return Order::kDifferent;
-  std::string_view bytes;
-  std::string_view otherBytes;
-  if (bytesIn(left, &bytes) && bytesIn(right, &otherBytes))
-    return order(bytes, otherBytes);
+  const auto bytes = bytesIn(left);
+  const auto otherBytes = bytesIn(right);
+  if (bytes && otherBytes) return order(*bytes, *otherBytes);
   if (auto* oid = dynamic_cast<veskOid*>(&left))
     return orderIdentifiers(*oid, dynamic_cast<veskOid&>(right));
   if (auto* aid = dynamic_cast<veskAid*>(&left))
@@ -209,33 +110,16 @@ Order compareValues(veskType& left, veskType& right) {
 
 bool containsValue(veskType& whole, veskType& part) {
   if (auto* list = dynamic_cast<veskList*>(&whole)) {
-    bool found = false;
-    forEach(*list, [&](unsigned, veskType* element) {
-      if (!found && element != nullptr)
-        found = compareValues(*element, part) == Order::kEqual;
+    const Elements all(*list);
+    return std::any_of(all.begin(), all.end(), [&](veskType* element) {
+      return element != nullptr &&
+             compareValues(*element, part) == Order::kEqual;
     });
-    return found;
   }
-  std::string_view bytes;
-  std::string_view wanted;
   if (typeid(whole) != typeid(part)) return false;
-  if (!bytesIn(whole, &bytes) || !bytesIn(part, &wanted)) return false;
-  return bytes.find(wanted) != std::string_view::npos;
-}
-
-veskOid classOf(const veskOid& oid) {
-  veskOid result = oid;
-  for (std::size_t i = kClassComponents; i < std::size(result.component); ++i)
-    result.component[i] = 0;
-  return result;
-}
-
-bool isClass(const veskOid& oid) {
-  return oid.valid != 0 && oid.component[2] == 0 && oid.component[3] == 0;
-}
-
-void addError(veskList* errors, unsigned index, int code) {
-  errors->append(new veskError(index, code));
+  const auto bytes = bytesIn(whole);
+  const auto wanted = bytesIn(part);
+  return bytes && wanted && bytes->find(*wanted) != bytes->npos;
 }
 
 }  // namespace ostrel::tools::server

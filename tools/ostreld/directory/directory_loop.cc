@@ -1,31 +1,25 @@
 #include "directory/directory_loop.h"
 
-#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <ostrel/message.h>
 #include <ostrel/transaction.h>
-#include <poll.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <random>
 #include <stdexcept>
 
 #include "base/log.h"
+#include "common/addresses.h"
 #include "directory/merged_search.h"
 #include "directory/server_addresses.h"
-#include "net/rate_limit.h"
-#include "net/signals.h"
-#include "net/udp_socket.h"
 
 namespace ostrel::tools::server {
 namespace {
 
-constexpr int kBatch = 64;
 constexpr int kMillisecondsPerSecond = 1000;
 constexpr int kShortestWait = 20;  // milliseconds; due times are whole seconds
 
@@ -46,154 +40,126 @@ std::vector<in_addr> allInterfaces() {
   return result;
 }
 
-class DirectoryServer {
+class DirectoryServer : public ServerLoop {
  public:
   explicit DirectoryServer(const DirectoryOptions& options)
-      : options_(options),
-        socket_(options.listen, options.port, options.longestRequest),
-        directory_(&handler_, options.longestAnswer,
-                   [this](const sockaddr_in& to, std::string& answer) {
-                     rate_.charge(to.sin_addr, answer.size());
-                     outbox_.send(to, answer);
-                   }),
-        rate_(options.requestsPerSecond),
-        outbox_(&socket_) {
+      : ServerLoop(options),
+        options_(options),
+        search_(&handler_, options.longestAnswer,
+                [this](const sockaddr_in& to, std::string& bytes) {
+                  answer(to, bytes);
+                }) {
     if (handler_.open() < 0)
       throw std::runtime_error("no socket for asking object servers");
+    wakeFor(handler_.messageHandler->socket);
     handler_.initialTimeout = options.timeout;
     handler_.retries = options.retries;
     // Answers are matched by number: one that cannot be guessed keeps strangers
     // from answering.
     handler_.nextRequestId = std::random_device()();
-    directory_.setServers(readAll());
-    if (options.multicast) joinGroup();
+    search_.setServers(readServers());
+    if (options.multicast) hearGroup();
   }
-
-  int run() {
-    for (;;) {
-      const long next = directory_.tick();
-      pollfd ready[] = {{socket_.socket, POLLIN, 0},
-                        {handler_.messageHandler->socket, POLLIN, 0},
-                        {signals_.descriptor(), POLLIN, 0},
-                        {group_ ? group_->socket : -1, POLLIN, 0}};
-      const auto wait = static_cast<int>(next * kMillisecondsPerSecond);
-      poll(ready, std::size(ready),
-           outbox_.empty() ? std::max(kShortestWait, wait) : 0);
-      if (ended()) return 0;
-      for (int i = 0; i < kBatch && directory_.receive(); ++i) {
-      }
-      if (!takeRequests(socket_)) return 0;
-      if (group_ && !takeRequests(*group_)) return 0;
-      outbox_.sendNext();
-    }
-  }
-
-  sockaddr_in address() const { return socket_.address(); }
 
  private:
-  std::vector<sockaddr_in> readAll() {
-    std::vector<sockaddr_in> servers;
-    for (const std::string& entry : options_.servers)
-      servers.push_back(parseServer(entry));
-    if (!options_.serverFile.empty()) {
-      for (const sockaddr_in& server : readServers(options_.serverFile))
-        servers.push_back(server);
+  void handle(const sockaddr_in& from, std::string_view request,
+              Time now) override {
+    search_.handle(from, request, now);
+  }
+
+  int runTimers() override {
+    const auto wait = static_cast<int>(search_.tick() * kMillisecondsPerSecond);
+    return std::max(kShortestWait, wait);
+  }
+
+  void receive() override {
+    for (int i = 0; i < kBatch && search_.receive(); ++i) {
     }
-    for (const sockaddr_in& server : servers)
-      log(Level::kInfo, "asks the object server " + text(server));
-    if (servers.empty()) log(Level::kWarning, "knows no object server");
-    return servers;
   }
 
   // A file that cannot be read leaves the servers as they were.
-  void reload() {
+  void reload() override {
     // Whoever sent the signal wants to see what came of it, every time.
     logRepeats();
     try {
-      directory_.setServers(readAll());
+      search_.setServers(readServers());
     } catch (const std::runtime_error& error) {
       log(Level::kError, std::string(error.what()) + "; nothing was changed");
     }
   }
 
-  bool ended() {
-    while (const int signal = signals_.take()) {
-      if (signal != SIGHUP) {
-        log(Level::kInfo, "ended by a signal");
-        return true;
-      }
-      reload();
+  std::vector<sockaddr_in> readServers() {
+    std::vector<sockaddr_in> servers;
+    for (const std::string& entry : options_.servers)
+      servers.push_back(parseServer(entry));
+    if (!options_.serverFile.empty()) {
+      for (const sockaddr_in& server : readServerFile(options_.serverFile))
+        servers.push_back(server);
     }
-    return false;
+    for (const sockaddr_in& server : servers)
+      log(Level::kInfo, "asks the object server " + endpointText(server));
+    if (servers.empty()) log(Level::kWarning, "knows no object server");
+    return servers;
   }
 
   // Without the group the directory still answers whoever knows its address.
-  void joinGroup() {
-    in_addr group = {};
-    inet_pton(AF_INET, kDirectoryGroup, &group);
-    UdpSocket* receiver = &socket_;
+  void hearGroup() {
+    UdpSocket* receiver = groupReceiver();
+    if (receiver == nullptr) return;
+    for (const in_addr& interface : groupInterfaces())
+      join(receiver, interface);
+  }
+
+  bool listensEverywhere() const {
+    return options_.listen.s_addr == htonl(INADDR_ANY);
+  }
+
+  std::vector<in_addr> groupInterfaces() const {
     std::vector<in_addr> interfaces = options_.interfaces;
-    const bool everywhere = options_.listen.s_addr == htonl(INADDR_ANY);
-    if (interfaces.empty() && everywhere) interfaces = allInterfaces();
+    if (interfaces.empty() && listensEverywhere()) interfaces = allInterfaces();
     if (interfaces.empty()) interfaces = {options_.listen};
-    if (!everywhere) {
-      // A socket on one address gets nothing that is sent to a group.
-      try {
-        group_ = std::make_unique<UdpSocket>(UdpSocket::Group{group},
-                                             ntohs(socket_.address().sin_port),
-                                             options_.longestRequest);
-      } catch (const std::runtime_error& error) {
-        log(Level::kWarning, error.what());
-        return;
-      }
-      receiver = group_.get();
-    }
-    for (const in_addr& interface : interfaces) {
-      if (receiver->join(group, interface)) {
-        log(Level::kInfo, std::string("hears the group ") + kDirectoryGroup +
-                              " on " + text(interface));
-      } else {
-        log(Level::kWarning, "cannot join " + std::string(kDirectoryGroup) +
-                                 " on " + text(interface) + ": " +
-                                 std::strerror(errno));
-      }
-    }
+    return interfaces;
   }
 
-  // Returns whether the server goes on.
-  bool takeRequests(UdpSocket& socket) {
-    for (int i = 0; i < kBatch; ++i) {
-      sockaddr_in from = {};
-      std::string request;
-      const auto taken = socket.take(&from, &request);
-      if (taken == UdpSocket::Taken::kNothing) break;
-      if (taken == UdpSocket::Taken::kPart) continue;
-      const auto now = std::chrono::steady_clock::now();
-      if (rate_.allows(from.sin_addr, now)) {
-        directory_.handle(from, request, now);
-      } else {
-        log(Level::kDebug, "too many requests of " + text(from));
-      }
-      if (ended()) return false;
+  // A socket on one address gets nothing that is sent to a group, so there has
+  // to be another. Null when that cannot be had.
+  UdpSocket* groupReceiver() {
+    if (listensEverywhere()) return &socket();
+    try {
+      group_ = std::make_unique<UdpSocket>(UdpSocket::Group{directoryGroup()},
+                                           ntohs(socket().address().sin_port),
+                                           options_.longestRequest);
+    } catch (const std::runtime_error& error) {
+      log(Level::kWarning, error.what());
+      return nullptr;
     }
-    return true;
+    listenAlso(group_.get());
+    return group_.get();
   }
 
-  Signals signals_;
+  static void join(UdpSocket* receiver, in_addr interface) {
+    const in_addr group = directoryGroup();
+    const bool joined = receiver->join(group, interface);
+    const std::string cause = joined ? "" : std::strerror(errno);
+    const std::string where =
+        addressText(group) + " on " + addressText(interface);
+    if (joined)
+      log(Level::kInfo, "hears the group " + where);
+    else
+      log(Level::kWarning, "cannot join " + where + ": " + cause);
+  }
+
   DirectoryOptions options_;
-  UdpSocket socket_;
   std::unique_ptr<UdpSocket> group_;
   veskTransactionHandler handler_;
-  Directory directory_;
-  RateLimit rate_;
-  Outbox outbox_;
+  MergedSearch search_;
 };
 
 }  // namespace
 
 int serveDirectory(const DirectoryOptions& options) {
   DirectoryServer server(options);
-  log(Level::kInfo, "directory server on " + text(server.address()));
+  log(Level::kInfo, "directory server on " + endpointText(server.address()));
   return server.run();
 }
 

@@ -1,22 +1,26 @@
-// "ostreld directory": the directory's sockets and its loop.
+// "ostreld directory": the directory server's parts put together, and the group
+// that it hears.
 
 #ifndef OSTREL_TOOLS_OSTRELD_DIRECTORY_DIRECTORY_LOOP_H
 #define OSTREL_TOOLS_OSTRELD_DIRECTORY_DIRECTORY_LOOP_H
 
-#include <netinet/in.h>
+#include <ostrel/codes.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "base/codes.h"
+#include "net/server_loop.h"
 
 namespace ostrel::tools::server {
 
-struct DirectoryOptions {
-  in_addr listen = {};
-  std::uint16_t port = kDirectoryPort;
+struct DirectoryOptions : ServerOptions {
+  DirectoryOptions() {
+    port = kDirectoryPort;
+    // So short that a search leaves at once for all object servers.
+    longestRequest = 24 << 10;
+    requestsPerSecond = 1000;
+  }
+
   std::vector<std::string> servers;
   std::string serverFile;  // read again on SIGHUP; may be empty
   bool multicast = true;
@@ -24,10 +28,6 @@ struct DirectoryOptions {
                                     // the server listens
   long timeout = 1;                 // seconds until a server is asked again
   int retries = 1;                  // how often it is
-  // So short that a search leaves at once for all object servers.
-  std::size_t longestRequest = 24 << 10;
-  std::size_t longestAnswer = 256 << 10;
-  unsigned requestsPerSecond = 1000;  // for each sender; 0: no limit
 };
 
 // Serves until a signal ends it. Returns the exit code; throws

@@ -1,21 +1,24 @@
 #include "directory/merged_search.h"
 
+#include <ostrel/elements.h>
 #include <ostrel/message.h>
+#include <ostrel/names.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "base/codes.h"
 #include "base/log.h"
+#include "common/addresses.h"
+#include "common/encoding.h"
 #include "directory/server_addresses.h"
-#include "requests/request_router.h"
+#include "objects/attributes.h"
+#include "requests/answer_bytes.h"
 
 namespace ostrel::tools::server {
 namespace {
 
 constexpr long kIdleSeconds = 60;
-constexpr std::size_t kLongestRefusal = 256;
 
 bool isDiscovery(veskDSsearchPDU& request) {
   return request.oid.valid == 0 && request.list->count == 0 &&
@@ -24,22 +27,20 @@ bool isDiscovery(veskDSsearchPDU& request) {
 
 // Whether a search that names servers in its second list names this one.
 bool named(veskList& servers, const sockaddr_in& server) {
-  bool found = false;
-  forEach(servers, [&](unsigned, veskType* element) {
-    auto* address = dynamic_cast<veskAddress*>(element);
+  const Elements<veskAddress> all(servers);
+  return std::any_of(all.begin(), all.end(), [&](veskAddress* address) {
     const in_addr* held = address == nullptr ? nullptr : address->get(nullptr);
-    if (held != nullptr && held->s_addr == server.sin_addr.s_addr) found = true;
+    return held != nullptr && held->s_addr == server.sin_addr.s_addr;
   });
-  return found;
 }
 
 // Only an answer of the right kind, from the server that was asked, counts.
 int codeOf(veskSearchRespPDU* answer, const sockaddr_in& asked,
            const sockaddr_in& from) {
-  if (!sameAddress(asked, from)) {
-    log(Level::kWarning, "an answer came from " + text(from) +
+  if (!sameEndpoint(asked, from)) {
+    log(Level::kWarning, "an answer came from " + endpointText(from) +
                              ", which was not asked, instead of " +
-                             text(asked));
+                             endpointText(asked));
     return kNetworkError;
   }
   return answer == nullptr ? kCodingError : answer->status.value;
@@ -47,23 +48,23 @@ int codeOf(veskSearchRespPDU* answer, const sockaddr_in& asked,
 
 }  // namespace
 
-Directory::Directory(veskTransactionHandler* handler, std::size_t longestAnswer,
-                     Send send)
+MergedSearch::MergedSearch(veskTransactionHandler* handler,
+                           std::size_t longestAnswer, Send send)
     : handler_(handler),
       longestAnswer_(longestAnswer),
       send_(std::move(send)) {}
 
-Directory::~Directory() {
+MergedSearch::~MergedSearch() {
   // The handler must not be left with requests that are gone.
   for (auto& ask : asks_) handler_->flush(ask.first);
 }
 
-void Directory::setServers(std::vector<sockaddr_in> servers) {
+void MergedSearch::setServers(std::vector<sockaddr_in> servers) {
   servers_ = withoutRepeats(servers);
 }
 
-void Directory::handle(const sockaddr_in& from, std::string_view request,
-                       AnswerCache::Time now) {
+void MergedSearch::handle(const sockaddr_in& from, std::string_view request,
+                          AnswerCache::Time now) {
   const std::string key = AnswerCache::keyOf(from, request);
   if (const std::string* given = answers_.find(key, now)) {
     std::string again = *given;
@@ -71,32 +72,31 @@ void Directory::handle(const sockaddr_in& from, std::string_view request,
     return;
   }
   if (underWay_.count(key) != 0) return;
-  Owned<veskType> value = decoded(request);
+  Arrived<veskType> value = decoded(request);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
   if (pdu == nullptr) return;
-  log(Level::kDebug, text(from) + " tag " + std::to_string(pdu->tag));
+  log(Level::kDebug, endpointText(from) + " tag " + std::to_string(pdu->tag));
 
-  auto* search = dynamic_cast<veskDSsearchPDU*>(pdu);
+  auto search = takeAs<veskDSsearchPDU>(value);
   if (search == nullptr) {
-    const auto refused = refusal(*pdu, kNoObjectManager);
-    if (refused != nullptr) answer(from, key, *pdu, *refused);
+    const RequestKind* kind = kindOf(*pdu);
+    if (kind == nullptr) return;
+    answer(from, key, *pdu, *refusal(*kind, *pdu, kNoObjectManager));
     return;
   }
   if (isDiscovery(*search) || search->oid.valid == 0) {
     const auto code = isDiscovery(*search) ? kNoError : kOidFormat;
-    const auto response = make<veskDSsearchRespPDU>(code);
-    answer(from, key, *pdu, *response);
+    answer(from, key, *search, *make<veskDSsearchRespPDU>(code));
     return;
   }
   if (!mayBegin(from)) {
     log(Level::kWarning, "too many searches at a time: dropped one");
     return;
   }
-  value.release();
-  begin(from, key, Owned<veskDSsearchPDU>(search));
+  begin(from, key, std::move(search));
 }
 
-bool Directory::mayBegin(const sockaddr_in& from) const {
+bool MergedSearch::mayBegin(const sockaddr_in& from) const {
   // A key begins with the sender's address and port.
   const std::string sender = AnswerCache::keyOf(from, "");
   const auto alike = [&](std::size_t bytes) {
@@ -110,23 +110,20 @@ bool Directory::mayBegin(const sockaddr_in& from) const {
          alike(sender.size()) < kMostOfPort;
 }
 
-void Directory::answer(const sockaddr_in& from, const std::string& key,
-                       veskPDU& pdu, veskPDU& answer) {
-  answer.requestId = pdu.requestId;
-  auto bytes = encoded(answer, longestAnswer_);
-  if (!bytes) {
-    log(Level::kWarning, "an answer of more than " +
-                             std::to_string(longestAnswer_) +
-                             " bytes was replaced by an error");
-    bytes = encoded(*refusal(pdu, kInternalError), kLongestRefusal);
-  }
-  if (!bytes) return;
-  send_(from, *bytes);
-  answers_.keep(key, std::move(*bytes), std::chrono::steady_clock::now());
+// The request is one that kindOf() knows.
+void MergedSearch::answer(const sockaddr_in& from, const std::string& key,
+                          veskPDU& request, veskPDU& answer) {
+  answer.requestId = request.requestId;
+  const auto whole = encoded(answer, longestAnswer_);
+  std::string bytes =
+      whole ? *whole : tooLongBytes(*kindOf(request), request, longestAnswer_);
+  if (bytes.empty()) return;
+  send_(from, bytes);
+  answers_.keep(key, std::move(bytes), std::chrono::steady_clock::now());
 }
 
-void Directory::begin(const sockaddr_in& from, const std::string& key,
-                      Owned<veskDSsearchPDU> request) {
+void MergedSearch::begin(const sockaddr_in& from, const std::string& key,
+                         Arrived<veskDSsearchPDU> request) {
   auto query = std::make_shared<Query>();
   query->from = from;
   query->key = key;
@@ -141,17 +138,17 @@ void Directory::begin(const sockaddr_in& from, const std::string& key,
   for (std::size_t i = 0; i < query->parts.size(); ++i) ask(query, i);
 }
 
-void Directory::ask(const std::shared_ptr<Query>& query, std::size_t part) {
+void MergedSearch::ask(const std::shared_ptr<Query>& query, std::size_t part) {
   veskDSsearchPDU& wanted = *query->request;
-  auto request = std::make_unique<veskSearchPDU>(wanted.oid, wanted.list, 1U,
-                                                 wanted.principal);
+  auto request = std::make_unique<veskSearchPDU>(wanted.oid, wanted.list,
+                                                 kSearchFlag, wanted.principal);
   const int code = handler_->send(&query->parts[part].server, request.get());
   const std::uint32_t id = request->requestId.value;
   asks_[id] = Ask{query, part, std::move(request)};
   if (code != kNoError) end(id, code, nullptr);
 }
 
-bool Directory::receive() {
+bool MergedSearch::receive() {
   char byte = 0;
   if (::recv(handler_->messageHandler->socket, &byte, sizeof byte,
              MSG_PEEK | MSG_DONTWAIT) < 0) {
@@ -160,19 +157,19 @@ bool Directory::receive() {
   sockaddr_in from = {};
   veskPDU* arrived = nullptr;
   handler_->recv(&from, &arrived);
-  Owned<veskPDU> pdu(arrived);
+  Arrived<veskPDU> pdu(arrived);
   if (pdu == nullptr) return true;
   const auto found = asks_.find(pdu->requestId.value);
   if (found == asks_.end()) return true;
   const Ask& asked = found->second;
-  auto* answer = dynamic_cast<veskSearchRespPDU*>(pdu.get());
-  const int code = codeOf(answer, asked.query->parts[asked.part].server, from);
-  if (answer != nullptr) pdu.release();
-  end(found->first, code, Owned<veskSearchRespPDU>(answer));
+  auto answer = takeAs<veskSearchRespPDU>(pdu);
+  const int code =
+      codeOf(answer.get(), asked.query->parts[asked.part].server, from);
+  end(found->first, code, std::move(answer));
   return true;
 }
 
-long Directory::tick() {
+long MergedSearch::tick() {
   long next = kIdleSeconds;
   for (bool more = true; more;) {
     int code = kNoError;
@@ -184,8 +181,8 @@ long Directory::tick() {
 }
 
 // One server has answered, or will not.
-void Directory::end(std::uint32_t requestId, int code,
-                    Owned<veskSearchRespPDU> answer) {
+void MergedSearch::end(std::uint32_t requestId, int code,
+                       Arrived<veskSearchRespPDU> answer) {
   const auto found = asks_.find(requestId);
   if (found == asks_.end()) return;
   const Ask ended = std::move(found->second);
@@ -195,10 +192,10 @@ void Directory::end(std::uint32_t requestId, int code,
   part.code = code;
   part.answer = std::move(answer);
   if (code == kNetworkError) {
-    log(Level::kWarning,
-        "the object server " + text(part.server) + " did not answer a search");
-  } else if (code != kNoError && code != kItemErrors) {
-    log(Level::kInfo, "the object server " + text(part.server) +
+    log(Level::kWarning, "the object server " + endpointText(part.server) +
+                             " did not answer a search");
+  } else if (code != kNoError && code != kArgListError) {
+    log(Level::kInfo, "the object server " + endpointText(part.server) +
                           " refused a search: " + std::to_string(code));
   }
   if (--query.outstanding == 0) finish(query);
@@ -209,20 +206,19 @@ void Directory::end(std::uint32_t requestId, int code,
 // server that failed is an error with the server's position; the search itself
 // fails only when all of them did, since what comes with a failure is lost to
 // clients. What a server said of it tells more than the silence of others.
-void Directory::finish(Query& query) {
+void MergedSearch::finish(Query& query) {
   auto response = make<veskDSsearchRespPDU>();
   bool found = query.parts.empty();
   for (unsigned i = 0; i < query.parts.size(); ++i) {
     Part& part = query.parts[i];
     if (part.code != kNoError) addError(response->errors, i, part.code);
-    if (part.code != kNoError && part.code != kItemErrors) continue;
+    if (part.code != kNoError && part.code != kArgListError) continue;
     if (part.code == kNoError) found = true;
-    forEach(*part.answer->list, [&](unsigned, veskType* element) {
-      auto* oid = dynamic_cast<veskOid*>(element);
-      if (oid == nullptr) return;
+    for (auto* oid : Elements<veskOid>(*part.answer->list)) {
+      if (oid == nullptr) continue;
       response->list->append(new veskOid(*oid));
       response->list2->append(new veskAddress(part.server.sin_addr));
-    });
+    }
   }
   if (!found) {
     const auto said = std::find_if(

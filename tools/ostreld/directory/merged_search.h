@@ -19,12 +19,12 @@
 #include <unordered_set>
 #include <vector>
 
-#include "base/values.h"
+#include "common/owned.h"
 #include "requests/answer_cache.h"
 
 namespace ostrel::tools::server {
 
-class Directory {
+class MergedSearch {
  public:
   // Searches that are under way at a time: in all, of one address and of one
   // port there. More are dropped as if lost.
@@ -36,11 +36,11 @@ class Directory {
 
   // The handler is open and has the time-out and retries that servers get; it
   // has to outlive this object. Answers leave through `send`.
-  Directory(veskTransactionHandler* handler, std::size_t longestAnswer,
-            Send send);
-  ~Directory();
-  Directory(const Directory&) = delete;
-  Directory& operator=(const Directory&) = delete;
+  MergedSearch(veskTransactionHandler* handler, std::size_t longestAnswer,
+               Send send);
+  ~MergedSearch();
+  MergedSearch(const MergedSearch&) = delete;
+  MergedSearch& operator=(const MergedSearch&) = delete;
 
   // Searches that are under way still end with the servers that they began
   // with.
@@ -67,12 +67,12 @@ class Directory {
   struct Part {
     sockaddr_in server;
     int code;
-    Owned<veskSearchRespPDU> answer;
+    Arrived<veskSearchRespPDU> answer;
   };
   struct Query {
     sockaddr_in from;
     std::string key;
-    Owned<veskDSsearchPDU> request;
+    Arrived<veskDSsearchPDU> request;
     std::vector<Part> parts;
     std::size_t outstanding;
   };
@@ -82,12 +82,13 @@ class Directory {
     std::unique_ptr<veskSearchPDU> request;  // its list is the query's
   };
 
-  void answer(const sockaddr_in& from, const std::string& key, veskPDU& pdu,
+  void answer(const sockaddr_in& from, const std::string& key, veskPDU& request,
               veskPDU& answer);
   void begin(const sockaddr_in& from, const std::string& key,
-             Owned<veskDSsearchPDU> request);
+             Arrived<veskDSsearchPDU> request);
   void ask(const std::shared_ptr<Query>& query, std::size_t part);
-  void end(std::uint32_t requestId, int code, Owned<veskSearchRespPDU> answer);
+  void end(std::uint32_t requestId, int code,
+           Arrived<veskSearchRespPDU> answer);
   void finish(Query& query);
   bool mayBegin(const sockaddr_in& from) const;
 

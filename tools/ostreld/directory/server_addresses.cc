@@ -1,6 +1,7 @@
 #include "directory/server_addresses.h"
 
 #include <netdb.h>
+#include <ostrel/codes.h>
 
 #include <algorithm>
 #include <charconv>
@@ -9,8 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "base/codes.h"
-#include "base/values.h"
+#include "common/addresses.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -41,28 +41,19 @@ sockaddr_in parseServer(const std::string& entry) {
   if (colon != std::string::npos)
     port = parsePort(entry.substr(colon + 1), entry);
 
-  addrinfo hints = {};
-  hints.ai_family = AF_INET;
-  hints.ai_socktype = SOCK_DGRAM;
-  addrinfo* found = nullptr;
-  const int code = getaddrinfo(host.c_str(), nullptr, &hints, &found);
-  if (code != 0) {
+  const HostLookup found = lookUpHost(host);
+  if (found.code != 0) {
     throw std::runtime_error("no address for the server " + host + ": " +
-                             gai_strerror(code));
+                             gai_strerror(found.code));
   }
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr;
-  address.sin_port = htons(port);
-  freeaddrinfo(found);
-  if (!isUnicast(address.sin_addr)) {
+  if (!isUnicast(found.address)) {
     throw std::invalid_argument("not the address of one server: " + host +
-                                " is " + text(address.sin_addr));
+                                " is " + addressText(found.address));
   }
-  return address;
+  return endpoint(found.address, port);
 }
 
-std::vector<sockaddr_in> readServers(const std::string& path) {
+std::vector<sockaddr_in> readServerFile(const std::string& path) {
   std::ifstream file(path);
   if (!file) throw std::runtime_error("cannot read the server file " + path);
   std::vector<sockaddr_in> servers;
@@ -84,17 +75,12 @@ std::vector<sockaddr_in> readServers(const std::string& path) {
   return servers;
 }
 
-bool sameAddress(const sockaddr_in& left, const sockaddr_in& right) {
-  return left.sin_addr.s_addr == right.sin_addr.s_addr &&
-         left.sin_port == right.sin_port;
-}
-
 std::vector<sockaddr_in> withoutRepeats(const std::vector<sockaddr_in>& list) {
   std::vector<sockaddr_in> result;
   for (const sockaddr_in& server : list) {
     const bool known = std::any_of(
         result.begin(), result.end(),
-        [&](const sockaddr_in& each) { return sameAddress(each, server); });
+        [&](const sockaddr_in& each) { return sameEndpoint(each, server); });
     if (!known) result.push_back(server);
   }
   return result;

@@ -19,9 +19,7 @@ sockaddr_in parseServer(const std::string& entry);
 
 // One entry on each line; "#" begins a comment, empty lines do not count.
 // Throws std::runtime_error, which names the line.
-std::vector<sockaddr_in> readServers(const std::string& path);
-
-bool sameAddress(const sockaddr_in& left, const sockaddr_in& right);
+std::vector<sockaddr_in> readServerFile(const std::string& path);
 
 // Each server once, the first mention first.
 std::vector<sockaddr_in> withoutRepeats(const std::vector<sockaddr_in>& list);

@@ -1,14 +1,10 @@
 #include "net/rate_limit.h"
 
+#include <ostrel/codes.h>
+
 #include <algorithm>
 
 namespace ostrel::tools::server {
-namespace {
-
-constexpr std::size_t kBytesOfDatagram = 1456;
-
-}  // namespace
-
 bool RateLimit::allows(in_addr sender, Time now) {
   if (perSecond_ == 0) return true;
   // Whoever sends from many addresses starts with new buckets at times; that
@@ -29,7 +25,7 @@ bool RateLimit::allows(in_addr sender, Time now) {
 void RateLimit::charge(in_addr sender, std::size_t answerBytes) {
   const auto bucket = buckets_.find(sender.s_addr);
   if (bucket == buckets_.end()) return;
-  bucket->second.tokens -= static_cast<double>(answerBytes / kBytesOfDatagram);
+  bucket->second.tokens -= static_cast<double>(answerBytes / kFragmentData);
 }
 
 }  // namespace ostrel::tools::server

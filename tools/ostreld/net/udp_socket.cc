@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "base/log.h"
-#include "base/values.h"
+#include "common/addresses.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -24,18 +24,17 @@ constexpr int kSendBuffer = 1 << 18;
 
 // A datagram's header as the library describes it: the length of the whole
 // message stands at offset 8.
-constexpr std::size_t kHeaderSize = 16;
 constexpr std::size_t kTotalOffset = 8;
 
 std::string explain(const sockaddr_in& address) {
-  const std::string where = text(address);
+  const std::string where = endpointText(address);
   switch (errno) {
     case EADDRINUSE:
       return "port " + where +
              " is in use: another server may be running there (--listen "
              "chooses another address, --port another port)";
     case EADDRNOTAVAIL:
-      return "this machine has no address " + text(address.sin_addr);
+      return "this machine has no address " + addressText(address.sin_addr);
     case EACCES:
       return "not allowed to listen on " + where;
     default:
@@ -64,10 +63,7 @@ UdpSocket::UdpSocket(Group group, std::uint16_t port,
 UdpSocket::~UdpSocket() { dropPartialMessages(); }
 
 void UdpSocket::openOn(in_addr address, std::uint16_t port, bool shared) {
-  sockaddr_in local = {};
-  local.sin_family = AF_INET;
-  local.sin_addr = address;
-  local.sin_port = htons(port);
+  const sockaddr_in local = endpoint(address, port);
   const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (descriptor < 0) throw std::runtime_error(explain(local));
   const int on = 1;
@@ -106,7 +102,7 @@ bool UdpSocket::join(in_addr group, in_addr interface) {
 }
 
 UdpSocket::Taken UdpSocket::take(sockaddr_in* from, std::string* message) {
-  unsigned char header[kHeaderSize] = {};
+  unsigned char header[kFragmentHeader] = {};
   const ssize_t got =
       ::recv(socket, header, sizeof header, MSG_PEEK | MSG_DONTWAIT);
   if (got < 0) return Taken::kNothing;
@@ -131,7 +127,7 @@ bool UdpSocket::sendTo(const sockaddr_in& to, std::string& message) {
   if (send(&to, message.data(), static_cast<unsigned>(message.size())) != 0)
     return true;
   log(Level::kDebug,
-      "cannot send to " + text(to) + ": " + std::strerror(errno));
+      "cannot send to " + endpointText(to) + ": " + std::strerror(errno));
   return false;
 }
 

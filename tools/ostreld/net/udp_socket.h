@@ -5,6 +5,7 @@
 #define OSTREL_TOOLS_OSTRELD_NET_UDP_SOCKET_H
 
 #include <netinet/in.h>
+#include <ostrel/codes.h>
 #include <ostrel/datagram.h>
 
 #include <cstddef>
@@ -18,7 +19,7 @@ class UdpSocket : public veskDatagramHandler {
  public:
   // The longest message, in bytes, that leaves at once: the library rests for
   // 100 ms after every 20 datagrams.
-  static constexpr std::size_t kQuickMessage = 19 * 1456;
+  static constexpr std::size_t kQuickMessage = 19 * kFragmentData;
 
   // Opens a socket on the address and port (host order). Throws
   // std::runtime_error with a sentence for the user.

@@ -1,5 +1,7 @@
 #include "objects/host_manager.h"
 
+#include <ostrel/codes.h>
+#include <ostrel/names.h>
 #include <ostrel/veskOmAttr.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
@@ -12,13 +14,14 @@
 #include <set>
 #include <string>
 
-#include "base/codes.h"
 #include "base/log.h"
+#include "common/addresses.h"
+#include "common/printed.h"
+#include "objects/attributes.h"
 
 namespace ostrel::tools::server {
 namespace {
 
-constexpr const char* kClass = "59.1.0.0";
 constexpr const char* kSelf = "59.1.0.1";
 constexpr const char* kLogAction = "59.1.100";
 constexpr unsigned kLongestLogText = 1000;
@@ -52,7 +55,7 @@ HostManager::HostManager(in_addr address) : self_(kSelf), address_(address) {}
 
 HostManager::~HostManager() { users_.clear(1); }
 
-std::vector<veskOid> HostManager::classes() { return {veskOid(kClass)}; }
+std::vector<veskOid> HostManager::classes() { return {veskOid(kHostClass)}; }
 
 int HostManager::list(veskOid&, veskList* oids) {
   oids->append(new veskOid(self_));
@@ -62,7 +65,7 @@ int HostManager::list(veskOid&, veskList* oids) {
 int HostManager::read(veskOid& oid, veskList* attributes) {
   if (!(oid == self_)) return kNoSuchName;
   look();
-  veskAppendOmAttr("59.1.1", &address_, attributes);
+  veskAppendOmAttr(kHostAddress, &address_, attributes);
   veskAppendOmAttr("59.1.2", &name_, attributes);
   veskAppendOmAttr("59.1.3", &system_, attributes);
   veskAppendOmAttr("59.1.4", &uptime_, attributes);
@@ -104,9 +107,10 @@ int HostManager::action(const Asker& asker, veskAid& action,
   auto* note = arguments.count == 1 ? arguments.at<veskString>(0) : nullptr;
   if (note == nullptr || note->length.value > kLongestLogText) {
     addError(errors, 0, kBadValue);
-    return kItemErrors;
+    return kArgListError;
   }
-  log(Level::kInfo, "note of " + text(asker.address) + ": " + text(*note));
+  log(Level::kInfo,
+      "note of " + endpointText(asker.address) + ": " + printed(*note));
   return kNoError;
 }
 

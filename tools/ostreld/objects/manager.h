@@ -10,15 +10,13 @@
 #define OSTREL_TOOLS_OSTRELD_OBJECTS_MANAGER_H
 
 #include <netinet/in.h>
+#include <ostrel/codes.h>
 #include <ostrel/type.h>
 #include <ostrel/veskAttr.h>
 
-#include <array>
-#include <cstdint>
-#include <map>
 #include <vector>
 
-#include "base/values.h"
+#include "common/owned.h"
 
 namespace ostrel::tools::server {
 
@@ -86,31 +84,6 @@ class ObjectManager {
  private:
   OwnedList held_;  // what the last get() read
 };
-
-// Attributes by their identifiers; of two with one identifier the first. The
-// list has to outlive the index.
-class AttributeIndex {
- public:
-  explicit AttributeIndex(veskList& attributes);
-
-  // Null when there is none.
-  veskAttribute* find(const veskAid& id) const;
-
- private:
-  std::map<std::array<std::uint32_t, 3>, veskAttribute*> attributes_;
-};
-
-// The code for an element of a list of attributes that are to be written: 0,
-// or 4 when it is no attribute with an identifier, or 2 when it has no value
-// that can be kept.
-int writable(veskType* element);
-
-// Appends an error for each element that is not writable. Returns 0, or -1 when
-// there was one.
-int checkWritable(veskList& attributes, veskList* errors);
-
-// The first attribute of a list that has this identifier; null when none has.
-veskAttribute* find(veskList& attributes, veskAid& id);
 
 }  // namespace ostrel::tools::server
 

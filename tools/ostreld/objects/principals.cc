@@ -1,16 +1,15 @@
 #include "objects/principals.h"
 
+#include <ostrel/codes.h>
+#include <ostrel/names.h>
 #include <pwd.h>
 
 #include <set>
 #include <string>
 
-#include "base/codes.h"
-
 namespace ostrel::tools::server {
 namespace {
 
-constexpr const char* kClass = "59.110.0.0";
 constexpr unsigned kUserBranch = 1;
 
 // The full name is the first field of a comment.
@@ -21,7 +20,9 @@ std::string fullName(const passwd& user) {
 
 }  // namespace
 
-std::vector<veskOid> Principals::classes() { return {veskOid(kClass)}; }
+std::vector<veskOid> Principals::classes() {
+  return {veskOid(kPrincipalClass)};
+}
 
 int Principals::list(veskOid& classOid, veskList* oids) {
   std::set<uid_t> users;
@@ -37,11 +38,11 @@ int Principals::read(veskOid& oid, veskList* attributes) {
   if (oid.component[2] != kUserBranch) return kNoSuchName;
   const passwd* user = getpwuid(oid.component[3]);
   if (user == nullptr) return kNoSuchName;
-  veskAtAppendAttr(attributes, "59.110.1", new veskOid(oid));
-  veskAtAppendAttr(attributes, "59.110.2",
+  veskAtAppendAttr(attributes, kPrincipalOid, new veskOid(oid));
+  veskAtAppendAttr(attributes, kPrincipalUserId,
                    new veskInt(static_cast<int>(user->pw_uid)));
-  veskAtAppendAttr(attributes, "59.110.3", new veskString(user->pw_name));
-  veskAtAppendAttr(attributes, "59.110.4",
+  veskAtAppendAttr(attributes, kPrincipalLogin, new veskString(user->pw_name));
+  veskAtAppendAttr(attributes, kPrincipalFullName,
                    new veskString(fullName(*user).c_str()));
   return kNoError;
 }

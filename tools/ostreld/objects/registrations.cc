@@ -1,34 +1,24 @@
 #include "objects/registrations.h"
 
+#include <ostrel/codes.h>
+#include <ostrel/elements.h>
+#include <ostrel/names.h>
 #include <ostrel/veskPDU.h>
 
 #include <algorithm>
 
-#include "base/codes.h"
 #include "base/log.h"
-#include "requests/policy.h"
+#include "common/addresses.h"
+#include "common/encoding.h"
+#include "common/printed.h"
+#include "objects/attributes.h"
 
 namespace ostrel::tools::server {
 namespace {
 
-constexpr const char* kClass = "59.6.0.0";
-constexpr const char* kObject = "59.6.1";
-constexpr const char* kEvent = "59.6.2";
-constexpr const char* kAddress = "59.6.3";
-constexpr const char* kPort = "59.6.4";
-constexpr const char* kExpiry = "59.6.5";
-
 // A renewal sets the end to an hour after the end that it replaces.
 constexpr std::uint32_t kLongestRenewal =
     2 * Registrations::kLife + Registrations::kNoticeLead;
-
-template <class Value>
-Value* valueOf(veskList& attributes, const char* name) {
-  veskAid id(name);
-  veskAttribute* attribute = find(attributes, id);
-  return attribute == nullptr ? nullptr
-                              : dynamic_cast<Value*>(attribute->value);
-}
 
 // An event goes to a machine that did not ask for it only if a program on the
 // server's own machine said so: nobody can aim the server at a third one.
@@ -39,12 +29,59 @@ bool mayReceive(const Asker& asker, veskAddress& address) {
          to->s_addr == asker.address.sin_addr.s_addr;
 }
 
+// What a registration needs: which event of which object, and where to.
+struct Required {
+  const char* name;
+  bool (*good)(const Asker& asker, veskType* value);
+};
+
+template <class Identifier>
+bool isIdentifier(const Asker&, veskType* value) {
+  auto* id = dynamic_cast<Identifier*>(value);
+  return id != nullptr && id->valid != 0;
+}
+
+constexpr Required kRequired[] = {
+    {kRegistrationObject, isIdentifier<veskOid>},
+    {kRegistrationEvent, isIdentifier<veskAid>},
+    {kRegistrationAddress,
+     [](const Asker& asker, veskType* value) {
+       auto* address = dynamic_cast<veskAddress*>(value);
+       return address != nullptr && mayReceive(asker, *address);
+     }},
+    {kRegistrationPort,
+     [](const Asker&, veskType* value) {
+       auto* port = dynamic_cast<veskUnsignedShort*>(value);
+       return port != nullptr && port->value != 0;
+     }},
+};
+
+int check(const Asker& asker, const veskList& attributes, veskList* errors) {
+  const int code = checkWritable(attributes, errors);
+  if (code != kNoError) return code;
+  for (const Required& required : kRequired) {
+    veskAid id(required.name);
+    if (find(attributes, id) == nullptr) return kRequiredAttribute;
+  }
+  return checkEach<veskAttribute>(
+      attributes, errors, [&](unsigned, veskAttribute* attribute) {
+        for (const Required& required : kRequired) {
+          veskAid id(required.name);
+          if (attribute->id == id && !required.good(asker, attribute->value))
+            return kBadValue;
+        }
+        return kNoError;
+      });
+}
+
 }  // namespace
 
 Registrations::Registrations(Store* store, const Clock* clock)
     : store_(store), clock_(clock) {}
 
-std::vector<veskOid> Registrations::classes() { return {veskOid(kClass)}; }
+std::vector<veskOid> Registrations::classes() {
+  return {veskOid(kRegistrationClass)};
+}
 
 int Registrations::list(veskOid& classOid, veskList* oids) {
   return store_->list(classOid, oids);
@@ -52,42 +89,6 @@ int Registrations::list(veskOid& classOid, veskList* oids) {
 
 int Registrations::read(veskOid& oid, veskList* attributes) {
   return store_->read(oid, attributes);
-}
-
-// What a registration needs: which event of which object, and where to.
-int Registrations::check(const Asker& asker, veskList& attributes,
-                         veskList* errors) {
-  int result = checkWritable(attributes, errors);
-  if (result != kNoError) return result;
-  for (const char* name : {kObject, kEvent, kAddress, kPort}) {
-    veskAid id(name);
-    if (find(attributes, id) == nullptr) return kRequiredAttribute;
-  }
-  veskAid objectId(kObject);
-  veskAid eventId(kEvent);
-  veskAid addressId(kAddress);
-  veskAid portId(kPort);
-  forEach(attributes, [&](unsigned i, veskType* element) {
-    auto& attribute = dynamic_cast<veskAttribute&>(*element);
-    bool good = true;
-    if (attribute.id == objectId) {
-      auto* oid = dynamic_cast<veskOid*>(attribute.value);
-      good = oid != nullptr && oid->valid != 0;
-    } else if (attribute.id == eventId) {
-      auto* aid = dynamic_cast<veskAid*>(attribute.value);
-      good = aid != nullptr && aid->valid != 0;
-    } else if (attribute.id == addressId) {
-      auto* address = dynamic_cast<veskAddress*>(attribute.value);
-      good = address != nullptr && mayReceive(asker, *address);
-    } else if (attribute.id == portId) {
-      auto* port = dynamic_cast<veskUnsignedShort*>(attribute.value);
-      good = port != nullptr && port->value != 0;
-    }
-    if (good) return;
-    addError(errors, i, kBadValue);
-    result = kItemErrors;
-  });
-  return result;
 }
 
 int Registrations::create(const Asker& asker, veskOid& classOid,
@@ -98,15 +99,14 @@ int Registrations::create(const Asker& asker, veskOid& classOid,
   OwnedList others;
   store_->list(classOid, &others);
   if (others.count >= kMostRegistrations) {
-    log(Level::kWarning,
-        "too many registrations: refused one of " + text(asker.address));
+    log(Level::kWarning, "too many registrations: refused one of " +
+                             endpointText(asker.address));
     return kPermissionDenied;
   }
   veskList complete;
-  forEach(attributes,
-          [&](unsigned, veskType* element) { complete.append(element); });
+  appendAll(&complete, attributes);
   // Behind what was given: of two the last counts.
-  veskAid id(kExpiry);
+  veskAid id(kRegistrationExpiry);
   veskTime expires(clock_->seconds() + kLife);
   veskAttribute end(&id, &expires);
   complete.append(&end);
@@ -118,33 +118,25 @@ int Registrations::set(const Asker& asker, veskOid& oid, veskList& attributes,
                        veskList* errors) {
   const auto held = parse(oid);
   if (!held) return kNoSuchName;
-  veskAid expiryId(kExpiry);
   // A renewal that comes twice is no mistake, so the present end will do.
   const std::uint32_t earliest = held->expires;
   const std::uint32_t latest = clock_->seconds() + kLongestRenewal;
+  veskAid expiryId(kRegistrationExpiry);
   veskList good;
-  forEach(attributes, [&](unsigned i, veskType* element) {
-    int code = writable(element);
-    if (code == kNoError) {
-      auto& attribute = dynamic_cast<veskAttribute&>(*element);
-      auto* time = dynamic_cast<veskUnsignedInt*>(attribute.value);
-      if (!(attribute.id == expiryId)) {
-        code = kBadAccess;
-      } else if (time == nullptr || time->value < earliest ||
-                 time->value > latest) {
-        code = kBadValue;
-      }
-    }
-    if (code == kNoError) {
-      good.append(element);
-    } else {
-      addError(errors, i, code);
-    }
-  });
+  const int refused = checkEach<veskAttribute>(
+      attributes, errors, [&](unsigned, veskAttribute* attribute) {
+        const int code = writable(attribute);
+        if (code != kNoError) return code;
+        if (!(attribute->id == expiryId)) return kBadAccess;
+        auto* time = dynamic_cast<veskUnsignedInt*>(attribute->value);
+        if (time == nullptr || time->value < earliest || time->value > latest)
+          return kBadValue;
+        good.append(attribute);
+        return kNoError;
+      });
   loaded_ = false;
   const int code = store_->set(asker, oid, good, errors);
-  if (code != kNoError) return code;
-  return good.count == attributes.count ? kNoError : kItemErrors;
+  return code != kNoError ? code : refused;
 }
 
 int Registrations::remove(const Asker& asker, veskOid& oid) {
@@ -155,22 +147,24 @@ int Registrations::remove(const Asker& asker, veskOid& oid) {
 std::optional<Registrations::Registration> Registrations::parse(veskOid& oid) {
   OwnedList attributes;
   if (store_->read(oid, &attributes) != kNoError) return std::nullopt;
-  auto* object = valueOf<veskOid>(attributes, kObject);
-  auto* event = valueOf<veskAid>(attributes, kEvent);
-  auto* address = valueOf<veskAddress>(attributes, kAddress);
-  auto* port = valueOf<veskUnsignedShort>(attributes, kPort);
-  auto* expires = valueOf<veskUnsignedInt>(attributes, kExpiry);
+  auto* object = valueOf<veskOid>(attributes, kRegistrationObject);
+  auto* event = valueOf<veskAid>(attributes, kRegistrationEvent);
+  auto* address = valueOf<veskAddress>(attributes, kRegistrationAddress);
+  auto* port = valueOf<veskUnsignedShort>(attributes, kRegistrationPort);
+  auto* expires = valueOf<veskUnsignedInt>(attributes, kRegistrationExpiry);
   if (object == nullptr || event == nullptr || address == nullptr ||
       address->get(nullptr) == nullptr || port == nullptr ||
       expires == nullptr) {
     return std::nullopt;
   }
-  sockaddr_in to = {};
-  to.sin_family = AF_INET;
-  to.sin_addr = *address->get(nullptr);
-  to.sin_port = htons(port->value);
   const double notice = static_cast<double>(expires->value) - kNoticeLead;
-  return Registration{oid, *object, *event, to, expires->value, notice, false};
+  return Registration{oid,
+                      *object,
+                      *event,
+                      endpoint(*address->get(nullptr), port->value),
+                      expires->value,
+                      notice,
+                      false};
 }
 
 // The store is the truth; what is held here is read again after each change, so
@@ -180,20 +174,19 @@ void Registrations::load() {
   std::vector<Registration> former;
   former.swap(registrations_);
   OwnedList oids;
-  veskOid classOid(kClass);
+  veskOid classOid(kRegistrationClass);
   store_->list(classOid, &oids);
-  forEach(oids, [&](unsigned, veskType* element) {
-    auto& oid = dynamic_cast<veskOid&>(*element);
-    auto registration = parse(oid);
-    if (!registration) return;
+  for (auto* oid : Elements<veskOid>(oids)) {
+    auto registration = parse(*oid);
+    if (!registration) continue;
     for (Registration& known : former) {
-      if (!(known.oid == oid) || known.expires != registration->expires)
+      if (!(known.oid == *oid) || known.expires != registration->expires)
         continue;
       registration->nextNotice = known.nextNotice;
       registration->noticed = known.noticed;
     }
     registrations_.push_back(*registration);
-  });
+  }
   loaded_ = true;
 }
 
@@ -202,7 +195,7 @@ bool Registrations::asksFor(Registration& registration, veskOid& oid,
   veskAid any(kEventAny);
   if (!(registration.event == event) && !(registration.event == any))
     return false;
-  veskOid everything("0.0.0.0");
+  veskOid everything(kEverything);
   veskOid classOid = classOf(oid);
   return registration.object == oid || registration.object == classOid ||
          registration.object == everything;
@@ -269,12 +262,12 @@ void Registrations::finish(std::vector<Registration>& due) {
     if (registration.noticed) {
       store_->remove(Asker(), registration.oid);
       log(Level::kInfo,
-          "registration " + text(registration.oid) + " was not renewed");
+          "registration " + printed(registration.oid) + " was not renewed");
       continue;
     }
     OwnedList attributes;
     OwnedList errors;
-    veskAtAppendAttr(&attributes, kExpiry,
+    veskAtAppendAttr(&attributes, kRegistrationExpiry,
                      new veskTime(clock_->seconds() + kGrace));
     store_->set(Asker(), registration.oid, attributes, &errors);
   }

@@ -18,13 +18,6 @@
 
 namespace ostrel::tools::server {
 
-// Events that the server raises, and the expiry notice.
-constexpr const char* kEventAny = "59.6.0";  // in a registration: all of these
-constexpr const char* kEventExpiry = "59.6.6";
-constexpr const char* kEventCreated = "59.6.7";
-constexpr const char* kEventChanged = "59.6.8";
-constexpr const char* kEventRemoved = "59.6.9";
-
 // A message that is not an answer.
 struct Outgoing {
   sockaddr_in to;
@@ -83,7 +76,6 @@ class Registrations : public ObjectManager {
     bool noticed;
   };
 
-  int check(const Asker& asker, veskList& attributes, veskList* errors);
   void load();
   std::optional<Registration> parse(veskOid& oid);
   void finish(std::vector<Registration>& due);

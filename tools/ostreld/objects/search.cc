@@ -1,93 +1,98 @@
 #include "objects/search.h"
 
-#include "base/codes.h"
+#include <ostrel/elements.h>
+#include <ostrel/names.h>
+
+#include <algorithm>
+
+#include "base/value_order.h"
+#include "objects/attributes.h"
 
 namespace ostrel::tools::server {
 namespace {
 
-int operationOf(veskAttribute& condition) {
+unsigned operatorOf(veskAttribute& condition) {
   auto* operation = dynamic_cast<veskAttributeValueOp*>(&condition);
-  if (operation == nullptr) return kEquals;
+  if (operation == nullptr) return kOperatorEquals;
   return static_cast<unsigned char>(operation->op.value);
 }
 
-bool fulfils(veskType& value, int operation, veskType& given) {
-  if (operation == kContains) return containsValue(value, given);
+bool fulfils(veskType& value, unsigned operation, veskType& given) {
+  if (operation == kOperatorContains) return containsValue(value, given);
   const Order order = compareValues(value, given);
   switch (operation) {
-    case kEquals:
+    case kOperatorEquals:
       return order == Order::kEqual;
-    case kNotEqual:
+    case kOperatorNotEqual:
       return order != Order::kEqual;
-    case kLess:
+    case kOperatorLess:
       return order == Order::kLess;
-    case kLessOrEqual:
+    case kOperatorLessOrEqual:
       return order == Order::kLess || order == Order::kEqual;
-    case kGreater:
+    case kOperatorGreater:
       return order == Order::kGreater;
-    case kGreaterOrEqual:
+    case kOperatorGreaterOrEqual:
       return order == Order::kGreater || order == Order::kEqual;
     default:
       return false;
   }
 }
 
-int checkCondition(veskType* element) {
-  auto* condition = dynamic_cast<veskAttribute*>(element);
+int checkCondition(veskAttribute* condition) {
   if (condition == nullptr || condition->id.valid == 0) return kAidFormat;
-  const int operation = operationOf(*condition);
-  if (operation < kEquals || operation > kContains) return kBadValue;
-  if (operation != kPresent && condition->value == nullptr) return kBadValue;
-  return kNoError;
+  const unsigned operation = operatorOf(*condition);
+  if (operation < kOperatorEquals || operation > kOperatorContains)
+    return kBadValue;
+  return operation != kOperatorPresent && condition->value == nullptr
+             ? kBadValue
+             : kNoError;
+}
+
+// Whether an object has what a condition, which was checked, asks for.
+bool meets(veskList& attributes, veskAttribute& condition) {
+  veskAttribute* attribute = find(attributes, condition.id);
+  if (attribute == nullptr || attribute->value == nullptr) return false;
+  const unsigned operation = operatorOf(condition);
+  return operation == kOperatorPresent ||
+         fulfils(*attribute->value, operation, *condition.value);
 }
 
 }  // namespace
 
 int checkConditions(veskList& conditions, veskList* errors) {
-  int result = kNoError;
-  forEach(conditions, [&](unsigned i, veskType* element) {
-    const int code = i < kMostConditions ? checkCondition(element) : kBadValue;
-    if (code == kNoError) return;
-    addError(errors, i, code);
-    result = kItemErrors;
-  });
-  return result;
+  return checkEach<veskAttribute>(
+      conditions, errors, [](unsigned i, veskAttribute* condition) {
+        return i < kMostConditions ? checkCondition(condition) : kBadValue;
+      });
 }
 
 bool matches(veskList& attributes, veskList& conditions) {
-  bool all = true;
-  forEach(conditions, [&](unsigned, veskType* element) {
-    if (!all) return;
-    auto& condition = dynamic_cast<veskAttribute&>(*element);
-    veskAttribute* attribute = find(attributes, condition.id);
-    all = attribute != nullptr && attribute->value != nullptr;
-    if (!all || operationOf(condition) == kPresent) return;
-    all = fulfils(*attribute->value, operationOf(condition), *condition.value);
+  const Elements<veskAttribute> all(conditions);
+  return std::all_of(all.begin(), all.end(), [&](veskAttribute* condition) {
+    return condition != nullptr && meets(attributes, *condition);
   });
-  return all;
 }
 
 int search(ObjectManager& manager, veskOid& oid, veskList& conditions,
            veskList* found) {
   OwnedList candidates;
-  int code = kNoError;
   if (isClass(oid)) {
-    code = manager.list(oid, &candidates);
+    const int code = manager.list(oid, &candidates);
+    if (code != kNoError) return code;
+    if (conditions.count == 0) {
+      candidates.moveTo(found);
+      return kNoError;
+    }
   } else {
     candidates.append(new veskOid(oid));
   }
-  if (code != kNoError) return code;
-  if (isClass(oid) && conditions.count == 0) {
-    candidates.moveTo(found);
-    return kNoError;
-  }
-  forEach(candidates, [&](unsigned, veskType* element) {
-    auto& candidate = dynamic_cast<veskOid&>(*element);
+  for (auto* candidate : Elements<veskOid>(candidates)) {
+    if (candidate == nullptr) continue;
     OwnedList attributes;
     // What went away meanwhile is not found.
-    if (manager.read(candidate, &attributes) != kNoError) return;
-    if (matches(attributes, conditions)) found->append(new veskOid(candidate));
-  });
+    if (manager.read(*candidate, &attributes) != kNoError) continue;
+    if (matches(attributes, conditions)) found->append(new veskOid(*candidate));
+  }
   return kNoError;
 }
 

@@ -7,24 +7,11 @@
 
 namespace ostrel::tools::server {
 
-// What the code of a veskAttributeValueOp asks of an object's attribute. A
-// plain attribute asks for "equals".
-enum Operation : int {
-  kEquals = 1,
-  kNotEqual = 2,  // there, and not equal
-  kLess = 3,      // the object's value is less than the given one
-  kLessOrEqual = 4,
-  kGreater = 5,
-  kGreaterOrEqual = 6,
-  kPresent = 7,   // needs no value
-  kContains = 8,  // part of a text or of bytes, element of a list
-};
-
 // Conditions that a search may have.
 constexpr unsigned kMostConditions = 64;
 
 // Checks the conditions of a search: attributes with an identifier, a known
-// code and, but for kPresent, a value. Returns 0, or -1 with an entry of
+// code and, but for "is there", a value. Returns 0, or -1 with an entry of
 // `errors` for each that is not so; those beyond kMostConditions are not.
 int checkConditions(veskList& conditions, veskList* errors);
 

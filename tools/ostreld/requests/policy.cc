@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "common/addresses.h"
+
 namespace ostrel::tools::server {
 
 Policy Policy::readOnly() {
@@ -42,11 +44,6 @@ bool Policy::mayWrite(const Asker& asker) const {
     default:
       return false;
   }
-}
-
-bool isLoopback(in_addr address) {
-  constexpr unsigned kLoopbackNet = 127;
-  return ntohl(address.s_addr) >> 24 == kLoopbackNet;
 }
 
 }  // namespace ostrel::tools::server

@@ -36,8 +36,6 @@ class Policy {
   std::vector<veskOid> writers_;
 };
 
-bool isLoopback(in_addr address);
-
 }  // namespace ostrel::tools::server
 
 #endif  // OSTREL_TOOLS_OSTRELD_REQUESTS_POLICY_H

@@ -19,12 +19,12 @@
 
 namespace ostrel::tools::server {
 
-class Service {
+class RequestExecutor {
  public:
   // What is given has to outlive this object. An answer that would be longer
   // than `longestAnswer` bytes is a refusal instead.
-  Service(Store* store, Registrations* registrations, Dispatcher* dispatcher,
-          std::size_t longestAnswer);
+  RequestExecutor(Store* store, Registrations* registrations,
+                  RequestRouter* router, std::size_t longestAnswer);
 
   // The answer's bytes; empty when there is nothing to answer.
   std::string handle(const sockaddr_in& from, std::string_view request,
@@ -35,16 +35,22 @@ class Service {
   void tick(AnswerCache::Time now);
 
  private:
-  std::string read(veskPDU& request, const sockaddr_in& from);
-  std::string change(veskPDU& request, const sockaddr_in& from,
-                     const std::string& key, AnswerCache::Time now);
-  std::string tooLong(veskPDU& request) const;
+  // A request, where it came from and what it is remembered by.
+  struct Asked {
+    const RequestKind& kind;
+    veskPDU& pdu;
+    const sockaddr_in& from;
+    const std::string& key;
+    AnswerCache::Time now;
+  };
+
+  std::string read(const Asked& asked);
+  std::string change(const Asked& asked);
   std::int64_t seconds(AnswerCache::Time now) const;
-  void logRequest(veskPDU& request, const sockaddr_in& from);
 
   Store* store_;
   Registrations* registrations_;
-  Dispatcher* dispatcher_;
+  RequestRouter* router_;
   std::size_t longestAnswer_;
   AnswerCache answers_;
 

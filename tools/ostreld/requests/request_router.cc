@@ -1,23 +1,20 @@
 #include "requests/request_router.h"
 
+#include <ostrel/codes.h>
+#include <ostrel/elements.h>
+#include <ostrel/names.h>
 #include <ostrel/veskError.h>
 
 #include <algorithm>
 #include <unordered_set>
 #include <utility>
 
-#include "base/codes.h"
+#include "base/value_order.h"
+#include "objects/attributes.h"
 #include "objects/search.h"
 
 namespace ostrel::tools::server {
 namespace {
-
-constexpr const char* kEverything = "0.0.0.0";
-
-template <class Pdu>
-Pdu* as(veskPDU& pdu) {
-  return dynamic_cast<Pdu*>(&pdu);
-}
 
 // An object is named, not a class.
 int checkObject(veskOid& oid) { return oid.valid == 0 ? kOidFormat : kNoError; }
@@ -27,30 +24,92 @@ int checkClass(veskOid& oid) {
 }
 
 // The elements of a set that were written.
-void writtenItems(veskList& attributes, veskList& errors, veskList* written) {
+void appendWritten(veskList* written, const veskList& attributes,
+                   const veskList& errors) {
   std::unordered_set<unsigned> failed;
-  forEach(errors, [&](unsigned, veskType* element) {
-    auto* error = dynamic_cast<veskError*>(element);
+  for (auto* error : Elements<veskError>(errors))
     if (error != nullptr) failed.insert(error->index.value);
-  });
-  forEach(attributes, [&](unsigned i, veskType* element) {
-    if (failed.count(i) == 0) written->append(element);
-  });
+  unsigned i = 0;
+  for (veskType* element : Elements(attributes))
+    if (failed.count(i++) == 0) written->append(element);
 }
 
 }  // namespace
 
-Dispatcher::Dispatcher(ObjectManager* fallback, Registrations* registrations,
-                       Policy policy)
+struct RequestKind {
+  bool (*is)(veskPDU&);
+  bool changes;
+  Owned<veskPDU> (*execute)(RequestRouter&, const Asker&, veskPDU&);
+  Owned<veskPDU> (*refuse)(int code);
+
+  // A request, its answer, and what fills in the answer and gives its status.
+  template <class Request, class Answer>
+  using Handler = int (RequestRouter::*)(const Asker&, Request&, Answer&);
+  template <class Request, class Answer, Handler<Request, Answer> kHandle>
+  static constexpr RequestKind row(bool changes) {
+    return {
+        [](veskPDU& pdu) { return dynamic_cast<Request*>(&pdu) != nullptr; },
+        changes,
+        [](RequestRouter& router, const Asker& asker,
+           veskPDU& request) -> Owned<veskPDU> {
+          auto answer = make<Answer>();
+          answer->status.value = (router.*kHandle)(
+              asker, dynamic_cast<Request&>(request), *answer);
+          return answer;
+        },
+        [](int code) -> Owned<veskPDU> { return make<Answer>(code); }};
+  }
+  static const RequestKind* find(veskPDU& request);
+};
+
+const RequestKind* RequestKind::find(veskPDU& request) {
+  using Router = RequestRouter;
+  constexpr bool kReads = false;
+  constexpr bool kChanges = true;
+  // Derived classes come before those that they derive from.
+  static constexpr RequestKind kKinds[] = {
+      row<veskSetPDU, veskSetRespPDU, &Router::set>(kChanges),
+      row<veskGetPDU, veskGetRespPDU, &Router::get>(kReads),
+      row<veskClonePDU, veskCloneRespPDU, &Router::clone>(kChanges),
+      row<veskCreatePDU, veskCreateRespPDU, &Router::create>(kChanges),
+      row<veskRemovePDU, veskRemoveRespPDU, &Router::remove>(kChanges),
+      row<veskVerifyPDU, veskVerifyRespPDU, &Router::verify>(kReads),
+      row<veskSearchPDU, veskSearchRespPDU, &Router::search>(kReads),
+      row<veskActionPDU, veskActionRespPDU, &Router::action>(kChanges),
+      row<veskDSsearchPDU, veskDSsearchRespPDU, &Router::searchDirectory>(
+          kReads),
+  };
+  const auto* found =
+      std::find_if(std::begin(kKinds), std::end(kKinds),
+                   [&](const RequestKind& kind) { return kind.is(request); });
+  return found != std::end(kKinds) ? found : nullptr;
+}
+
+const RequestKind* kindOf(veskPDU& request) {
+  return RequestKind::find(request);
+}
+
+bool changes(const RequestKind& kind) { return kind.changes; }
+
+Owned<veskPDU> refusal(const RequestKind& kind, veskPDU& request, int code) {
+  Owned<veskPDU> answer = kind.refuse(code);
+  answer->requestId = request.requestId;
+  return answer;
+}
+
+RequestRouter::RequestRouter(ObjectManager* fallback,
+                             Registrations* registrations, Policy policy)
     : fallback_(fallback),
       registrations_(registrations),
       policy_(std::move(policy)) {
   if (registrations != nullptr) add(registrations);
 }
 
-void Dispatcher::add(ObjectManager* manager) { managers_.push_back(manager); }
+void RequestRouter::add(ObjectManager* manager) {
+  managers_.push_back(manager);
+}
 
-ObjectManager& Dispatcher::managerOf(const veskOid& oid) {
+ObjectManager& RequestRouter::managerOf(const veskOid& oid) {
   veskOid classOid = classOf(oid);
   for (ObjectManager* manager : managers_) {
     for (veskOid& served : manager->classes()) {
@@ -60,184 +119,136 @@ ObjectManager& Dispatcher::managerOf(const veskOid& oid) {
   return *fallback_;
 }
 
-bool Dispatcher::changes(veskPDU& request) {
-  return as<veskSetPDU>(request) || as<veskCreatePDU>(request) ||
-         as<veskRemovePDU>(request) || as<veskActionPDU>(request);
-}
-
-Owned<veskPDU> Dispatcher::answer(veskPDU& request, const sockaddr_in& from) {
+Owned<veskPDU> RequestRouter::answer(const RequestKind& kind, veskPDU& request,
+                                     const sockaddr_in& from) {
   const Asker asker = {from, request.principal};
-  Owned<veskPDU> result = changes(request) && !policy_.mayWrite(asker)
-                              ? refusal(request, kPermissionDenied)
-                              : execute(asker, request);
-  if (result != nullptr) result->requestId = request.requestId;
-  return result;
+  if (kind.changes && !policy_.mayWrite(asker))
+    return refusal(kind, request, kPermissionDenied);
+  Owned<veskPDU> answer = kind.execute(*this, asker, request);
+  answer->requestId = request.requestId;
+  return answer;
 }
 
-// Derived classes come before those that they derive from.
-Owned<veskPDU> Dispatcher::execute(const Asker& asker, veskPDU& request) {
-  if (auto* pdu = as<veskSetPDU>(request)) return set(asker, *pdu);
-  if (auto* pdu = as<veskGetPDU>(request)) return get(*pdu);
-  if (auto* pdu = as<veskClonePDU>(request)) return clone(asker, *pdu);
-  if (auto* pdu = as<veskCreatePDU>(request)) return create(asker, *pdu);
-  if (auto* pdu = as<veskRemovePDU>(request)) return remove(asker, *pdu);
-  if (auto* pdu = as<veskVerifyPDU>(request)) return verify(*pdu);
-  if (auto* pdu = as<veskSearchPDU>(request)) return search(*pdu);
-  if (auto* pdu = as<veskActionPDU>(request)) return action(asker, *pdu);
-  // A search of the directory is not for an object server.
-  return refusal(request, kNoObjectManager);
+int RequestRouter::get(const Asker&, veskGetPDU& request,
+                       veskGetRespPDU& answer) {
+  const int code = checkObject(request.oid);
+  if (code != kNoError) return code;
+  return managerOf(request.oid)
+      .get(request.oid, *request.list, answer.list, answer.errors);
 }
 
-Owned<veskPDU> Dispatcher::get(veskGetPDU& request) {
-  auto response = make<veskGetRespPDU>();
+int RequestRouter::set(const Asker& asker, veskSetPDU& request,
+                       veskSetRespPDU& answer) {
   int code = checkObject(request.oid);
-  if (code == kNoError) {
-    code =
-        managerOf(request.oid)
-            .get(request.oid, *request.list, response->list, response->errors);
-  }
-  response->status.value = code;
-  return response;
-}
-
-Owned<veskPDU> Dispatcher::set(const Asker& asker, veskSetPDU& request) {
-  auto response = make<veskSetRespPDU>();
-  int code = checkObject(request.oid);
-  if (code == kNoError) {
-    code = managerOf(request.oid)
-               .set(asker, request.oid, *request.list, response->errors);
-  }
-  if (code == kNoError || code == kItemErrors) {
+  if (code != kNoError) return code;
+  code = managerOf(request.oid)
+             .set(asker, request.oid, *request.list, answer.errors);
+  if (code == kNoError || code == kArgListError) {
     veskList written;
-    writtenItems(*request.list, *response->errors, &written);
+    appendWritten(&written, *request.list, *answer.errors);
     if (written.count != 0) raise(request.oid, kEventChanged, written);
   }
-  response->status.value = code;
-  return response;
+  return code;
 }
 
-Owned<veskPDU> Dispatcher::create(const Asker& asker, veskCreatePDU& request) {
-  auto response = make<veskCreateRespPDU>();
+int RequestRouter::create(const Asker& asker, veskCreatePDU& request,
+                          veskCreateRespPDU& answer) {
   int code = checkClass(request.oid);
-  if (code == kNoError) {
-    code = managerOf(request.oid)
-               .create(asker, request.oid, *request.list, &response->oid,
-                       response->errors);
-  }
-  if (code == kNoError) raiseCreated(response->oid);
-  response->status.value = code;
-  return response;
+  if (code != kNoError) return code;
+  code = managerOf(request.oid)
+             .create(asker, request.oid, *request.list, &answer.oid,
+                     answer.errors);
+  if (code == kNoError) raiseCreated(answer.oid);
+  return code;
 }
 
-Owned<veskPDU> Dispatcher::clone(const Asker& asker, veskClonePDU& request) {
-  auto response = make<veskCloneRespPDU>();
+int RequestRouter::clone(const Asker& asker, veskClonePDU& request,
+                         veskCloneRespPDU& answer) {
   int code = checkObject(request.oid);
-  if (code == kNoError) {
-    code = managerOf(request.oid)
-               .clone(asker, request.oid, *request.list, &response->oid,
-                      response->errors);
-  }
-  if (code == kNoError) raiseCreated(response->oid);
-  response->status.value = code;
-  return response;
+  if (code != kNoError) return code;
+  code =
+      managerOf(request.oid)
+          .clone(asker, request.oid, *request.list, &answer.oid, answer.errors);
+  if (code == kNoError) raiseCreated(answer.oid);
+  return code;
 }
 
-Owned<veskPDU> Dispatcher::remove(const Asker& asker, veskRemovePDU& request) {
+int RequestRouter::remove(const Asker& asker, veskRemovePDU& request,
+                          veskRemoveRespPDU&) {
   int code = checkObject(request.oid);
-  if (code == kNoError)
-    code = managerOf(request.oid).remove(asker, request.oid);
+  if (code != kNoError) return code;
+  code = managerOf(request.oid).remove(asker, request.oid);
   veskList none;
   if (code == kNoError) raise(request.oid, kEventRemoved, none);
-  return make<veskRemoveRespPDU>(code);
+  return code;
 }
 
-Owned<veskPDU> Dispatcher::verify(veskVerifyPDU& request) {
-  int code = checkObject(request.oid);
-  if (code == kNoError) code = managerOf(request.oid).verify(request.oid);
-  return make<veskVerifyRespPDU>(code);
+int RequestRouter::verify(const Asker&, veskVerifyPDU& request,
+                          veskVerifyRespPDU&) {
+  const int code = checkObject(request.oid);
+  return code == kNoError ? managerOf(request.oid).verify(request.oid) : code;
 }
 
-Owned<veskPDU> Dispatcher::search(veskSearchPDU& request) {
-  auto response = make<veskSearchRespPDU>();
+int RequestRouter::search(const Asker&, veskSearchPDU& request,
+                          veskSearchRespPDU& answer) {
   int code = checkObject(request.oid);
-  if (code == kNoError) code = checkConditions(*request.list, response->errors);
-  if (code != kNoError) {
-    response->status.value = code;
-    return response;
-  }
+  if (code == kNoError) code = checkConditions(*request.list, answer.errors);
+  if (code != kNoError) return code;
   std::vector<veskOid> where = {request.oid};
-  if (request.oid == kEverything) {
-    where = fallback_->classes();
-    for (ObjectManager* manager : managers_) {
-      for (veskOid& served : manager->classes()) where.push_back(served);
-    }
-    std::sort(where.begin(), where.end(), [](veskOid& a, veskOid& b) {
-      return compareValues(a, b) == Order::kLess;
-    });
-    where.erase(std::unique(where.begin(), where.end(),
-                            [](veskOid& a, veskOid& b) { return a == b; }),
-                where.end());
-  }
+  if (request.oid == kEverything) where = allClasses();
   for (veskOid& oid : where) {
-    code = server::search(managerOf(oid), oid, *request.list, response->list);
-    if (code != kNoError) break;
+    code = server::search(managerOf(oid), oid, *request.list, answer.list);
+    if (code != kNoError) return code;
   }
-  response->status.value = code;
-  return response;
+  return kNoError;
 }
 
-Owned<veskPDU> Dispatcher::action(const Asker& asker, veskActionPDU& request) {
-  auto response = make<veskActionRespPDU>();
-  if (request.aid.valid == 0) {
-    response->status.value = kAidFormat;
-    return response;
-  }
+int RequestRouter::action(const Asker& asker, veskActionPDU& request,
+                          veskActionRespPDU& answer) {
+  if (request.aid.valid == 0) return kAidFormat;
   // The action's identifier is all that tells which manager is meant.
   const Owned<veskOid> classOid(request.aid.getClassOid());
-  response->status.value = managerOf(*classOid).action(
-      asker, request.aid, *request.list, response->errors);
-  return response;
+  return managerOf(*classOid).action(asker, request.aid, *request.list,
+                                     answer.errors);
+}
+
+// A search of the directory is not for an object server.
+int RequestRouter::searchDirectory(const Asker&, veskDSsearchPDU&,
+                                   veskDSsearchRespPDU&) {
+  return kNoObjectManager;
+}
+
+// In ascending order, each once.
+std::vector<veskOid> RequestRouter::allClasses() {
+  std::vector<veskOid> all = fallback_->classes();
+  for (ObjectManager* manager : managers_)
+    for (veskOid& served : manager->classes()) all.push_back(served);
+  std::sort(all.begin(), all.end(), [](veskOid& a, veskOid& b) {
+    return compareValues(a, b) == Order::kLess;
+  });
+  all.erase(std::unique(all.begin(), all.end(),
+                        [](veskOid& a, veskOid& b) { return a == b; }),
+            all.end());
+  return all;
 }
 
 // Registrations come and go without events of their own.
-bool Dispatcher::wanted(veskOid& oid, veskAid& event) {
+bool RequestRouter::wanted(veskOid& oid, veskAid& event) {
   return registrations_ != nullptr && &managerOf(oid) != registrations_ &&
          registrations_->wanted(oid, event);
 }
 
-void Dispatcher::raise(veskOid& oid, const char* event, veskList& arguments) {
+void RequestRouter::raise(veskOid& oid, const char* event,
+                          veskList& arguments) {
   veskAid id(event);
   if (wanted(oid, id)) registrations_->raise(oid, id, arguments);
 }
 
-void Dispatcher::raiseCreated(veskOid& oid) {
+void RequestRouter::raiseCreated(veskOid& oid) {
   veskAid id(kEventCreated);
   OwnedList attributes;
   if (wanted(oid, id) && managerOf(oid).read(oid, &attributes) == kNoError)
     registrations_->raise(oid, id, attributes);
-}
-
-Owned<veskPDU> refusal(veskPDU& request, int code) {
-  Owned<veskPDU> response;
-  if (as<veskSetPDU>(request) || as<veskActionPDU>(request)) {
-    response = make<veskSetRespPDU>(code);
-  } else if (as<veskGetPDU>(request)) {
-    response = make<veskGetRespPDU>(code);
-  } else if (as<veskClonePDU>(request)) {
-    response = make<veskCloneRespPDU>(code);
-  } else if (as<veskCreatePDU>(request)) {
-    response = make<veskCreateRespPDU>(code);
-  } else if (as<veskRemovePDU>(request)) {
-    response = make<veskRemoveRespPDU>(code);
-  } else if (as<veskVerifyPDU>(request)) {
-    response = make<veskVerifyRespPDU>(code);
-  } else if (as<veskSearchPDU>(request)) {
-    response = make<veskSearchRespPDU>(code);
-  } else if (as<veskDSsearchPDU>(request)) {
-    response = make<veskDSsearchRespPDU>(code);
-  }
-  if (response != nullptr) response->requestId = request.requestId;
-  return response;
 }
 
 }  // namespace ostrel::tools::server

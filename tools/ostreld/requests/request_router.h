@@ -8,40 +8,63 @@
 
 #include <vector>
 
+#include "common/owned.h"
 #include "objects/manager.h"
 #include "objects/registrations.h"
 #include "requests/policy.h"
 
 namespace ostrel::tools::server {
 
-class Dispatcher {
+// What the server knows of a class of request PDUs: a row of a table.
+struct RequestKind;
+
+// Null when the PDU is no request.
+const RequestKind* kindOf(veskPDU& request);
+
+// Whether executing such a request may change anything.
+bool changes(const RequestKind& kind);
+
+// An answer of the kind's own class that carries a code and nothing else.
+Owned<veskPDU> refusal(const RequestKind& kind, veskPDU& request, int code);
+
+class RequestRouter {
  public:
   // The fallback serves the classes that no other manager has. What is given
   // has to outlive this object; `registrations` may be null.
-  Dispatcher(ObjectManager* fallback, Registrations* registrations,
-             Policy policy);
+  RequestRouter(ObjectManager* fallback, Registrations* registrations,
+                Policy policy);
 
   // Adds a manager; of two for one class the first one serves it.
   void add(ObjectManager* manager);
 
-  // The answer to a request; null when the PDU is none. Attributes in it may
-  // point at values of a manager: encode it before the next request.
-  Owned<veskPDU> answer(veskPDU& request, const sockaddr_in& from);
-
-  // Whether executing a request may change anything.
-  static bool changes(veskPDU& request);
+  // The answer to a request of that kind. Attributes in it may point at values
+  // of a manager: encode it before the next request.
+  Owned<veskPDU> answer(const RequestKind& kind, veskPDU& request,
+                        const sockaddr_in& from);
 
  private:
+  friend struct RequestKind;
+
+  // Each fills in the answer and returns its status.
+  int get(const Asker& asker, veskGetPDU& request, veskGetRespPDU& answer);
+  int set(const Asker& asker, veskSetPDU& request, veskSetRespPDU& answer);
+  int create(const Asker& asker, veskCreatePDU& request,
+             veskCreateRespPDU& answer);
+  int clone(const Asker& asker, veskClonePDU& request,
+            veskCloneRespPDU& answer);
+  int remove(const Asker& asker, veskRemovePDU& request,
+             veskRemoveRespPDU& answer);
+  int verify(const Asker& asker, veskVerifyPDU& request,
+             veskVerifyRespPDU& answer);
+  int search(const Asker& asker, veskSearchPDU& request,
+             veskSearchRespPDU& answer);
+  int action(const Asker& asker, veskActionPDU& request,
+             veskActionRespPDU& answer);
+  int searchDirectory(const Asker& asker, veskDSsearchPDU& request,
+                      veskDSsearchRespPDU& answer);
+
   ObjectManager& managerOf(const veskOid& oid);
-  Owned<veskPDU> get(veskGetPDU& request);
-  Owned<veskPDU> set(const Asker& asker, veskSetPDU& request);
-  Owned<veskPDU> create(const Asker& asker, veskCreatePDU& request);
-  Owned<veskPDU> clone(const Asker& asker, veskClonePDU& request);
-  Owned<veskPDU> remove(const Asker& asker, veskRemovePDU& request);
-  Owned<veskPDU> verify(veskVerifyPDU& request);
-  Owned<veskPDU> search(veskSearchPDU& request);
-  Owned<veskPDU> action(const Asker& asker, veskActionPDU& request);
-  Owned<veskPDU> execute(const Asker& asker, veskPDU& request);
+  std::vector<veskOid> allClasses();
   bool wanted(veskOid& oid, veskAid& event);
   void raiseCreated(veskOid& oid);
   void raise(veskOid& oid, const char* event, veskList& arguments);
@@ -51,10 +74,6 @@ class Dispatcher {
   Policy policy_;
   std::vector<ObjectManager*> managers_;
 };
-
-// An answer of the request's kind that carries a code and nothing else; null
-// when the PDU is no request.
-Owned<veskPDU> refusal(veskPDU& request, int code);
 
 }  // namespace ostrel::tools::server
 

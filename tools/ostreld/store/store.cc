@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <iterator>
 
-#include "base/codes.h"
+#include <ostrel/codes.h>
+#include <ostrel/elements.h>
+#include "base/limits.h"
+#include "common/encoding.h"
+#include "objects/attributes.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -67,7 +71,7 @@ class StoredAttribute : public veskAttribute {
   StoredAttribute(const StoredAttribute&) = delete;
   StoredAttribute& operator=(const StoredAttribute&) = delete;
   ~StoredAttribute() override {
-    destroyDecoded(value);
+    DestroyDecoded()(value);
     value = nullptr;
   }
 };
@@ -206,9 +210,8 @@ int Store::set(const Asker&, veskOid& oid, veskList& attributes,
   if (verify(oid) != kNoError) return kNoSuchName;
   Transaction transaction(database_);
   veskList good;
-  forEach(attributes, [&](unsigned, veskType* element) {
-    if (writable(element) == kNoError) good.append(element);
-  });
+  for (auto* attribute : Elements<veskAttribute>(attributes))
+    if (writable(attribute) == kNoError) good.append(attribute);
   write(keyOf(oid), good);
   transaction.commit();
   return checkWritable(attributes, errors);
@@ -269,15 +272,14 @@ std::int64_t Store::takeNumber(const std::string& classKey) {
 
 // Attributes that are writable, the last of several with one identifier.
 void Store::write(const std::string& oidKey, veskList& attributes) {
-  forEach(attributes, [&](unsigned, veskType* element) {
-    auto& attribute = dynamic_cast<veskAttribute&>(*element);
-    const auto value = encoded(*attribute.value, kLongestValue);
+  for (auto* attribute : Elements<veskAttribute>(attributes)) {
+    const auto value = encoded(*attribute->value, kLongestValue);
     if (!value) throw StoreError("a value has no encoding");
-    const std::string aidKey = keyOf(attribute.id);
+    const std::string aidKey = keyOf(attribute->id);
     Rows(writeAttribute_, std::string_view(oidKey), std::string_view(aidKey),
          std::string_view(*value))
         .finish();
-  });
+  }
 }
 
 }  // namespace ostrel::tools::server

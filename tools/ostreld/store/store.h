@@ -17,6 +17,9 @@
 
 namespace ostrel::tools::server {
 
+// The path of a store that ends with the process.
+constexpr const char* kInMemory = ":memory:";
+
 class Store : public ObjectManager {
  public:
   // Opens or makes the file; ":memory:" keeps everything in memory. Throws

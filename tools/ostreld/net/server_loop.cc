@@ -1,0 +1,74 @@
+#include "net/server_loop.h"
+
+#include <poll.h>
+
+#include <csignal>
+
+#include "base/log.h"
+#include "common/addresses.h"
+
+namespace ostrel::tools::server {
+
+ServerLoop::ServerLoop(const ServerOptions& options)
+    : socket_(options.listen, options.port, options.longestRequest),
+      rate_(options.requestsPerSecond),
+      outbox_(&socket_),
+      sockets_{&socket_} {}
+
+int ServerLoop::run() {
+  for (;;) {
+    const int milliseconds = runTimers();
+    wait(outbox_.empty() ? milliseconds : 0);
+    if (ended()) return 0;
+    receive();
+    for (UdpSocket* socket : sockets_)
+      if (!takeRequests(*socket)) return 0;
+    outbox_.sendNext();
+  }
+}
+
+void ServerLoop::wait(int milliseconds) {
+  std::vector<pollfd> ready = {{signals_.descriptor(), POLLIN, 0}};
+  for (const UdpSocket* socket : sockets_)
+    ready.push_back({socket->socket, POLLIN, 0});
+  for (const int descriptor : descriptors_)
+    ready.push_back({descriptor, POLLIN, 0});
+  poll(ready.data(), ready.size(), milliseconds);
+}
+
+bool ServerLoop::ended() {
+  while (const int signal = signals_.take()) {
+    if (signal != SIGHUP) {
+      log(Level::kInfo, "ended by a signal");
+      return true;
+    }
+    reload();
+  }
+  return false;
+}
+
+// Returns whether the server goes on.
+bool ServerLoop::takeRequests(UdpSocket& socket) {
+  for (int i = 0; i < kBatch; ++i) {
+    sockaddr_in from = {};
+    std::string request;
+    const auto taken = socket.take(&from, &request);
+    if (taken == UdpSocket::Taken::kNothing) break;
+    if (taken == UdpSocket::Taken::kPart) continue;
+    const Time now = std::chrono::steady_clock::now();
+    if (!rate_.allows(from.sin_addr, now)) {
+      log(Level::kDebug, "too many requests of " + endpointText(from));
+      continue;
+    }
+    handle(from, request, now);
+    if (ended()) return false;
+  }
+  return true;
+}
+
+void ServerLoop::answer(const sockaddr_in& to, std::string& bytes) {
+  rate_.charge(to.sin_addr, bytes.size());
+  if (!bytes.empty()) outbox_.send(to, bytes);
+}
+
+}  // namespace ostrel::tools::server

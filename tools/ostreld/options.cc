@@ -1,0 +1,247 @@
+#include "options.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+
+#include "common/addresses.h"
+#include "store/store.h"
+
+namespace ostrel::tools::server {
+namespace {
+
+// Bounds of what a message may be allowed to be, in bytes: the answers that
+// have no lists fit into the least.
+constexpr int kLeastLength = 256;
+constexpr int kMostLength = 64 << 20;
+
+const std::map<std::string, Level> kLevels = {{"error", Level::kError},
+                                              {"warning", Level::kWarning},
+                                              {"info", Level::kInfo},
+                                              {"debug", Level::kDebug}};
+
+std::vector<std::string> levelNames() {
+  std::vector<std::string> names;
+  for (const auto& [name, level] : kLevels) names.push_back(name);
+  return names;
+}
+
+in_addr addressFrom(const std::string& text) {
+  const auto address = parseAddress(text);
+  if (!address) throw std::invalid_argument("not an IPv4 address: " + text);
+  return *address;
+}
+
+const CLI::Validator kAddress(
+    [](const std::string& text) {
+      return parseAddress(text) ? "" : "not an IPv4 address: " + text;
+    },
+    "");
+
+// Where a server listens and what it logs.
+void addListening(CLI::App* command, CommonArguments* common,
+                  ServerOptions* options) {
+  command
+      ->add_option("--listen", common->listen,
+                   "IPv4 address to listen on; 0.0.0.0 stands for all of this "
+                   "machine's")
+      ->check(kAddress)
+      ->type_name("ADDRESS")
+      ->capture_default_str();
+  command
+      ->add_option("--log-level", common->level,
+                   "What is logged to standard error, with all that is more "
+                   "important: error, warning, info or debug")
+      ->check(CLI::IsMember(levelNames()).description(""))
+      ->capture_default_str();
+  command
+      ->add_option("--port", options->port,
+                   "UDP port; clients use " + std::to_string(options->port))
+      ->capture_default_str();
+}
+
+void addLength(CLI::App* command, const char* name, std::size_t* length,
+               const char* help) {
+  command->add_option(name, *length, help)
+      ->check(CLI::Range(kLeastLength, kMostLength).description(""))
+      ->capture_default_str();
+}
+
+// What a server sends at the most.
+void addBounds(CLI::App* command, ServerOptions* options) {
+  addLength(command, "--max-answer", &options->longestAnswer,
+            "Longest answer, in bytes; instead of a longer one error 255 is "
+            "sent");
+  command
+      ->add_option(
+          "--rate", options->requestsPerSecond,
+          "Requests, and further datagrams of answers, in a second for "
+          "each sender's address; 0: any number")
+      ->capture_default_str();
+}
+
+std::string environment(const char* name) {
+  const char* text = std::getenv(name);
+  return text == nullptr ? "" : text;
+}
+
+// The user's home directory; "" when there is none.
+std::string home() {
+  const std::string given = environment("HOME");
+  if (!given.empty()) return given;
+  const passwd* user = getpwuid(geteuid());
+  return user == nullptr ? "" : user->pw_dir;
+}
+
+// Where a service's or user's state belongs; "" when that cannot be told.
+std::string defaultStore() {
+  const std::string service = environment("STATE_DIRECTORY");
+  if (!service.empty()) return service + "/objects.db";
+  std::string state = environment("XDG_STATE_HOME");
+  if (state.empty()) {
+    const std::string folder = home();
+    if (folder.empty() || folder == "/") return "";
+    state = folder + "/.local/state";
+  }
+  return state + "/ostreld/objects.db";
+}
+
+void makeFolderOf(const std::string& store) {
+  const auto folder = std::filesystem::path(store).parent_path();
+  if (!folder.empty()) std::filesystem::create_directories(folder);
+}
+
+constexpr const char* kServeFooter =
+    "Requests from this machine may write, others may not, unless --writer "
+    "or\n--read-only say otherwise. A principal is what the sender claims to "
+    "be.\n\n"
+    "Examples:\n"
+    "  ostreld serve                          objects in the state "
+    "directory\n"
+    "  ostreld serve --memory                 objects that end with the "
+    "server\n"
+    "  ostreld serve --listen 127.0.0.2 --store second.db\n"
+    "  ostreld serve --listen 0.0.0.0 --writer 59.110.1.1000\n\n"
+    "SIGTERM and Ctrl-C end it.";
+
+constexpr const char* kDirectoryFooter =
+    "It finds objects by asking all object servers that it knows, and is "
+    "found by\nmulticast to 224.0.1.2.\n\n"
+    "A server file has one HOST or HOST:PORT on each line; # begins a "
+    "comment.\n\n"
+    "Examples:\n"
+    "  ostreld directory --server 127.0.0.1 --server 127.0.0.2\n"
+    "  ostreld directory --listen 0.0.0.0 --servers /etc/ostreld/servers\n\n"
+    "SIGHUP reads the server file again, SIGTERM and Ctrl-C end it.";
+
+}  // namespace
+
+Level CommonArguments::logLevel() const { return kLevels.at(level); }
+
+CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
+  CLI::App* serve = app->add_subcommand("serve", "Run an object server");
+  serve->footer(kServeFooter);
+  auto& options = arguments->options;
+  addListening(serve, &arguments->common, &options);
+  auto* store = serve
+                    ->add_option("--store", arguments->store,
+                                 "File that holds the objects")
+                    ->default_str(defaultStore());
+  serve
+      ->add_flag("--memory", arguments->memory,
+                 "Keep the objects in memory alone")
+      ->excludes(store);
+  auto* readOnly =
+      serve->add_flag("--read-only", arguments->readOnly, "Nobody may write");
+  serve
+      ->add_option("--writer", arguments->writers,
+                   "Principal whose requests may write, from anywhere; may be "
+                   "repeated; \"any\" stands for every request")
+      ->excludes(readOnly)
+      ->allow_extra_args(false);
+  addLength(serve, "--max-request", &options.longestRequest,
+            "Longest request, in bytes");
+  addBounds(serve, &options);
+  serve
+      ->add_option("--clock-rate", options.clockRate,
+                   "Let the hours of registrations pass so many times as fast")
+      ->check(CLI::PositiveNumber)
+      ->group("");
+  return serve;
+}
+
+ObjectServerOptions ServeArguments::complete() {
+  options.listen = addressFrom(common.listen);
+  if (readOnly)
+    options.policy = Policy::readOnly();
+  else if (!writers.empty())
+    options.policy = Policy::writers(writers);
+  if (memory) {
+    options.store = kInMemory;
+    return options;
+  }
+  options.store = store.empty() ? defaultStore() : store;
+  if (options.store.empty()) {
+    throw std::runtime_error(
+        "the user has no home directory (HOME): say with --store where the "
+        "objects are kept");
+  }
+  // What the objects hold is nobody else's business.
+  umask(S_IRWXG | S_IRWXO);
+  makeFolderOf(options.store);
+  return options;
+}
+
+CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments) {
+  CLI::App* directory =
+      app->add_subcommand("directory", "Run a directory server");
+  directory->footer(kDirectoryFooter);
+  auto& options = arguments->options;
+  addListening(directory, &arguments->common, &options);
+  directory
+      ->add_option("--server", options.servers,
+                   "Object server, HOST or HOST:PORT; may be repeated")
+      ->type_name("HOST")
+      ->allow_extra_args(false);
+  directory
+      ->add_option("--servers", options.serverFile, "File of object servers")
+      ->type_name("FILE");
+  directory
+      ->add_option("--interface", arguments->interfaces,
+                   "Address of an interface on which the group is joined; may "
+                   "be repeated; where the server listens unless given")
+      ->check(kAddress)
+      ->type_name("ADDRESS")
+      ->allow_extra_args(false);
+  directory->add_flag("--no-multicast", arguments->noMulticast,
+                      "Answer only what is sent to this server itself");
+  directory
+      ->add_option("--timeout", options.timeout,
+                   "Seconds until a silent object server is asked again")
+      ->check(CLI::Range(1, 60))
+      ->type_name("SECONDS")
+      ->capture_default_str();
+  directory
+      ->add_option("--retries", options.retries,
+                   "How often it is asked again, each time after twice as long")
+      ->check(CLI::Range(0, 5))
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  addBounds(directory, &options);
+  return directory;
+}
+
+DirectoryOptions DirectoryArguments::complete() {
+  options.listen = addressFrom(common.listen);
+  options.multicast = !noMulticast;
+  for (const std::string& interface : interfaces)
+    options.interfaces.push_back(addressFrom(interface));
+  return options;
+}
+
+}  // namespace ostrel::tools::server

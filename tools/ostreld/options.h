@@ -1,0 +1,53 @@
+// The command line: its options with their help, read into what the two servers
+// are given.
+
+#ifndef OSTREL_TOOLS_OSTRELD_OPTIONS_H
+#define OSTREL_TOOLS_OSTRELD_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "base/log.h"
+#include "directory/directory_loop.h"
+#include "requests/object_server_loop.h"
+
+namespace ostrel::tools::server {
+
+// What both commands are told.
+struct CommonArguments {
+  std::string listen = "127.0.0.1";
+  std::string level = "info";
+
+  Level logLevel() const;
+};
+
+// "ostreld serve".
+struct ServeArguments {
+  CommonArguments common;
+  ObjectServerOptions options;
+  std::string store;
+  bool memory = false;
+  bool readOnly = false;
+  std::vector<std::string> writers;
+
+  // Makes the folder of the store. Throws std::exception with a sentence for
+  // the user.
+  ObjectServerOptions complete();
+};
+CLI::App* addServe(CLI::App* app, ServeArguments* arguments);
+
+// "ostreld directory".
+struct DirectoryArguments {
+  CommonArguments common;
+  DirectoryOptions options;
+  std::vector<std::string> interfaces;
+  bool noMulticast = false;
+
+  DirectoryOptions complete();
+};
+CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments);
+
+}  // namespace ostrel::tools::server
+
+#endif  // OSTREL_TOOLS_OSTRELD_OPTIONS_H

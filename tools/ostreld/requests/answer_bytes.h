@@ -1,0 +1,22 @@
+// The bytes of answers that have nothing but a code.
+
+#ifndef OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_BYTES_H
+#define OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_BYTES_H
+
+#include <cstddef>
+#include <string>
+
+#include "requests/request_router.h"
+
+namespace ostrel::tools::server {
+
+std::string refusalBytes(const RequestKind& kind, veskPDU& request, int code);
+
+// What is sent instead of an answer of more than `longest` bytes: error 255.
+// Logs it.
+std::string tooLongBytes(const RequestKind& kind, veskPDU& request,
+                         std::size_t longest);
+
+}  // namespace ostrel::tools::server
+
+#endif  // OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_BYTES_H
