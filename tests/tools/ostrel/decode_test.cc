@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "format/value_text.h"
+
 namespace ostrel::tools::cli {
 namespace {
 

@@ -36,7 +36,7 @@ bool discover(Session& session, int hops, const Session::Take& take) {
 [[noreturn]] void throwNobody() {
   throw Failure(kNoAnswer, "no directory server answered the multicast",
                 "Is one running (ostreld directory)? --server names its host.",
-                10);
+                kNetworkError);
 }
 
 }  // namespace

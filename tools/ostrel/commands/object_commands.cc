@@ -1,5 +1,8 @@
 // The commands that ask an object server.
 
+#include <ostrel/elements.h>
+#include <ostrel/names.h>
+
 #include <ctime>
 
 #include "commands/command_support.h"
@@ -8,19 +11,16 @@
 namespace ostrel::tools::cli {
 namespace {
 
-// The search PDU's flag, as the library's own searches have it.
-constexpr unsigned kSearchFlag = 1;
-
 std::string attributeLines(Output& output, veskList& list,
                            const std::string& indent) {
   std::string text;
-  for (unsigned i = 0; i < list.count; ++i) {
-    auto* attribute = list.at<veskAttribute>(i);
-    if (!output.settings().quiet)
-      text += valueLines(list.at(i), indent);
-    else if (attribute != nullptr)
-      text += plainText(attribute->value) + "\n";
+  if (!output.settings().quiet) {
+    for (veskType* element : Elements(list))
+      text += valueLines(element, indent);
+    return text;
   }
+  for (auto* attribute : Elements<veskAttribute>(list))
+    if (attribute != nullptr) text += plainText(attribute->value) + "\n";
   return text;
 }
 
@@ -82,8 +82,8 @@ Exit forEachObject(Session& session, const char* command, const char* done,
   });
 }
 
-Owned<veskSearchRespPDU> search(Session& session, veskOid& oid,
-                                veskList& conditions) {
+Arrived<veskSearchRespPDU> search(Session& session, veskOid& oid,
+                                  veskList& conditions) {
   veskSearchPDU request(oid, &conditions, kSearchFlag);
   return session.ask<veskSearchRespPDU>(request);
 }
@@ -156,8 +156,7 @@ Exit runSearch(Session& session, const std::string& classOid,
   if (response == nullptr) return kDone;
   std::string text;
   Json found = Json::array();
-  for (unsigned i = 0; i < response->list->count; ++i) {
-    veskType* value = response->list->at(i);
+  for (veskType* value : Elements(response->list)) {
     text += foundText(value) + "\n";
     auto* object = dynamic_cast<veskOid*>(value);
     found.push_back(object != nullptr ? oidJson(*object) : toJson(value));
@@ -191,8 +190,8 @@ Exit runWalk(Session& session, const std::string& classOid,
     output.result("", json);
   }
   Words found;
-  for (unsigned i = 0; i < response->list->count; ++i)
-    found.push_back(foundText(response->list->at(i)));
+  for (veskType* value : Elements(response->list))
+    found.push_back(foundText(value));
   if (searched == kDone && found.empty()) output.note("ostrel: nothing found");
   Exit partly = searched;
   const Exit walked = forEachOf(output, "walk", found, [&](std::size_t i) {

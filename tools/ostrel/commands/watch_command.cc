@@ -1,8 +1,9 @@
 // "ostrel watch": registers for events, prints them as they come, renews the
 // registrations and removes them at the end.
 
-#include <arpa/inet.h>
+#include <ostrel/elements.h>
 #include <ostrel/message.h>
+#include <ostrel/names.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,26 +19,17 @@
 namespace ostrel::tools::cli {
 namespace {
 
-constexpr const char* kRegistrationClass = "59.6.0.0";
-constexpr const char* kServerAttribute = "59.1.1";
-constexpr const char* kObjectAttribute = "59.6.1";
-constexpr const char* kEventAttribute = "59.6.2";
-constexpr const char* kAddressAttribute = "59.6.3";
-constexpr const char* kPortAttribute = "59.6.4";
-constexpr const char* kExpiryAttribute = "59.6.5";
-constexpr const char* kExpiryNotice = "59.6.6";
 constexpr std::uint32_t kRenewal = 3600;  // seconds
-constexpr int kNoSuchName = 1;
 
 struct Named {
   const char* name;
   const char* id;
 };
 constexpr Named kEvents[] = {
-    {"any", "59.6.0"},
-    {"created", "59.6.7"},
-    {"changed", "59.6.8"},
-    {"removed", "59.6.9"},
+    {"any", kEventAny},
+    {"created", kEventCreated},
+    {"changed", kEventChanged},
+    {"removed", kEventRemoved},
 };
 
 veskAid eventFrom(const std::string& word) {
@@ -55,10 +47,7 @@ const char* eventName(const veskAid& id) {
 // This host's address on the way to the server: events have to come back.
 in_addr localAddressTowards(in_addr server) {
   const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(kObjectServerPort);
-  address.sin_addr = server;
+  sockaddr_in address = endpoint(server, kObjectServerPort);
   socklen_t length = sizeof address;
   const bool good =
       socket >= 0 &&
@@ -164,11 +153,11 @@ bool Watch::registerFor(veskAid& event, veskOid* oid) {
   const Owned<veskList> list(new veskList);
   veskAddress server(session_.server()), host(deliverTo_);
   veskUnsignedShort port(port_);
-  veskAppendAttr(list.get(), kServerAttribute, &server);
-  veskAppendAttr(list.get(), kObjectAttribute, &oid_);
-  veskAppendAttr(list.get(), kEventAttribute, &event);
-  veskAppendAttr(list.get(), kAddressAttribute, &host);
-  veskAppendAttr(list.get(), kPortAttribute, &port);
+  veskAppendAttr(list.get(), kHostAddress, &server);
+  veskAppendAttr(list.get(), kRegistrationObject, &oid_);
+  veskAppendAttr(list.get(), kRegistrationEvent, &event);
+  veskAppendAttr(list.get(), kRegistrationAddress, &host);
+  veskAppendAttr(list.get(), kRegistrationPort, &port);
   veskOid registrations(kRegistrationClass);
   veskCreatePDU request(registrations, list.get());
   const auto response = session_.ask<veskCreateRespPDU>(request);
@@ -227,7 +216,7 @@ void Watch::renew(Registration& registration, veskEventPDU& notice) {
                       : static_cast<std::uint32_t>(std::time(nullptr))) +
                  kRenewal);
   const Owned<veskList> list(new veskList);
-  veskAppendAttr(list.get(), kExpiryAttribute, &until);
+  veskAppendAttr(list.get(), kRegistrationExpiry, &until);
   veskSetPDU request(registration.oid, list.get());
   Json json;
   json["registration"] = oidJson(registration.oid);
@@ -250,7 +239,7 @@ void Watch::renew(Registration& registration, veskEventPDU& notice) {
 }
 
 void Watch::take(const sockaddr_in& from, veskEventPDU& event) {
-  if (event.aid == kExpiryNotice) {
+  if (event.aid == kEventExpiry) {
     for (Registration& registration : registrations_)
       if (registration.oid == event.oid) renew(registration, event);
     return;
@@ -261,11 +250,12 @@ void Watch::take(const sockaddr_in& from, veskEventPDU& event) {
       timeText(static_cast<std::uint32_t>(std::time(nullptr)));
   std::string text = now + " " + oidText(event.oid) + " " +
                      (name != nullptr ? name : aidText(event.aid).c_str());
-  for (unsigned i = 0; i < event.list->count; ++i) {
-    auto* attribute = event.list->at<veskAttribute>(i);
-    text += i == 0 ? "  " : ", ";
-    text += attribute != nullptr ? attributeText(*attribute)
-                                 : valueText(event.list->at(i));
+  const char* gap = "  ";
+  for (veskType* element : Elements(event.list)) {
+    auto* attribute = dynamic_cast<veskAttribute*>(element);
+    text += gap + (attribute != nullptr ? attributeText(*attribute)
+                                        : valueText(element));
+    gap = ", ";
   }
   Json json;
   json["time"] = now;
@@ -293,7 +283,7 @@ void Watch::watch() {
     veskPDU* arrived = nullptr;
     sockaddr_in from = {};
     if (events_.recv(&from, &arrived) != 0 || arrived == nullptr) continue;
-    const Owned<veskPDU> pdu(arrived);
+    const Arrived<veskPDU> pdu(arrived);
     // Whoever sends something else to this port gets no answer.
     if (auto* event = dynamic_cast<veskEventPDU*>(arrived)) take(from, *event);
   }

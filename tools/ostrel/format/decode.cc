@@ -1,5 +1,7 @@
 #include "format/decode.h"
 
+#include <ostrel/codes.h>
+
 #include <algorithm>
 
 #include "format/pdu_text.h"
@@ -7,12 +9,7 @@
 namespace ostrel::tools::cli {
 namespace {
 
-constexpr std::size_t kHeaderBytes = 16;
-constexpr std::size_t kLargestData = 1456;
 constexpr unsigned kVersion = 1;
-
-// More than any message can be long.
-constexpr std::size_t kLargestEncoding = std::size_t{65535} * kLargestData;
 
 std::uint32_t bigEndian(std::string_view bytes) {
   std::uint32_t number = 0;
@@ -22,21 +19,19 @@ std::uint32_t bigEndian(std::string_view bytes) {
 }
 
 void decodeValue(Decoded* decoded) {
-  std::string& bytes = decoded->bytes;
+  const std::string& bytes = decoded->bytes;
   if (bytes.empty()) {
     decoded->problem = "there is nothing to decode";
     return;
   }
-  veskType* value = nullptr;
-  decoded->used = veskType::decodeCreate(
-      bytes.data(), static_cast<unsigned>(bytes.size()), &value);
-  Value owned(value);
-  if (decoded->used != 0) {
-    decoded->value = std::move(owned);
+  Decoding decoding = tools::decode(bytes);
+  decoded->used = decoding.used;
+  if (decoding.used != 0) {
+    decoded->value = std::move(decoding.value);
     return;
   }
   const unsigned tag = static_cast<unsigned char>(bytes[0]);
-  decoded->problem = value == nullptr
+  decoded->problem = decoding.value == nullptr
                          ? "no value begins with the tag " + std::to_string(tag)
                          : "the bytes end too early, or hold a value that is "
                            "not known, inside "
@@ -103,7 +98,7 @@ void assemble(Decoded* decoded) {
 }  // namespace
 
 std::string readDatagram(std::string_view bytes, Datagram* datagram) {
-  if (bytes.size() <= kHeaderBytes)
+  if (bytes.size() <= kFragmentHeader)
     return "a datagram has a header of 16 bytes and data behind it, these "
            "are " +
            std::to_string(bytes.size()) + " bytes";
@@ -116,7 +111,7 @@ std::string readDatagram(std::string_view bytes, Datagram* datagram) {
   datagram->fragment = bigEndian(bytes.substr(6, 2));
   datagram->totalLength = bigEndian(bytes.substr(8, 4));
   datagram->offset = bigEndian(bytes.substr(12, 4));
-  datagram->data = bytes.substr(kHeaderBytes);
+  datagram->data = bytes.substr(kFragmentHeader);
   const unsigned count = datagram->fragmentCount;
   if (count == 0) return "the message has no fragments";
   if (datagram->fragment >= count)
@@ -127,7 +122,7 @@ std::string readDatagram(std::string_view bytes, Datagram* datagram) {
   if (end > datagram->totalLength)
     return "the data ends at byte " + std::to_string(end) +
            ", the message at byte " + std::to_string(datagram->totalLength);
-  if (count > 1 && datagram->totalLength > count * kLargestData)
+  if (count > 1 && datagram->totalLength > std::size_t{count} * kFragmentData)
     return std::to_string(count) + " fragments cannot hold " +
            std::to_string(datagram->totalLength) + " bytes";
   return "";
@@ -220,20 +215,6 @@ Json decodedJson(const Decoded& decoded) {
   json["problem"] =
       decoded.problem.empty() ? Json(nullptr) : Json(decoded.problem);
   return json;
-}
-
-std::string encoded(veskType& value) {
-  std::string bytes(1024, '\0');
-  while (bytes.size() <= kLargestEncoding) {
-    const unsigned used =
-        value.encode(bytes.data(), static_cast<unsigned>(bytes.size()));
-    if (used != 0) {
-      bytes.resize(used);
-      return bytes;
-    }
-    bytes.resize(bytes.size() * 2);
-  }
-  return "";
 }
 
 }  // namespace ostrel::tools::cli

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/encoding.h"
 #include "format/json.h"
-#include "format/value_text.h"
 
 namespace ostrel::tools::cli {
 
@@ -40,7 +40,7 @@ Json datagramJson(const Datagram& datagram);
 struct Decoded {
   std::vector<Datagram> datagrams;  // those that carried it; may be none
   std::string bytes;                // the whole encoding
-  Value value;                      // null when it could not be decoded
+  Arrived<veskType> value;          // null when it could not be decoded
   std::size_t used = 0;             // how many of the bytes it took
   std::string problem;              // why there is no value, or empty
 };
@@ -53,9 +53,6 @@ std::vector<Decoded> decodeAll(const std::vector<std::string>& inputs);
 
 std::string decodedText(const Decoded& decoded);
 Json decodedJson(const Decoded& decoded);
-
-// The encoding of a value; empty when it has none.
-std::string encoded(veskType& value);
 
 }  // namespace ostrel::tools::cli
 

@@ -1,9 +1,8 @@
 #include "format/json.h"
 
+#include <ostrel/elements.h>
 #include <ostrel/veskError.h>
 
-#include <cmath>
-#include <cstdlib>
 #include <string_view>
 
 #include "format/pdu_text.h"
@@ -22,20 +21,6 @@ Json typed(const char* type, Json value) {
   return json;
 }
 
-// Bytes that are no text have them in hexadecimal too, and U+FFFD in the text.
-Json textJson(std::string_view bytes) {
-  Json json = typed("string", std::string(bytes));
-  if (!isUtf8(bytes)) json["hex"] = hexText(bytes);
-  return json;
-}
-
-// JSON has no form for these.
-Json realJson(double number) {
-  if (std::isnan(number)) return "nan";
-  if (std::isinf(number)) return number < 0 ? "-inf" : "inf";
-  return number;
-}
-
 // "\u009b" for a well-formed character of up to three bytes.
 std::string unicodeEscape(std::string_view character) {
   unsigned code = 0;
@@ -49,21 +34,23 @@ std::string unicodeEscape(std::string_view character) {
 
 Json nestedJson(veskType* value, unsigned depth);
 
-Json elements(veskList* list, unsigned depth) {
+Json elements(const veskList* list, unsigned depth) {
   Json array = Json::array();
-  if (list == nullptr) return array;
-  for (unsigned i = 0; i < list->count; ++i)
-    array.push_back(nestedJson(list->at(i), depth + 1));
+  for (veskType* element : Elements(list))
+    array.push_back(nestedJson(element, depth + 1));
   return array;
 }
 
-// The same for a list that is meant to hold Elements, whose type goes without
-// saying.
-template <class Element>
-Json elementsOf(veskList* list, unsigned depth) {
+// The same for a list that is meant to hold values of one class, whose type
+// goes without saying.
+template <class Value>
+Json elementsOf(const veskList* list, unsigned depth) {
   Json array = elements(list, depth);
-  for (unsigned i = 0; i < array.size(); ++i)
-    if (dynamic_cast<Element*>(list->at(i)) != nullptr) array[i].erase("type");
+  auto json = array.begin();
+  for (Value* element : Elements<Value>(list)) {
+    if (element != nullptr) json->erase("type");
+    ++json;
+  }
   return array;
 }
 
@@ -101,56 +88,6 @@ Json pduJson(veskPDU& pdu, unsigned depth) {
   return json;
 }
 
-Json addressJson(veskAddress& address) {
-  if (address.family == 0) return nullptr;
-  char* text = address.getString();
-  Json json = text != nullptr ? Json(text) : Json(nullptr);
-  std::free(text);
-  return json;
-}
-
-template <class T>
-bool is(veskType* value, T** out) {
-  *out = dynamic_cast<T*>(value);
-  return *out != nullptr;
-}
-
-// Whole numbers and truth values.
-bool wholeJson(veskType* value, Json* json) {
-  veskBool* truth = nullptr;
-  veskTime* time = nullptr;
-  veskUnsignedInt* number = nullptr;
-  if (is(value, &truth)) {
-    *json = typed("bool", truth->value != 0);
-    if (truth->value > 1) (*json)["number"] = truth->value;
-  } else if (is(value, &time)) {
-    *json = typed("time", time->value);
-    (*json)["text"] = timeText(time->value);
-  } else if (is(value, &number)) {
-    *json = typed(dynamic_cast<veskGauge*>(value) != nullptr     ? "gauge"
-                  : dynamic_cast<veskCounter*>(value) != nullptr ? "counter"
-                                                                 : "uint",
-                  number->value);
-  } else if (auto* p = dynamic_cast<veskInt*>(value)) {
-    *json = typed("int", p->value);
-  } else if (auto* l = dynamic_cast<veskLong*>(value)) {
-    *json = typed("long", l->value);
-  } else if (auto* ul = dynamic_cast<veskUnsignedLong*>(value)) {
-    *json = typed("ulong", ul->value);
-  } else if (auto* s = dynamic_cast<veskShort*>(value)) {
-    *json = typed("short", s->value);
-  } else if (auto* us = dynamic_cast<veskUnsignedShort*>(value)) {
-    *json = typed("ushort", us->value);
-  } else if (auto* c = dynamic_cast<veskChar*>(value)) {
-    *json = typed("char", c->value);
-  } else if (auto* uc = dynamic_cast<veskUnsignedChar*>(value)) {
-    *json = typed("uchar", uc->value);
-  } else {
-    return false;
-  }
-  return true;
-}
-
 Json objectJson(veskObject& object, unsigned depth) {
   Json json;
   json["type"] = "object";
@@ -167,36 +104,22 @@ Json errorJson(veskError& error) {
   return json;
 }
 
-Json descriptionJson(veskType* value) {
-  Json json = typed("description", plainText(value));
-  json["tag"] = value->tag;
+// What holds no other values, or is given as the library prints it.
+Json leafJson(veskType& value) {
+  if (const ValueFormat* format = formatOf(value)) {
+    Json json;
+    json["type"] = format->name;
+    format->fill(json, value);
+    return json;
+  }
+  if (auto* error = dynamic_cast<veskError*>(&value)) return errorJson(*error);
+  Json json = typed("description", plainText(&value));
+  json["tag"] = value.tag;
   return json;
 }
 
-// What holds no other values.
-Json leafJson(veskType* value) {
-  Json json;
-  if (wholeJson(value, &json)) return json;
-  if (auto* p = dynamic_cast<veskFloat*>(value))
-    return typed("float", realJson(static_cast<double>(p->value)));
-  if (auto* d = dynamic_cast<veskDouble*>(value))
-    return typed("double", realJson(d->value));
-  if (auto* text = dynamic_cast<veskString*>(value))
-    return textJson(contents(*text));
-  if (auto* bytes = dynamic_cast<veskOpaque*>(value))
-    return typed("opaque", hexText(contents(*bytes)));
-  if (auto* oid = dynamic_cast<veskOid*>(value))
-    return typed("oid", oidJson(*oid));
-  if (auto* aid = dynamic_cast<veskAid*>(value))
-    return typed("aid", aidJson(*aid));
-  if (auto* address = dynamic_cast<veskAddress*>(value))
-    return typed("addr", addressJson(*address));
-  if (auto* error = dynamic_cast<veskError*>(value)) return errorJson(*error);
-  return descriptionJson(value);
-}
-
 Json nestedJson(veskType* value, unsigned depth) {
-  if (value == nullptr || value->tag == 0) return typed("null", nullptr);
+  if (value == nullptr || value->tag == kTagNull) return typed("null", nullptr);
   auto* list = dynamic_cast<veskList*>(value);
   auto* attribute = dynamic_cast<veskAttribute*>(value);
   auto* object = dynamic_cast<veskObject*>(value);
@@ -209,26 +132,18 @@ Json nestedJson(veskType* value, unsigned depth) {
   if (attribute != nullptr) return attributeJson(*attribute, depth);
   if (object != nullptr) return objectJson(*object, depth);
   if (pdu != nullptr) return pduJson(*pdu, depth);
-  return leafJson(value);
+  return leafJson(*value);
 }
 
 }  // namespace
 
 Json toJson(veskType* value) { return nestedJson(value, 0); }
 
-Json attributesJson(veskList* list) {
+Json attributesJson(const veskList* list) {
   return elementsOf<veskAttribute>(list, 0);
 }
 
-Json errorsJson(veskList* list) { return elementsOf<veskError>(list, 0); }
-
-Json oidJson(const veskOid& oid) {
-  return oid.valid != 0 ? Json(oidText(oid)) : Json(nullptr);
-}
-
-Json aidJson(const veskAid& aid) {
-  return aid.valid != 0 ? Json(aidText(aid)) : Json(nullptr);
-}
+Json errorsJson(const veskList* list) { return elementsOf<veskError>(list, 0); }
 
 Json codeJson(int code) {
   // "5(Permission Denied)" without the number.

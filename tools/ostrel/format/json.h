@@ -6,23 +6,18 @@
 
 #include <ostrel/veskPDU.h>
 
-#include <nlohmann/json.hpp>
 #include <string>
 
-namespace ostrel::tools::cli {
+#include "format/value_types.h"
 
-using Json = nlohmann::ordered_json;
+namespace ostrel::tools::cli {
 
 // {"type": "int", "value": 5}.
 Json toJson(veskType* value);
 
 // An array of the elements in that form; attributes and errors without "type".
-Json attributesJson(veskList* list);
-Json errorsJson(veskList* list);
-
-// "59.6.0.0", or null when invalid.
-Json oidJson(const veskOid& oid);
-Json aidJson(const veskAid& aid);
+Json attributesJson(const veskList* list);
+Json errorsJson(const veskList* list);
 
 // {"code": 5, "text": "Permission Denied"}.
 Json codeJson(int code);

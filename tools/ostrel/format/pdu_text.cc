@@ -1,103 +1,136 @@
 #include "format/pdu_text.h"
 
+#include <ostrel/elements.h>
 #include <ostrel/veskError.h>
 
-#include <cstdlib>
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
 
+#include "common/printed.h"
 #include "format/value_text.h"
 
 namespace ostrel::tools::cli {
 namespace {
 
-// What a class of PDUs is called. A class stands before the one that it
-// derives from.
+using Fields = std::vector<Field>;
+
+// A class of PDUs: what it is called, and its members.
 struct Kind {
   const char* name;
-  bool (*matches)(veskPDU&);
+  bool (*is)(veskPDU&);
+  Fields (*fields)(veskPDU&);
 };
 
-template <class T>
-bool isA(veskPDU& pdu) {
-  return dynamic_cast<T*>(&pdu) != nullptr;
+template <class Pdu, Fields (*kFields)(Pdu&)>
+constexpr Kind kind(const char* name) {
+  return {name,
+          [](veskPDU& pdu) { return dynamic_cast<Pdu*>(&pdu) != nullptr; },
+          [](veskPDU& pdu) { return kFields(dynamic_cast<Pdu&>(pdu)); }};
 }
 
+template <class Pdu>
+Fields none(Pdu&) {
+  return {};
+}
+template <class Pdu>
+Fields oid(Pdu& pdu) {
+  return {{"oid", &pdu.oid}};
+}
+template <class Pdu>
+Fields oidList(Pdu& pdu) {
+  return {{"oid", &pdu.oid}, {"list", pdu.list}};
+}
+template <class Pdu>
+Fields oidListFlag(Pdu& pdu) {
+  return {{"oid", &pdu.oid}, {"list", pdu.list}, {"flag", &pdu.flag}};
+}
+template <class Pdu>
+Fields oidAidList(Pdu& pdu) {
+  return {{"oid", &pdu.oid}, {"aid", &pdu.aid}, {"list", pdu.list}};
+}
+template <class Pdu>
+Fields aidList(Pdu& pdu) {
+  return {{"aid", &pdu.aid}, {"list", pdu.list}};
+}
+template <class Pdu>
+Fields oidLists(Pdu& pdu) {
+  return {{"oid", &pdu.oid}, {"list", pdu.list}, {"list2", pdu.list2}};
+}
+template <class Pdu>
+Fields errors(Pdu& pdu) {
+  return {{"errors", pdu.errors}};
+}
+template <class Pdu>
+Fields oidErrors(Pdu& pdu) {
+  return {{"oid", &pdu.oid}, {"errors", pdu.errors}};
+}
+template <class Pdu>
+Fields listErrors(Pdu& pdu) {
+  return {{"list", pdu.list}, {"errors", pdu.errors}};
+}
+template <class Pdu>
+Fields listsErrors(Pdu& pdu) {
+  return {{"list", pdu.list}, {"list2", pdu.list2}, {"errors", pdu.errors}};
+}
+
+// A class stands before the one that it derives from.
 constexpr Kind kKinds[] = {
-    {"clone", isA<veskClonePDU>},
-    {"create", isA<veskCreatePDU>},
-    {"remove", isA<veskRemovePDU>},
-    {"set", isA<veskSetPDU>},
-    {"get", isA<veskGetPDU>},
-    {"search", isA<veskSearchPDU>},
-    {"event", isA<veskEventPDU>},
-    {"action", isA<veskActionPDU>},
-    {"verify", isA<veskVerifyPDU>},
-    {"dsSearch", isA<veskDSsearchPDU>},
-    {"cloneResponse", isA<veskCloneRespPDU>},
-    {"createResponse", isA<veskCreateRespPDU>},
-    {"getResponse", isA<veskGetRespPDU>},
-    {"actionResponse", isA<veskActionRespPDU>},
-    {"setResponse", isA<veskSetRespPDU>},
-    {"searchResponse", isA<veskSearchRespPDU>},
-    {"dsSearchResponse", isA<veskDSsearchRespPDU>},
-    {"removeResponse", isA<veskRemoveRespPDU>},
-    {"verifyResponse", isA<veskVerifyRespPDU>},
+    kind<veskClonePDU, oidList>("clone"),
+    kind<veskCreatePDU, oidList>("create"),
+    kind<veskRemovePDU, oid>("remove"),
+    kind<veskSetPDU, oidList>("set"),
+    kind<veskGetPDU, oidList>("get"),
+    kind<veskSearchPDU, oidListFlag>("search"),
+    kind<veskEventPDU, oidAidList>("event"),
+    kind<veskActionPDU, aidList>("action"),
+    kind<veskVerifyPDU, oid>("verify"),
+    kind<veskDSsearchPDU, oidLists>("dsSearch"),
+    kind<veskCloneRespPDU, oidErrors>("cloneResponse"),
+    kind<veskCreateRespPDU, oidErrors>("createResponse"),
+    kind<veskGetRespPDU, listErrors>("getResponse"),
+    kind<veskActionRespPDU, errors>("actionResponse"),
+    kind<veskSetRespPDU, errors>("setResponse"),
+    kind<veskSearchRespPDU, listErrors>("searchResponse"),
+    kind<veskDSsearchRespPDU, listsErrors>("dsSearchResponse"),
+    kind<veskRemoveRespPDU, none>("removeResponse"),
+    kind<veskVerifyRespPDU, none>("verifyResponse"),
+    kind<veskRespPDU, errors>("pdu"),
+    {"pdu", [](veskPDU&) { return true; }, none<veskPDU>},
 };
 
-const Kind* kindOf(veskPDU& pdu) {
-  for (const Kind& kind : kKinds)
-    if (kind.matches(pdu)) return &kind;
-  return nullptr;
-}
-
-template <class T>
-T* as(veskPDU& pdu) {
-  return dynamic_cast<T*>(&pdu);
+const Kind& kindOf(veskPDU& pdu) {
+  return *std::find_if(std::begin(kKinds), std::end(kKinds),
+                       [&](const Kind& each) { return each.is(pdu); });
 }
 
 std::string number(unsigned count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-std::string elementLines(veskList& list, const std::string& indent) {
+std::string elementLines(const veskList& list, const std::string& indent) {
   std::string text;
-  for (unsigned i = 0; i < list.count; ++i)
-    text += valueLines(list.at(i), indent);
+  for (veskType* element : Elements(list)) text += valueLines(element, indent);
   return text;
 }
 
+// The library tells a time-out by errno; everybody else says so.
+class ErrnoIs {
+ public:
+  explicit ErrnoIs(int cause) : before_(errno) { errno = cause; }
+  ~ErrnoIs() { errno = before_; }
+  ErrnoIs(const ErrnoIs&) = delete;
+  ErrnoIs& operator=(const ErrnoIs&) = delete;
+
+ private:
+  int before_;
+};
+
 }  // namespace
 
-std::vector<Field> fieldsOf(veskPDU& pdu) {
-  if (auto* p = as<veskCreatePDU>(pdu))
-    return {{"oid", &p->oid}, {"list", p->list}};
-  if (auto* p = as<veskGetPDU>(pdu))
-    return {{"oid", &p->oid}, {"list", p->list}};
-  if (auto* p = as<veskRemovePDU>(pdu)) return {{"oid", &p->oid}};
-  if (auto* p = as<veskVerifyPDU>(pdu)) return {{"oid", &p->oid}};
-  if (auto* p = as<veskSearchPDU>(pdu))
-    return {{"oid", &p->oid}, {"list", p->list}, {"flag", &p->flag}};
-  if (auto* p = as<veskEventPDU>(pdu))
-    return {{"oid", &p->oid}, {"aid", &p->aid}, {"list", p->list}};
-  if (auto* p = as<veskActionPDU>(pdu))
-    return {{"aid", &p->aid}, {"list", p->list}};
-  if (auto* p = as<veskDSsearchPDU>(pdu))
-    return {{"oid", &p->oid}, {"list", p->list}, {"list2", p->list2}};
-  if (auto* p = as<veskCreateRespPDU>(pdu))
-    return {{"oid", &p->oid}, {"errors", p->errors}};
-  if (auto* p = as<veskGetRespPDU>(pdu))
-    return {{"list", p->list}, {"errors", p->errors}};
-  if (auto* p = as<veskSearchRespPDU>(pdu))
-    return {{"list", p->list}, {"errors", p->errors}};
-  if (auto* p = as<veskDSsearchRespPDU>(pdu))
-    return {{"list", p->list}, {"list2", p->list2}, {"errors", p->errors}};
-  if (auto* p = as<veskRespPDU>(pdu)) return {{"errors", p->errors}};
-  return {};
-}
+std::vector<Field> fieldsOf(veskPDU& pdu) { return kindOf(pdu).fields(pdu); }
 
-const char* pduName(veskPDU& pdu) {
-  const Kind* kind = kindOf(pdu);
-  return kind != nullptr ? kind->name : "pdu";
-}
+const char* pduName(veskPDU& pdu) { return kindOf(pdu).name; }
 
 std::string pduText(veskPDU& pdu, const std::string& indent) {
   std::string text =
@@ -130,10 +163,9 @@ std::string valueLines(veskType* value, const std::string& indent) {
   return indent + valueText(value) + "\n";
 }
 
-std::string codeText(int code, veskList* errors) {
-  char* text = veskGetErrorString(code, errors);
-  std::string line = text != nullptr ? text : "";
-  std::free(text);
+std::string codeText(int code, int cause) {
+  const ErrnoIs given(cause);
+  std::string line = takeText(veskGetErrorString(code, nullptr));
   while (!line.empty() && line.back() == '\n') line.pop_back();
   return escaped(line);
 }

@@ -30,8 +30,9 @@ std::string pduText(veskPDU& pdu, const std::string& indent);
 // Any other value the same way: lists with an element on each line.
 std::string valueLines(veskType* value, const std::string& indent);
 
-// "5(Permission Denied)", the library's own text for a code, in one line.
-std::string codeText(int code, veskList* errors = nullptr);
+// "5(Permission Denied)", the library's own text for a code, in one line. The
+// code 10 is told to be a time-out when its cause, an errno, is ETIMEDOUT.
+std::string codeText(int code, int cause = 0);
 
 }  // namespace ostrel::tools::cli
 

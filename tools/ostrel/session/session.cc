@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <ostrel/message.h>
+#include <ostrel/names.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -21,15 +22,6 @@
 namespace ostrel::tools::cli {
 namespace {
 
-constexpr int kNoError = 0;
-constexpr int kItemErrors = -1;
-constexpr int kNetworkError = 10;
-constexpr int kCodingError = 11;
-constexpr int kInternalError = 255;
-
-constexpr const char* kPrincipalClass = "59.110.0.0";
-constexpr const char* kUserIdAttribute = "59.110.2";
-
 // From then on a wait is announced, in seconds.
 constexpr double kSilence = 1;
 
@@ -38,14 +30,6 @@ constexpr int kPollMilliseconds = 1000;
 
 // How often a signal is looked for while a name is looked up.
 constexpr auto kLookupTurn = std::chrono::milliseconds(50);
-
-sockaddr_in endpoint(in_addr host, unsigned short port) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr = host;
-  return address;
-}
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start)
@@ -130,12 +114,6 @@ in_addr resolve(const std::string& host, Output& output) {
   return found.address;
 }
 
-std::string addressText(in_addr address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address, text, sizeof text);
-  return text;
-}
-
 Session::Session(Output& output) : output_(output), trace_(output) {
   catchSignals();
 }
@@ -188,12 +166,12 @@ veskOid Session::principal(const sockaddr_in& to) {
 veskOid Session::lookUpPrincipal() {
   const in_addr local = localServer().sin_addr;
   veskOid principals(kPrincipalClass);
-  veskAid userId(kUserIdAttribute);
+  veskAid userId(kPrincipalUserId);
   veskInt user(static_cast<int>(geteuid()));
   Owned<veskList> terms(new veskList);
   terms->append(new veskAttributeValueOp(&userId, &user,
                                          static_cast<int>(kOperatorEquals)));
-  veskSearchPDU search(principals, terms.get(), 1);
+  veskSearchPDU search(principals, terms.get(), kSearchFlag);
   const auto found = askAt<veskSearchRespPDU>(local, kObjectServerPort, search);
   auto* object =
       found->list->count != 0 ? found->list->at<veskOid>(0) : nullptr;
@@ -230,8 +208,8 @@ void Session::wouldSend(const sockaddr_in& to, veskPDU& request) {
                " chosen when it is");
 }
 
-Owned<veskPDU> Session::exchange(in_addr host, unsigned short port,
-                                 veskPDU& request) {
+Arrived<veskPDU> Session::exchange(in_addr host, unsigned short port,
+                                   veskPDU& request) {
   const Settings& settings = output_.settings();
   const sockaddr_in to = endpoint(host, port);
   request.principal = principal(to);
@@ -240,7 +218,7 @@ Owned<veskPDU> Session::exchange(in_addr host, unsigned short port,
     return nullptr;
   }
   const bool once = lookingUp_ && lookupOnce_;
-  Owned<veskPDU> answer;
+  Arrived<veskPDU> answer;
   const Course course = {to, request, settings.timeout,
                          once ? 0 : settings.retries};
   run(course, [&](in_addr, veskPDU& arrived) {
@@ -252,8 +230,7 @@ Owned<veskPDU> Session::exchange(in_addr host, unsigned short port,
 
 bool Session::gather(veskPDU& request, int hops, long seconds,
                      const Take& take) {
-  const sockaddr_in to =
-      endpoint(resolve(kDirectoryGroup, output_), kDirectoryPort);
+  const sockaddr_in to = endpoint(directoryGroup(), kDirectoryPort);
   if (output_.settings().dryRun) {
     wouldSend(to, request);
     return true;
@@ -267,7 +244,7 @@ bool Session::gather(veskPDU& request, int hops, long seconds,
   const Course course = {to, request, seconds, 0};
   try {
     return run(course, [&](in_addr from, veskPDU& arrived) {
-      const Owned<veskPDU> answer(&arrived);
+      const Arrived<veskPDU> answer(&arrived);
       return take(from, *answer);
     });
   } catch (const Failure& failure) {
@@ -358,12 +335,13 @@ bool Session::waitFor(int socket) {
 
 void Session::throwNoAnswer(const Course& course, int code) {
   // The library's text depends on errno, which the caller has kept.
-  if (errno != ETIMEDOUT)
+  const int cause = errno;
+  if (cause != ETIMEDOUT)
     throw Failure(kSetup,
                   "cannot send to " + endpointText(course.to) +
                       " again: " + codeText(code),
                   "", code);
-  const std::string text = codeText(code);
+  const std::string text = codeText(code, cause);
   const bool directory = ntohs(course.to.sin_port) == kDirectoryPort;
   throw Failure(
       kNoAnswer, "no answer from " + endpointText(course.to) + ": " + text,
@@ -383,9 +361,7 @@ void Session::throwWrongClass(veskPDU& answer) {
 
 void Session::checkStatus(veskPDU& answer) {
   const int code = answer.status.value;
-  if (code == kNoError || code == kItemErrors) return;
-  // Of a server's status no errno is to be told.
-  errno = 0;
+  if (code == kNoError || code == kArgListError) return;
   throw Failure(kRefused, codeText(code), hintFor(code), code);
 }
 
@@ -421,7 +397,7 @@ std::string hintFor(int code) {
     case kInternalError:
       return "The server failed: its log may tell why.";
     case kNoError:
-    case kItemErrors:
+    case kArgListError:
       return "";
     default:
       return "The code is the server's own: its documentation may tell more.";

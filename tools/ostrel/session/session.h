@@ -6,6 +6,7 @@
 #define OSTREL_TOOLS_OSTREL_SESSION_SESSION_H
 
 #include <netinet/in.h>
+#include <ostrel/codes.h>
 #include <ostrel/transaction.h>
 #include <ostrel/veskPDU.h>
 
@@ -13,19 +14,15 @@
 #include <optional>
 #include <string>
 
+#include "common/addresses.h"
 #include "format/value_text.h"
 #include "session/trace.h"
 #include "terminal/output.h"
 
 namespace ostrel::tools::cli {
 
-constexpr unsigned short kObjectServerPort = 5135;
-constexpr unsigned short kDirectoryPort = 5136;
-constexpr const char* kDirectoryGroup = "224.0.1.2";
-
 // An IPv4 host by name or address. Shows progress; throws Failure.
 in_addr resolve(const std::string& host, Output& output);
-std::string addressText(in_addr address);
 
 class Session {
  public:
@@ -42,17 +39,17 @@ class Session {
   // Throws Failure: nobody answered, the answer is of another class, or its
   // status is neither 0 nor -1.
   template <class Response>
-  Owned<Response> ask(veskPDU& request) {
+  Arrived<Response> ask(veskPDU& request) {
     return askAt<Response>(server(), kObjectServerPort, request);
   }
   template <class Response>
-  Owned<Response> askAt(in_addr host, unsigned short port, veskPDU& request) {
-    Owned<veskPDU> answer = exchange(host, port, request);
+  Arrived<Response> askAt(in_addr host, unsigned short port, veskPDU& request) {
+    Arrived<veskPDU> answer = exchange(host, port, request);
     if (answer == nullptr) return nullptr;
     auto* response = dynamic_cast<Response*>(answer.get());
     if (response == nullptr) throwWrongClass(*answer);
     answer.release();
-    Owned<Response> owned(response);
+    Arrived<Response> owned(response);
     checkStatus(*owned);
     return owned;
   }
@@ -82,7 +79,8 @@ class Session {
   void wouldSend(const sockaddr_in& to, veskPDU& request);
   veskOid principal(const sockaddr_in& to);
   veskOid lookUpPrincipal();
-  Owned<veskPDU> exchange(in_addr host, unsigned short port, veskPDU& request);
+  Arrived<veskPDU> exchange(in_addr host, unsigned short port,
+                            veskPDU& request);
   bool run(const Course& course, const Take& take);
   [[noreturn]] void throwNoAnswer(const Course& course, int code);
   [[noreturn]] static void throwWrongClass(veskPDU& answer);

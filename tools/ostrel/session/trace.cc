@@ -1,10 +1,11 @@
 #include "session/trace.h"
 
-#include <arpa/inet.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 
+#include "common/addresses.h"
+#include "common/encoding.h"
 #include "format/decode.h"
 #include "format/pdu_text.h"
 
@@ -25,10 +26,6 @@ std::string hexLines(const std::string& bytes, const std::string& indent) {
   for (std::size_t i = 0; i < digits.size(); i += kDigitsInLine)
     text += indent + digits.substr(i, kDigitsInLine) + "\n";
   return text;
-}
-
-bool sameSender(const sockaddr_in& a, const sockaddr_in& b) {
-  return a.sin_addr.s_addr == b.sin_addr.s_addr && a.sin_port == b.sin_port;
 }
 
 // A PDU and where it went or came from, in both forms.
@@ -53,21 +50,15 @@ Shown shown(const char* how, const char* preposition,
 
 }  // namespace
 
-std::string endpointText(const sockaddr_in& address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-  return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
-}
-
 void Trace::sent(const char* how, const sockaddr_in& to, veskPDU& pdu) {
-  const Shown line =
-      shown(how, "to", to, pduText(pdu, "  "), encoded(pdu), toJson(&pdu));
+  const Shown line = shown(how, "to", to, pduText(pdu, "  "),
+                           encoded(pdu).value_or(""), toJson(&pdu));
   output_.trace(line.text, line.json);
 }
 
 void Trace::wouldSend(const sockaddr_in& to, veskPDU& pdu) {
   const Shown line = shown("would send", "to", to, pduText(pdu, "  "),
-                           encoded(pdu), toJson(&pdu));
+                           encoded(pdu).value_or(""), toJson(&pdu));
   output_.result(line.text, line.json);
 }
 
@@ -98,7 +89,7 @@ void Trace::arrived(const sockaddr_in& from, const std::string& datagram) {
   if (header.fragmentCount > 1) {
     const auto known = std::find_if(
         partials_.begin(), partials_.end(), [&](const Partial& partial) {
-          return sameSender(partial.from, from) &&
+          return sameEndpoint(partial.from, from) &&
                  partial.messageId == header.messageId;
         });
     Partial partial = {from, header.messageId, {}};

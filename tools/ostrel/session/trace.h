@@ -16,9 +16,6 @@
 
 namespace ostrel::tools::cli {
 
-// "127.0.0.1:5135".
-std::string endpointText(const sockaddr_in& address);
-
 class Trace {
  public:
   explicit Trace(Output& output) : output_(output) {}
