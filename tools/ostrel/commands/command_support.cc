@@ -1,5 +1,7 @@
 #include "commands/command_support.h"
 
+#include "common/addresses.h"
+
 #include <ostrel/veskError.h>
 
 #include <ctime>

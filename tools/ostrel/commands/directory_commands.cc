@@ -3,6 +3,7 @@
 #include <ostrel/veskError.h>
 
 #include "commands/command_support.h"
+#include "common/addresses.h"
 #include "format/pdu_text.h"
 
 namespace ostrel::tools::cli {

@@ -13,7 +13,10 @@
 #include <ctime>
 
 #include "commands/command_support.h"
+#include "common/addresses.h"
 #include "format/pdu_text.h"
+#include "session/host_lookup.h"
+#include "session/waiting.h"
 #include "terminal/signals.h"
 
 namespace ostrel::tools::cli {
@@ -278,7 +281,7 @@ bool Watch::done() const {
 void Watch::watch() {
   start_ = std::chrono::steady_clock::now();
   while (!done()) {
-    if (!Session::waitFor(socket_)) continue;
+    if (!waitFor(socket_)) continue;
     if (session_.output().settings().trace) session_.trace().arriving(socket_);
     veskPDU* arrived = nullptr;
     sockaddr_in from = {};

@@ -21,27 +21,10 @@ enum Exit : int {
 };
 
 // "noAnswer" and so on, as it stands in the JSON form.
-inline const char* exitName(Exit exit) {
-  switch (exit) {
-    case kDone:
-      return "done";
-    case kRefused:
-      return "refused";
-    case kUsage:
-      return "usage";
-    case kNoAnswer:
-      return "noAnswer";
-    case kPartial:
-      return "partial";
-    case kDecode:
-      return "decode";
-    case kSetup:
-      return "setup";
-    case kInterrupted:
-      return "interrupted";
-  }
-  return "unknown";
-}
+const char* exitName(Exit exit);
+
+// What to do about a server's return code, in a sentence; may be empty.
+std::string hintFor(int code);
 
 // What ends a command, or its work on one object.
 class Failure : public std::runtime_error {

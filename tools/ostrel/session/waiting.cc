@@ -1,0 +1,51 @@
+#include "session/waiting.h"
+
+#include <poll.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "terminal/failure.h"
+#include "terminal/signals.h"
+
+namespace ostrel::tools::cli {
+namespace {
+
+// From then on a wait is announced.
+constexpr std::chrono::seconds kSilence{1};
+
+// The progress line is written again this often.
+constexpr int kPollMilliseconds = 1000;
+
+}  // namespace
+
+std::chrono::steady_clock::duration Stopwatch::passed() const {
+  return std::chrono::steady_clock::now() - start_;
+}
+
+bool Stopwatch::isLong() const { return passed() >= kSilence; }
+
+std::string Stopwatch::secondsText() const {
+  return plural(
+      static_cast<long>(
+          std::chrono::duration_cast<std::chrono::seconds>(passed()).count()),
+      "second");
+}
+
+std::string plural(long count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+bool waitFor(int socket) {
+  pollfd ends[] = {{socket, POLLIN, 0}, {signalEnd(), POLLIN, 0}};
+  const int ready = poll(ends, 2, kPollMilliseconds);
+  const int cause = errno;
+  if (interrupted())
+    throw Failure(kInterrupted, "interrupted before the answer came",
+                  "A request that was sent may have been carried out.");
+  if (ready < 0 && cause != EINTR)
+    throw Failure(kSetup, std::string("cannot wait: ") + std::strerror(cause));
+  return ready > 0 && ends[0].revents != 0;
+}
+
+}  // namespace ostrel::tools::cli
