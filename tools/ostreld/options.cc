@@ -10,7 +10,7 @@
 #include <stdexcept>
 
 #include "common/addresses.h"
-#include "store/store.h"
+#include "store/sqlite_store.h"
 
 namespace ostrel::tools::server {
 namespace {

@@ -4,8 +4,8 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include "objects/host_manager.h"
-#include "objects/principals.h"
+#include "machine/host_manager.h"
+#include "machine/principals.h"
 #include "server_test.h"
 
 namespace ostrel::tools::server {

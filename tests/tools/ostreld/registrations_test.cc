@@ -226,7 +226,7 @@ TEST_F(RegistrationsTest, NeedsToSayWhatAndWhere) {
 
 TEST_F(RegistrationsTest, SurvivesARestart) {
   watch("59.200", kEventCreated);
-  Registrations again(&store, &clock);
+  Registrations again(&stored, &clock);
   veskOid oid("59.200.0.5");
   veskAid event(kEventCreated);
   veskList none;
@@ -244,7 +244,7 @@ TEST_F(RegistrationsTest, AreBoundedInNumber) {
 class OpenRegistrationsTest : public RegistrationsTest {
  protected:
   OpenRegistrationsTest() {
-    router = RequestRouter(&store, &registrations, Policy::writers({"any"}));
+    router = RequestRouter(&stored, &registrations, Policy::writers({"any"}));
   }
 };
 

@@ -124,14 +124,12 @@ TEST_F(RequestExecutorTest, AChangeWhoseAnswerIsTooLongIsNotMade) {
 
 TEST_F(RequestExecutorTest,
        AFailureOfTheStoreIsADatabaseErrorAndChangesNothing) {
-  store.database().execute(
-      "CREATE TEMP TRIGGER full BEFORE INSERT ON object BEGIN"
-      " SELECT RAISE(ABORT, 'full'); END");
+  store.noMoreObjects = true;
   const auto answer = decoded(handle(createRequest(1)));
   auto* response = dynamic_cast<veskCreateRespPDU*>(answer.get());
   ASSERT_NE(response, nullptr);
   EXPECT_EQ(response->status.value, kDatabaseError);
-  store.database().execute("DROP TRIGGER full");
+  store.noMoreObjects = false;
   // The failure is not what the request is answered with for ever.
   EXPECT_EQ(objects(), 0U);
   handle(createRequest(1));
@@ -144,13 +142,11 @@ TEST_F(RequestExecutorTest, AChangeThatWasNotKeptRaisesNoEvent) {
   with(list, "59.6.3", new veskAddress("127.0.0.1"));
   with(list, "59.6.4", new veskUnsignedShort(9000));
   ASSERT_NE(created("59.6.0.0", list), "");
-  store.database().execute(
-      "CREATE TEMP TRIGGER full BEFORE INSERT ON answer BEGIN"
-      " SELECT RAISE(ABORT, 'full'); END");
+  store.noMoreAnswers = true;
   handle(createRequest(1));
   EXPECT_THAT(registrations.takeOutgoing(), IsEmpty());
   EXPECT_EQ(objects(), 0U);
-  store.database().execute("DROP TRIGGER full");
+  store.noMoreAnswers = false;
   handle(createRequest(1));
   EXPECT_THAT(registrations.takeOutgoing(), SizeIs(1));
 }

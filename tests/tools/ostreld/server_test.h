@@ -21,8 +21,9 @@
 #include "common/owned.h"
 #include "common/printed.h"
 #include "objects/registrations.h"
+#include "objects/stored_objects.h"
 #include "requests/request_router.h"
-#include "store/store.h"
+#include "store/memory_store.h"
 
 namespace ostrel::tools::server {
 
@@ -30,6 +31,23 @@ class FakeClock : public Clock {
  public:
   double now() const override { return time; }
   double time = 1000000;
+};
+
+// A store that is full when told.
+class FakeStore : public MemoryStore {
+ public:
+  void insert(const veskOid& oid) override {
+    if (noMoreObjects) throw StoreError("no room for an object");
+    MemoryStore::insert(oid);
+  }
+  void keepAnswer(std::string_view request, std::string_view answer,
+                  std::int64_t expires) override {
+    if (noMoreAnswers) throw StoreError("no room for an answer");
+    MemoryStore::keepAnswer(request, answer, expires);
+  }
+
+  bool noMoreObjects = false;
+  bool noMoreAnswers = false;
 };
 
 inline sockaddr_in addressOf(const char* host, std::uint16_t port) {
@@ -82,9 +100,9 @@ inline std::vector<std::pair<unsigned, int>> errorsIn(veskList& errors) {
 class ServerTest : public testing::Test {
  protected:
   explicit ServerTest(Policy policy = Policy())
-      : store(":memory:"),
-        registrations(&store, &clock),
-        router(&store, &registrations, std::move(policy)) {}
+      : stored(&store),
+        registrations(&stored, &clock),
+        router(&stored, &registrations, std::move(policy)) {}
 
   template <class Answer, class Request>
   Arrived<Answer> ask(Owned<Request> request, sockaddr_in from = local()) {
@@ -142,7 +160,8 @@ class ServerTest : public testing::Test {
   }
 
   FakeClock clock;
-  Store store;
+  FakeStore store;
+  StoredObjects stored;
   Registrations registrations;
   RequestRouter router;
 };

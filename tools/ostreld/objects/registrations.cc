@@ -76,19 +76,19 @@ int check(const Asker& asker, const veskList& attributes, veskList* errors) {
 
 }  // namespace
 
-Registrations::Registrations(Store* store, const Clock* clock)
-    : store_(store), clock_(clock) {}
+Registrations::Registrations(StoredObjects* objects, const Clock* clock)
+    : objects_(objects), clock_(clock) {}
 
 std::vector<veskOid> Registrations::classes() {
   return {veskOid(kRegistrationClass)};
 }
 
 int Registrations::list(veskOid& classOid, veskList* oids) {
-  return store_->list(classOid, oids);
+  return objects_->list(classOid, oids);
 }
 
 int Registrations::read(veskOid& oid, veskList* attributes) {
-  return store_->read(oid, attributes);
+  return objects_->read(oid, attributes);
 }
 
 int Registrations::create(const Asker& asker, veskOid& classOid,
@@ -97,7 +97,7 @@ int Registrations::create(const Asker& asker, veskOid& classOid,
   const int code = check(asker, attributes, errors);
   if (code != kNoError) return code;
   OwnedList others;
-  store_->list(classOid, &others);
+  objects_->list(classOid, &others);
   if (others.count >= kMostRegistrations) {
     log(Level::kWarning, "too many registrations: refused one of " +
                              endpointText(asker.address));
@@ -111,7 +111,7 @@ int Registrations::create(const Asker& asker, veskOid& classOid,
   veskAttribute end(&id, &expires);
   complete.append(&end);
   loaded_ = false;
-  return store_->create(asker, classOid, complete, created, errors);
+  return objects_->create(asker, classOid, complete, created, errors);
 }
 
 int Registrations::set(const Asker& asker, veskOid& oid, veskList& attributes,
@@ -135,18 +135,18 @@ int Registrations::set(const Asker& asker, veskOid& oid, veskList& attributes,
         return kNoError;
       });
   loaded_ = false;
-  const int code = store_->set(asker, oid, good, errors);
+  const int code = objects_->set(asker, oid, good, errors);
   return code != kNoError ? code : refused;
 }
 
 int Registrations::remove(const Asker& asker, veskOid& oid) {
   loaded_ = false;
-  return store_->remove(asker, oid);
+  return objects_->remove(asker, oid);
 }
 
 std::optional<Registrations::Registration> Registrations::parse(veskOid& oid) {
   OwnedList attributes;
-  if (store_->read(oid, &attributes) != kNoError) return std::nullopt;
+  if (objects_->read(oid, &attributes) != kNoError) return std::nullopt;
   auto* object = valueOf<veskOid>(attributes, kRegistrationObject);
   auto* event = valueOf<veskAid>(attributes, kRegistrationEvent);
   auto* address = valueOf<veskAddress>(attributes, kRegistrationAddress);
@@ -175,7 +175,7 @@ void Registrations::load() {
   former.swap(registrations_);
   OwnedList oids;
   veskOid classOid(kRegistrationClass);
-  store_->list(classOid, &oids);
+  objects_->list(classOid, &oids);
   for (auto* oid : Elements<veskOid>(oids)) {
     auto registration = parse(*oid);
     if (!registration) continue;
@@ -256,11 +256,11 @@ double Registrations::tick() {
 
 // What was told of its end goes; the rest gets the time to be told.
 void Registrations::finish(std::vector<Registration>& due) {
-  Transaction transaction(store_->database());
+  Transaction transaction(objects_->store());
   loaded_ = false;
   for (Registration& registration : due) {
     if (registration.noticed) {
-      store_->remove(Asker(), registration.oid);
+      objects_->remove(Asker(), registration.oid);
       log(Level::kInfo,
           "registration " + printed(registration.oid) + " was not renewed");
       continue;
@@ -269,7 +269,7 @@ void Registrations::finish(std::vector<Registration>& due) {
     OwnedList errors;
     veskAtAppendAttr(&attributes, kRegistrationExpiry,
                      new veskTime(clock_->seconds() + kGrace));
-    store_->set(Asker(), registration.oid, attributes, &errors);
+    objects_->set(Asker(), registration.oid, attributes, &errors);
   }
   transaction.commit();
 }

@@ -14,7 +14,7 @@
 
 #include "base/clock.h"
 #include "objects/manager.h"
-#include "store/store.h"
+#include "objects/stored_objects.h"
 
 namespace ostrel::tools::server {
 
@@ -36,7 +36,7 @@ class Registrations : public ObjectManager {
   static constexpr std::size_t kLongestEvent = 24 << 10;  // bytes
 
   // Both have to outlive this object.
-  Registrations(Store* store, const Clock* clock);
+  Registrations(StoredObjects* objects, const Clock* clock);
 
   std::vector<veskOid> classes() override;
   int list(veskOid& classOid, veskList* oids) override;
@@ -83,7 +83,7 @@ class Registrations : public ObjectManager {
   void send(const Registration& registration, veskOid& oid, veskAid& event,
             veskList& arguments);
 
-  Store* store_;
+  StoredObjects* objects_;
   const Clock* clock_;
   std::vector<Registration> registrations_;
   bool loaded_ = false;

@@ -6,12 +6,13 @@
 #include "base/clock.h"
 #include "base/log.h"
 #include "common/addresses.h"
-#include "objects/host_manager.h"
-#include "objects/principals.h"
+#include "machine/host_manager.h"
+#include "machine/principals.h"
 #include "objects/registrations.h"
+#include "objects/stored_objects.h"
 #include "requests/request_executor.h"
 #include "requests/request_router.h"
-#include "store/store.h"
+#include "store/sqlite_store.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -30,9 +31,10 @@ class ObjectServer : public ServerLoop {
         clock_(options.clockRate),
         clockRate_(options.clockRate),
         store_(options.store),
-        registrations_(&store_, &clock_),
+        objects_(&store_),
+        registrations_(&objects_, &clock_),
         host_(options.listen),
-        router_(&store_, &registrations_, options.policy),
+        router_(&objects_, &registrations_, options.policy),
         executor_(&store_, &registrations_, &router_, options.longestAnswer) {
     router_.add(&host_);
     router_.add(&principals_);
@@ -71,7 +73,8 @@ class ObjectServer : public ServerLoop {
 
   SystemClock clock_;
   double clockRate_;
-  Store store_;
+  SqliteStore store_;
+  StoredObjects objects_;
   Registrations registrations_;
   HostManager host_;
   Principals principals_;

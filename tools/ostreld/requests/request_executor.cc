@@ -92,7 +92,7 @@ std::string RequestExecutor::change(const Asked& asked) {
     log(Level::kDebug, endpointText(asked.from) + " asked again: same answer");
     return *given;
   }
-  Transaction transaction(store_->database());
+  Transaction transaction(*store_);
   const Owned<veskPDU> answer =
       router_->answer(asked.kind, asked.pdu, asked.from);
   const auto bytes = encoded(*answer, longestAnswer_);

@@ -91,26 +91,4 @@ void Rows::check(int code) {
     statement_.database_.fail(sqlite3_sql(statement_.statement_));
 }
 
-Transaction::Transaction(Database& database)
-    : database_(database), outermost_(!database.inTransaction()) {
-  if (outermost_) database_.execute("BEGIN IMMEDIATE");
-}
-
-Transaction::~Transaction() {
-  if (!outermost_ || !database_.inTransaction()) return;
-  // There is nothing to do about a rollback that fails: the next BEGIN will.
-  sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
-}
-
-void Transaction::commit() {
-  if (!outermost_) return;
-  outermost_ = false;
-  try {
-    database_.execute("COMMIT");
-  } catch (const StoreError&) {
-    outermost_ = true;
-    throw;
-  }
-}
-
 }  // namespace ostrel::tools::server

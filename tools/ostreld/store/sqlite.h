@@ -7,15 +7,12 @@
 #include <sqlite3.h>
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
-namespace ostrel::tools::server {
+#include "store/store.h"
 
-class StoreError : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+namespace ostrel::tools::server {
 
 class Database {
  public:
@@ -90,22 +87,6 @@ class Rows {
   void check(int code);
 
   Statement& statement_;
-};
-
-// Groups changes: all of them are kept by commit(), none without it. One that
-// is opened inside another is a part of that one.
-class Transaction {
- public:
-  explicit Transaction(Database& database);
-  ~Transaction();
-  Transaction(const Transaction&) = delete;
-  Transaction& operator=(const Transaction&) = delete;
-
-  void commit();
-
- private:
-  Database& database_;
-  bool outermost_;
 };
 
 }  // namespace ostrel::tools::server

@@ -1,84 +1,105 @@
-// The objects that live in a file: an embedded SQLite database with values in
-// their wire encoding. A change is on the disk when the call, or the
-// transaction around it, has returned; a process killed at any moment loses
-// nothing of that. One process uses a file at a time.
+// What keeps objects: an interface, so that the rest of the server does not
+// know where. What is kept is plain: identifiers, attributes and values in
+// their wire encoding; what may be written, and by whom, is decided above.
+//
+// Every call throws StoreError when the store cannot be used. A change is kept
+// when the call, or the transaction around it, has returned.
 
 #ifndef OSTREL_TOOLS_OSTRELD_STORE_STORE_H
 #define OSTREL_TOOLS_OSTRELD_STORE_STORE_H
 
+#include <ostrel/type.h>
+
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "objects/manager.h"
-#include "store/sqlite.h"
-
 namespace ostrel::tools::server {
 
-// The path of a store that ends with the process.
-constexpr const char* kInMemory = ":memory:";
+class StoreError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
-class Store : public ObjectManager {
+class Store {
  public:
-  // Opens or makes the file; ":memory:" keeps everything in memory. Throws
-  // StoreError.
-  explicit Store(const std::string& path);
+  Store() = default;
+  virtual ~Store() = default;
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
 
-  // Serves every class: these are the ones that have objects now. Attributes
-  // come in ascending order of their identifiers.
-  std::vector<veskOid> classes() override;
-  int list(veskOid& classOid, veskList* oids) override;
-  int read(veskOid& oid, veskList* attributes) override;
-  int verify(veskOid& oid) override;
-  int set(const Asker& asker, veskOid& oid, veskList& attributes,
-          veskList* errors) override;
+  // The classes that have objects now, in ascending order.
+  virtual std::vector<veskOid> classes() = 0;
 
-  // Objects of a class get the identifiers CLASS.0.1, CLASS.0.2 and so on, none
-  // of them ever again.
-  int create(const Asker& asker, veskOid& classOid, veskList& attributes,
-             veskOid* created, veskList* errors) override;
-  int remove(const Asker& asker, veskOid& oid) override;
+  // The objects of a class, in ascending order.
+  virtual std::vector<veskOid> objects(const veskOid& classOid) = 0;
+  virtual bool has(const veskOid& oid) = 0;
+
+  // A value's identifier and encoding.
+  struct Entry {
+    veskAid id;
+    std::string value;
+  };
+
+  // An object's attributes in ascending order of their identifiers; none for
+  // an object that is not there.
+  virtual std::vector<Entry> read(const veskOid& oid) = 0;
+
+  // Makes an object without attributes, which is not there yet.
+  virtual void insert(const veskOid& oid) = 0;
+
+  // Writes an attribute of an object that is there, in place of one with that
+  // identifier.
+  virtual void write(const veskOid& oid, const veskAid& id,
+                     std::string_view value) = 0;
+
+  // Removes an object with its attributes.
+  virtual void remove(const veskOid& oid) = 0;
+
+  // The next number of a class, from 1; none is ever given out again.
+  virtual std::uint64_t takeNumber(const veskOid& classOid) = 0;
 
   // Answers that were given, so that a request that is sent again is not
   // executed again. Times are in seconds. A request is kept once: one that has
   // an answer, even an expired one, has to be forgotten first.
-  void keepAnswer(std::string_view request, std::string_view answer,
-                  std::int64_t expires);
-  std::optional<std::string> answer(std::string_view request, std::int64_t now);
-  void forgetAnswers(std::int64_t now);
+  virtual void keepAnswer(std::string_view request, std::string_view answer,
+                          std::int64_t expires) = 0;
+  virtual std::optional<std::string> answer(std::string_view request,
+                                            std::int64_t now) = 0;
+  virtual void forgetAnswers(std::int64_t now) = 0;
 
-  // Gives some of the room in the file that is no longer used back to the
-  // system. Files of the first versions do not shrink.
-  void shrink();
-
-  Database& database() { return database_; }
+  // Gives room that is no longer used back to the system.
+  virtual void shrink() {}
 
  private:
-  std::int64_t takeNumber(const std::string& classKey);
-  void write(const std::string& oidKey, veskList& attributes);
+  friend class Transaction;
 
-  Database database_;
+  // Changes between begin() and commit() are kept together; rollback() undoes
+  // them, and does not throw. Both end what begin() began; a commit() that
+  // throws leaves it to rollback().
+  virtual void begin() = 0;
+  virtual void commit() = 0;
+  virtual void rollback() noexcept = 0;
 
-  // The schema has to be there before statements are prepared.
-  struct Schema {
-    Schema(Database& database, const std::string& path);
-    static void prepare(Database& database);
-    static std::int64_t version(Database& database);
-  } schema_;
-  Statement classesQuery_;
-  Statement listQuery_;
-  Statement objectQuery_;
-  Statement attributesQuery_;
-  Statement insertObject_;
-  Statement removeObject_;
-  Statement removeAttributes_;
-  Statement writeAttribute_;
-  Statement takeNumber_;
-  Statement keepAnswer_;
-  Statement forgetAnswers_;
-  Statement answerQuery_;
+  bool inTransaction_ = false;
+};
+
+// Groups changes: all of them are kept by commit(), none without it. One that
+// is opened inside another is a part of that one.
+class Transaction {
+ public:
+  explicit Transaction(Store& store);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  void commit();
+
+ private:
+  Store& store_;
+  bool open_;  // this one is the outermost, and did not end
 };
 
 }  // namespace ostrel::tools::server

@@ -1,8 +1,8 @@
 // The machine's users as principals: objects of the class 59.110.0.0, made of
 // the user database at the moment of asking.
 
-#ifndef OSTREL_TOOLS_OSTRELD_OBJECTS_PRINCIPALS_H
-#define OSTREL_TOOLS_OSTRELD_OBJECTS_PRINCIPALS_H
+#ifndef OSTREL_TOOLS_OSTRELD_MACHINE_PRINCIPALS_H
+#define OSTREL_TOOLS_OSTRELD_MACHINE_PRINCIPALS_H
 
 #include "objects/manager.h"
 
@@ -23,4 +23,4 @@ class Principals : public ObjectManager {
 
 }  // namespace ostrel::tools::server
 
-#endif  // OSTREL_TOOLS_OSTRELD_OBJECTS_PRINCIPALS_H
+#endif  // OSTREL_TOOLS_OSTRELD_MACHINE_PRINCIPALS_H

@@ -1,4 +1,4 @@
-#include "objects/principals.h"
+#include "machine/principals.h"
 
 #include <ostrel/codes.h>
 #include <ostrel/names.h>

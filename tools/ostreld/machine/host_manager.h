@@ -2,8 +2,8 @@
 // made of what the machine says at the moment. docs/object-server.md walks
 // through it.
 
-#ifndef OSTREL_TOOLS_OSTRELD_OBJECTS_HOST_MANAGER_H
-#define OSTREL_TOOLS_OSTRELD_OBJECTS_HOST_MANAGER_H
+#ifndef OSTREL_TOOLS_OSTRELD_MACHINE_HOST_MANAGER_H
+#define OSTREL_TOOLS_OSTRELD_MACHINE_HOST_MANAGER_H
 
 #include <ostrel/type.h>
 
@@ -42,4 +42,4 @@ class HostManager : public ObjectManager {
 
 }  // namespace ostrel::tools::server
 
-#endif  // OSTREL_TOOLS_OSTRELD_OBJECTS_HOST_MANAGER_H
+#endif  // OSTREL_TOOLS_OSTRELD_MACHINE_HOST_MANAGER_H

@@ -1,4 +1,4 @@
-#include "objects/host_manager.h"
+#include "machine/host_manager.h"
 
 #include <ostrel/codes.h>
 #include <ostrel/names.h>

@@ -1,0 +1,72 @@
+// Objects in a file: an embedded SQLite database. What a transaction, or a call
+// outside one, changed is on the disk when it has returned: a process killed at
+// any moment loses nothing of that. One process uses a file at a time.
+
+#ifndef OSTREL_TOOLS_OSTRELD_STORE_SQLITE_STORE_H
+#define OSTREL_TOOLS_OSTRELD_STORE_SQLITE_STORE_H
+
+#include <string>
+
+#include "store/sqlite.h"
+#include "store/store.h"
+
+namespace ostrel::tools::server {
+
+// The path of a database that ends with the process.
+constexpr const char* kInMemory = ":memory:";
+
+class SqliteStore : public Store {
+ public:
+  // Opens or makes the file. Throws StoreError.
+  explicit SqliteStore(const std::string& path);
+
+  std::vector<veskOid> classes() override;
+  std::vector<veskOid> objects(const veskOid& classOid) override;
+  bool has(const veskOid& oid) override;
+  std::vector<Entry> read(const veskOid& oid) override;
+  void insert(const veskOid& oid) override;
+  void write(const veskOid& oid, const veskAid& id,
+             std::string_view value) override;
+  void remove(const veskOid& oid) override;
+  std::uint64_t takeNumber(const veskOid& classOid) override;
+  void keepAnswer(std::string_view request, std::string_view answer,
+                  std::int64_t expires) override;
+  std::optional<std::string> answer(std::string_view request,
+                                    std::int64_t now) override;
+  void forgetAnswers(std::int64_t now) override;
+
+  // Files of the first versions do not shrink.
+  void shrink() override;
+
+  Database& database() { return database_; }
+
+ private:
+  void begin() override;
+  void commit() override;
+  void rollback() noexcept override;
+
+  Database database_;
+
+  // The schema has to be there before statements are prepared.
+  struct Schema {
+    Schema(Database& database, const std::string& path);
+    static void prepare(Database& database);
+    static std::int64_t version(Database& database);
+  } schema_;
+  Statement classesQuery_;
+  Statement listQuery_;
+  Statement objectQuery_;
+  Statement attributesQuery_;
+  Statement insertObject_;
+  Statement removeObject_;
+  Statement removeAttributes_;
+  Statement writeAttribute_;
+  Statement takeNumber_;
+  Statement keepAnswer_;
+  Statement forgetAnswers_;
+  Statement answerQuery_;
+};
+
+}  // namespace ostrel::tools::server
+
+#endif  // OSTREL_TOOLS_OSTRELD_STORE_SQLITE_STORE_H
