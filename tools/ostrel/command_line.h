@@ -34,7 +34,7 @@ class CommandLine {
   std::string command() const;
 
   // The object, class or action that it is about, as typed in; may be "".
-  const std::string& subject() const { return id_; }
+  const std::string& subject() const { return arguments_.id; }
 
   const Settings& settings() const { return settings_; }
   CLI::App& app() { return app_; }
@@ -42,22 +42,15 @@ class CommandLine {
  private:
   using Run = std::function<Exit(Output&)>;
 
-  CLI::App* add(const std::string& name, const std::string& description,
-                const std::string& more, Run run);
-  void addObjectVerbs();
-  void addClassVerbs();
-  void addOtherVerbs();
+  CLI::App& add(const char* name, const char* description,
+                const std::string& help, Run run);
+  void add(const Command& command);
+  void addCompletion();
 
   CLI::App app_;
   Settings settings_;
   Run run_;
-
-  // What the words of the command line are put into.
-  std::string id_;
-  Words words_;
-  WatchOptions watch_;
-  int hops_ = 8;
-  std::string shell_;
+  Arguments arguments_;
 };
 
 }  // namespace ostrel::tools::cli

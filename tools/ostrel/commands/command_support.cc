@@ -2,6 +2,7 @@
 
 #include "common/addresses.h"
 
+#include <ostrel/elements.h>
 #include <ostrel/veskError.h>
 
 #include <ctime>
@@ -28,7 +29,40 @@ std::string itemText(const std::string& subject, veskList* items,
                                : "item " + std::to_string(index));
 }
 
+std::string attributeLines(Output& output, veskList& list,
+                           const std::string& indent) {
+  std::string text;
+  if (!output.settings().quiet) {
+    for (veskType* element : Elements(list))
+      text += valueLines(element, indent);
+    return text;
+  }
+  for (auto* attribute : Elements<veskAttribute>(list))
+    if (attribute != nullptr) text += plainText(attribute->value) + "\n";
+  return text;
+}
+
 }  // namespace
+
+const char* const kConditionHelp = R"(Conditions; quote < and > in a shell:
+  59.200.2=5   equals          59.200.2!=5  there, and not equal
+  59.200.2<5   less            59.200.2<=5  less or equal
+  59.200.2>5   greater         59.200.2>=5  greater or equal
+  59.200.2     is there        59.200.1~lam contains
+  59.200.2@9=5 the operation code 9, if the server knows it
+All of them have to hold. Values are written as with ostrel set.)";
+
+std::string examples(const std::string& lines) { return "Examples:\n" + lines; }
+
+void addId(CLI::App& command, Arguments& arguments, const char* name,
+           const char* help) {
+  command.add_option(name, arguments.id, help)->required();
+}
+
+CLI::Option* addWords(CLI::App& command, Arguments& arguments, const char* name,
+                      const char* help) {
+  return command.add_option(name, arguments.words, help);
+}
 
 Owned<veskList> attributesFrom(const Words& words) {
   Owned<veskList> list(new veskList);
@@ -61,16 +95,16 @@ Exit reportErrors(Output& output, const std::string& subject,
   if (count == 0 && response.status.value == 0) return kDone;
   if (count == 0)
     output.itemFailure(subject + ": " + codeText(response.status.value));
-  for (unsigned i = 0; i < count; ++i) {
-    veskType* value = errors->at(i);
+  const Elements<> all(errors);
+  for (auto at = all.begin(); at != all.end();) {
+    veskType* value = *at++;
     auto* error = dynamic_cast<veskError*>(value);
     output.itemFailure(error != nullptr
                            ? itemText(subject, items, error->index.value) +
                                  ": " + codeText(error->code.value)
                            : subject + ": " + valueText(value));
     // Once for those that failed alike.
-    const bool last =
-        i + 1 == count || codeOf(errors->at(i + 1)) != codeOf(value);
+    const bool last = at == all.end() || codeOf(*at) != codeOf(value);
     if (last && items != nullptr) output.hint(hintFor(codeOf(value)));
   }
   return kPartial;
@@ -88,6 +122,22 @@ void checkMade(veskCreateRespPDU& response) {
 std::string foundText(veskType* value) {
   auto* oid = dynamic_cast<veskOid*>(value);
   return oid != nullptr ? oidText(*oid) : valueText(value);
+}
+
+Exit showObject(Session& session, const char* command, veskOid oid,
+                veskList& wanted, bool headed) {
+  Output& output = session.output();
+  veskGetPDU request(oid, &wanted);
+  const auto response = session.ask<veskGetRespPDU>(request);
+  if (response == nullptr) return kDone;
+  Json json = resultJson(session, command, *response);
+  json["oid"] = oidJson(oid);
+  json["attributes"] = attributesJson(response->list);
+  json["errors"] = errorsJson(response->errors);
+  const std::string head = headed ? oidText(oid) + "\n" : "";
+  output.result(
+      head + attributeLines(output, *response->list, headed ? "  " : ""), json);
+  return reportErrors(output, oidText(oid), *response, &wanted);
 }
 
 }  // namespace ostrel::tools::cli

@@ -13,6 +13,25 @@
 
 namespace ostrel::tools::cli {
 
+// Below the options of a command's help.
+std::string examples(const std::string& lines);
+
+// How conditions are written, for people.
+extern const char* const kConditionHelp;
+
+// The first argument, which is needed, and the others.
+void addId(CLI::App& command, Arguments& arguments, const char* name,
+           const char* help);
+CLI::Option* addWords(CLI::App& command, Arguments& arguments, const char* name,
+                      const char* help);
+
+// What a command does that asks servers.
+template <Exit (*kRun)(Session&, const Arguments&)>
+Exit inSession(Output& output, Arguments& arguments) {
+  Session session(output);
+  return kRun(session, arguments);
+}
+
 Owned<veskList> attributesFrom(const Words& words);
 Owned<veskList> conditionsFrom(const Words& words);
 
@@ -33,6 +52,11 @@ void checkMade(veskCreateRespPDU& response);
 // What one line of a search says: the identifier of an object, or whatever a
 // server put there instead.
 std::string foundText(veskType* value);
+
+// Reads attributes of an object, all of them when `wanted` is empty, and prints
+// them, below the object's identifier where `headed`.
+Exit showObject(Session& session, const char* command, veskOid oid,
+                veskList& wanted, bool headed);
 
 // Runs `work` for the position of each word; a refusal of one does not keep it
 // from the next. Returns kDone, the exit of the failures when all failed, else

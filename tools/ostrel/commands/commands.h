@@ -1,9 +1,11 @@
-// What each command does. All return the exit code, or throw Failure or
-// TextError.
+// The commands: a table with the name, the help and the arguments of each, and
+// what it does. A new command is a row in the list of one of the files of this
+// folder, next to the function that does it.
 
 #ifndef OSTREL_TOOLS_OSTREL_COMMANDS_COMMANDS_H
 #define OSTREL_TOOLS_OSTREL_COMMANDS_COMMANDS_H
 
+#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -13,43 +15,35 @@ namespace ostrel::tools::cli {
 
 using Words = std::vector<std::string>;
 
-// On one object, which is `oid` as typed in.
-Exit runGet(Session& session, const std::string& oid, const Words& aids);
-Exit runSet(Session& session, const std::string& oid, const Words& attributes);
-Exit runCreate(Session& session, const std::string& classOid,
-               const Words& attributes);
-Exit runClone(Session& session, const std::string& oid,
-              const Words& attributes);
-
-// On each of several objects.
-Exit runRemove(Session& session, const Words& oids);
-Exit runVerify(Session& session, const Words& oids);
-
-// On the objects of a class.
-Exit runSearch(Session& session, const std::string& classOid,
-               const Words& conditions);
-Exit runWalk(Session& session, const std::string& classOid,
-             const Words& conditions);
-
-Exit runAction(Session& session, const std::string& aid,
-               const Words& arguments);
-
-// Through the directory service.
-Exit runFind(Session& session, const std::string& classOid,
-             const Words& conditions);
-Exit runDiscover(Session& session, int hops);
-
-struct WatchOptions {
-  std::string oid;
-  Words events;           // identifiers or names; none: every event
+// What the words and options of a command line are put into.
+struct Arguments {
+  std::string id;         // the object, class or action, as typed in
+  Words words;            // what else there is
+  int hops = 8;           // networks that a discovery crosses
   std::string deliverTo;  // the address that events go to; empty: found out
   unsigned count = 0;     // ends after so many events; 0: never
   unsigned seconds = 0;   // ends after so long; 0: never
+  std::string shell;
 };
-Exit runWatch(Session& session, const WatchOptions& options);
 
-// Without inputs reads standard input: one to a line.
-Exit runDecode(Output& output, const Words& inputs);
+struct Command {
+  const char* name;
+  const char* description;
+  std::string help;  // below the options
+
+  void (*addArguments)(CLI::App& command, Arguments& arguments);
+
+  // Returns the exit code, or throws Failure or TextError.
+  Exit (*run)(Output& output, Arguments& arguments);
+};
+
+// Each file's part of the table, in the order of the help.
+std::vector<Command> objectCommands();     // get, set, create, clone, remove...
+std::vector<Command> searchCommands();     // search, walk
+std::vector<Command> directoryCommands();  // find, discover
+std::vector<Command> actionCommands();
+std::vector<Command> watchCommands();
+std::vector<Command> decodeCommands();
 
 }  // namespace ostrel::tools::cli
 

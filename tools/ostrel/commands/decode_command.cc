@@ -2,12 +2,15 @@
 
 #include <iostream>
 
-#include "commands/commands.h"
+#include "commands/command_support.h"
 #include "format/decode.h"
 
 namespace ostrel::tools::cli {
 
-Exit runDecode(Output& output, const Words& inputs) {
+namespace {
+
+Exit runDecode(Output& output, Arguments& arguments) {
+  const Words& inputs = arguments.words;
   std::vector<std::string> encodings;
   const auto read = [&](const std::string& text, const std::string& where) {
     try {
@@ -40,6 +43,25 @@ Exit runDecode(Output& output, const Words& inputs) {
     exit = kDecode;
   }
   return exit;
+}
+
+}  // namespace
+
+std::vector<Command> decodeCommands() {
+  return {
+      {"decode", "Print values, PDUs and datagrams given in hexadecimal",
+       "White space, colons and 0x before digits do not count. What begins\n"
+       "with 00 and goes on is a datagram; the fragments of one message are\n"
+       "put together. Without arguments each line of the standard input is\n"
+       "one. Sends nothing.\n\n" +
+           examples("  ostrel decode 1f03004301050a000a01013b01060000804300\n"
+                    "  ostrel --json decode 0x030105\n"
+                    "  ostrel decode < datagrams.txt"),
+       [](CLI::App& command, Arguments& arguments) {
+         addWords(command, arguments, "HEX", "Each a value or a datagram");
+       },
+       runDecode},
+  };
 }
 
 }  // namespace ostrel::tools::cli

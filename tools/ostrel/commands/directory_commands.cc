@@ -1,5 +1,6 @@
 // The commands that ask the directory service.
 
+#include <ostrel/elements.h>
 #include <ostrel/veskError.h>
 
 #include "commands/command_support.h"
@@ -40,12 +41,10 @@ bool discover(Session& session, int hops, const Session::Take& take) {
                 kNetworkError);
 }
 
-}  // namespace
-
-Exit runDiscover(Session& session, int hops) {
+Exit runDiscover(Session& session, const Arguments& arguments) {
   Output& output = session.output();
   const bool answered =
-      discover(session, hops, [&](in_addr from, veskPDU& answer) {
+      discover(session, arguments.hops, [&](in_addr from, veskPDU& answer) {
         Json json;
         json["command"] = "discover";
         json["directory"] = addressText(from);
@@ -57,11 +56,10 @@ Exit runDiscover(Session& session, int hops) {
   return kDone;
 }
 
-Exit runFind(Session& session, const std::string& classOid,
-             const Words& words) {
+Exit runFind(Session& session, const Arguments& arguments) {
   Output& output = session.output();
-  veskOid oid = parseOid(classOid);
-  const Owned<veskList> conditions = conditionsFrom(words);
+  veskOid oid = parseOid(arguments.id);
+  const Owned<veskList> conditions = conditionsFrom(arguments.words);
   const Owned<veskList> noServers(new veskList);
   veskDSsearchPDU request(oid, conditions.get(), noServers.get());
 
@@ -83,12 +81,11 @@ Exit runFind(Session& session, const std::string& classOid,
   // The object at each position of the one list is at the server in the other.
   std::string text;
   Json found = Json::array();
-  for (unsigned i = 0; i < response->list->count; ++i) {
-    veskType* object = response->list->at(i);
+  const Elements<veskAddress> servers(response->list2);
+  auto at = servers.begin();
+  for (veskType* object : Elements(response->list)) {
     auto* id = dynamic_cast<veskOid*>(object);
-    auto* server = i < response->list2->count
-                       ? response->list2->at<veskAddress>(i)
-                       : nullptr;
+    veskAddress* server = at != servers.end() ? *at++ : nullptr;
     text += foundText(object);
     if (server != nullptr && !output.settings().quiet)
       text += "  " + plainText(server);
@@ -117,6 +114,38 @@ Exit runFind(Session& session, const std::string& classOid,
         "Do the object servers run (ostreld serve) that the directory "
         "server was given?");
   return exit;
+}
+
+}  // namespace
+
+std::vector<Command> directoryCommands() {
+  return {
+      {"find", "Search through the directory service",
+       "Prints each object with the address of the server that holds it.\n"
+       "Without --server the directory is looked for by multicast.\n\n" +
+           examples("  ostrel find 59.200\n"
+                    "  ostrel --server 10.0.0.1 find 59.200 59.200.1=lamp"
+                    "\n\n") +
+           kConditionHelp,
+       [](CLI::App& command, Arguments& arguments) {
+         addId(command, arguments, "CLASS", "The class");
+         addWords(command, arguments, "CONDITION",
+                  "What the objects have to meet");
+       },
+       inSession<runFind>},
+      {"discover", "List the directory servers that answer a multicast",
+       "Asks further away until somebody answers, 16 seconds at most.\n\n" +
+           examples("  ostrel discover\n"
+                    "  ostrel discover --hops 1"),
+       [](CLI::App& command, Arguments& arguments) {
+         command
+             .add_option("--hops", arguments.hops,
+                         "Across 1, 2, 4 or 8 networks (8)")
+             ->type_name("COUNT")
+             ->check(CLI::IsMember({1, 2, 4, 8}).description(""));
+       },
+       inSession<runDiscover>},
+  };
 }
 
 }  // namespace ostrel::tools::cli

@@ -1,9 +1,4 @@
-// The commands that ask an object server.
-
-#include <ostrel/elements.h>
-#include <ostrel/names.h>
-
-#include <ctime>
+// The commands on objects: get, set, create, clone, remove, verify.
 
 #include "commands/command_support.h"
 #include "format/pdu_text.h"
@@ -11,42 +6,38 @@
 namespace ostrel::tools::cli {
 namespace {
 
-std::string attributeLines(Output& output, veskList& list,
-                           const std::string& indent) {
-  std::string text;
-  if (!output.settings().quiet) {
-    for (veskType* element : Elements(list))
-      text += valueLines(element, indent);
-    return text;
+Exit runGet(Session& session, const Arguments& arguments) {
+  const auto wanted = make<veskList>();
+  for (const std::string& word : arguments.words) {
+    veskAid aid = parseAid(word);
+    wanted->append(new veskAttribute(&aid));
   }
-  for (auto* attribute : Elements<veskAttribute>(list))
-    if (attribute != nullptr) text += plainText(attribute->value) + "\n";
-  return text;
+  return showObject(session, "get", parseOid(arguments.id), *wanted, false);
 }
 
-Exit get(Session& session, const char* command, veskOid oid, veskList& wanted,
-         bool headed) {
+Exit runSet(Session& session, const Arguments& arguments) {
   Output& output = session.output();
-  veskGetPDU request(oid, &wanted);
-  const auto response = session.ask<veskGetRespPDU>(request);
+  veskOid oid = parseOid(arguments.id);
+  const Owned<veskList> list = attributesFrom(arguments.words);
+  veskSetPDU request(oid, list.get());
+  const auto response = session.ask<veskSetRespPDU>(request);
   if (response == nullptr) return kDone;
-  Json json = resultJson(session, command, *response);
+  Json json = resultJson(session, "set", *response);
   json["oid"] = oidJson(oid);
-  json["attributes"] = attributesJson(response->list);
   json["errors"] = errorsJson(response->errors);
-  const std::string head = headed ? oidText(oid) + "\n" : "";
-  output.result(
-      head + attributeLines(output, *response->list, headed ? "  " : ""), json);
-  return reportErrors(output, oidText(oid), *response, &wanted);
+  const bool all = response->status.value == 0 && response->errors->count == 0;
+  output.result(all && !output.settings().quiet ? oidText(oid) + ": set\n" : "",
+                json);
+  return reportErrors(output, oidText(oid), *response, list.get());
 }
 
 // Create and clone differ in their PDUs alone.
 template <class Request, class Response>
-Exit make(Session& session, const char* command, const std::string& from,
-          const Words& words) {
+Exit makeObject(Session& session, const char* command,
+                const Arguments& arguments) {
   Output& output = session.output();
-  veskOid oid = parseOid(from);
-  const Owned<veskList> attributes = attributesFrom(words);
+  veskOid oid = parseOid(arguments.id);
+  const Owned<veskList> attributes = attributesFrom(arguments.words);
   Request request(oid, attributes.get());
   const auto response = session.ask<Response>(request);
   if (response == nullptr) return kDone;
@@ -82,150 +73,85 @@ Exit forEachObject(Session& session, const char* command, const char* done,
   });
 }
 
-Arrived<veskSearchRespPDU> search(Session& session, veskOid& oid,
-                                  veskList& conditions) {
-  veskSearchPDU request(oid, &conditions, kSearchFlag);
-  return session.ask<veskSearchRespPDU>(request);
+Exit runCreate(Session& session, const Arguments& arguments) {
+  return makeObject<veskCreatePDU, veskCreateRespPDU>(session, "create",
+                                                      arguments);
 }
 
-Value argument(const std::string& word, std::time_t now) {
-  // "59.6.1=5" is an attribute, everything else a value.
-  if (word.find_first_not_of("0123456789.") == word.find('=') &&
-      word.find('=') != word.npos)
-    return Value(parseAttribute(word, now).release());
-  return parseValue(word, now);
+Exit runClone(Session& session, const Arguments& arguments) {
+  // A server may answer with either, which differ in their tag alone.
+  return makeObject<veskClonePDU, veskCreateRespPDU>(session, "clone",
+                                                     arguments);
+}
+
+Exit runRemove(Session& session, const Arguments& arguments) {
+  return forEachObject<veskRemovePDU, veskRemoveRespPDU>(
+      session, "remove", "removed", arguments.words);
+}
+
+Exit runVerify(Session& session, const Arguments& arguments) {
+  return forEachObject<veskVerifyPDU, veskVerifyRespPDU>(
+      session, "verify", "there", arguments.words);
 }
 
 }  // namespace
 
-Exit runGet(Session& session, const std::string& oid, const Words& aids) {
-  Owned<veskList> wanted(new veskList);
-  for (const std::string& word : aids) {
-    veskAid aid = parseAid(word);
-    wanted->append(new veskAttribute(&aid));
-  }
-  return get(session, "get", parseOid(oid), *wanted, false);
-}
-
-Exit runSet(Session& session, const std::string& word,
-            const Words& attributes) {
-  Output& output = session.output();
-  veskOid oid = parseOid(word);
-  const Owned<veskList> list = attributesFrom(attributes);
-  veskSetPDU request(oid, list.get());
-  const auto response = session.ask<veskSetRespPDU>(request);
-  if (response == nullptr) return kDone;
-  Json json = resultJson(session, "set", *response);
-  json["oid"] = oidJson(oid);
-  json["errors"] = errorsJson(response->errors);
-  const bool all = response->status.value == 0 && response->errors->count == 0;
-  output.result(all && !output.settings().quiet ? oidText(oid) + ": set\n" : "",
-                json);
-  return reportErrors(output, oidText(oid), *response, list.get());
-}
-
-Exit runCreate(Session& session, const std::string& classOid,
-               const Words& attributes) {
-  return make<veskCreatePDU, veskCreateRespPDU>(session, "create", classOid,
-                                                attributes);
-}
-
-Exit runClone(Session& session, const std::string& oid,
-              const Words& attributes) {
-  // A server may answer with either, which differ in their tag alone.
-  return make<veskClonePDU, veskCreateRespPDU>(session, "clone", oid,
-                                               attributes);
-}
-
-Exit runRemove(Session& session, const Words& oids) {
-  return forEachObject<veskRemovePDU, veskRemoveRespPDU>(session, "remove",
-                                                         "removed", oids);
-}
-
-Exit runVerify(Session& session, const Words& oids) {
-  return forEachObject<veskVerifyPDU, veskVerifyRespPDU>(session, "verify",
-                                                         "there", oids);
-}
-
-Exit runSearch(Session& session, const std::string& classOid,
-               const Words& words) {
-  Output& output = session.output();
-  veskOid oid = parseOid(classOid);
-  const Owned<veskList> conditions = conditionsFrom(words);
-  const auto response = search(session, oid, *conditions);
-  if (response == nullptr) return kDone;
-  std::string text;
-  Json found = Json::array();
-  for (veskType* value : Elements(response->list)) {
-    text += foundText(value) + "\n";
-    auto* object = dynamic_cast<veskOid*>(value);
-    found.push_back(object != nullptr ? oidJson(*object) : toJson(value));
-  }
-  Json json = resultJson(session, "search", *response);
-  json["oid"] = oidJson(oid);
-  json["found"] = std::move(found);
-  json["errors"] = errorsJson(response->errors);
-  output.result(text, json);
-  const Exit exit =
-      reportErrors(output, oidText(oid), *response, conditions.get());
-  if (exit == kDone && response->list->count == 0)
-    output.note("ostrel: nothing found");
-  return exit;
-}
-
-Exit runWalk(Session& session, const std::string& classOid,
-             const Words& words) {
-  Output& output = session.output();
-  veskOid oid = parseOid(classOid);
-  const Owned<veskList> conditions = conditionsFrom(words);
-  const auto response = search(session, oid, *conditions);
-  if (response == nullptr) return kDone;
-  const Exit searched =
-      reportErrors(output, oidText(oid), *response, conditions.get());
-  if (searched != kDone) {
-    Json json = resultJson(session, "walk", *response);
-    json["oid"] = oidJson(oid);
-    json["attributes"] = Json::array();
-    json["errors"] = errorsJson(response->errors);
-    output.result("", json);
-  }
-  Words found;
-  for (veskType* value : Elements(response->list))
-    found.push_back(foundText(value));
-  if (searched == kDone && found.empty()) output.note("ostrel: nothing found");
-  Exit partly = searched;
-  const Exit walked = forEachOf(output, "walk", found, [&](std::size_t i) {
-    auto* object = response->list->at<veskOid>(static_cast<unsigned>(i));
-    if (object == nullptr || object->valid == 0)
-      throw Failure(kDecode, "the server found what is no object",
-                    "--trace shows what was received.");
-    veskList everything;
-    if (get(session, "walk", *object, everything, true) != kDone)
-      partly = kPartial;
-  });
-  return walked != kDone ? walked : partly;
-}
-
-Exit runAction(Session& session, const std::string& word,
-               const Words& arguments) {
-  Output& output = session.output();
-  veskActionPDU request;
-  const Owned<veskList> list(request.list);
-  request.aid = parseAid(word);
-  const std::time_t now = std::time(nullptr);
-  for (const std::string& text : arguments)
-    list->append(argument(text, now).release());
-  // Answers to actions arrive as answers to a set.
-  const auto response = session.ask<veskSetRespPDU>(request);
-  if (response == nullptr) return kDone;
-  Json json = resultJson(session, "action", *response);
-  json["aid"] = aidJson(request.aid);
-  json["errors"] = errorsJson(response->errors);
-  const bool all = response->status.value == 0 && response->errors->count == 0;
-  output.result(
-      all && !output.settings().quiet ? aidText(request.aid) + ": done\n" : "",
-      json);
-  return reportErrors(output, aidText(request.aid), *response, list.get());
+std::vector<Command> objectCommands() {
+  return {
+      {"get", "Read attributes of an object",
+       examples("  ostrel get 59.200.0.1\n"
+                "  ostrel get 59.200.0.1 59.200.1 59.200.2\n"
+                "  name=$(ostrel -q get 59.200.0.1 59.200.1)"),
+       [](CLI::App& command, Arguments& arguments) {
+         addId(command, arguments, "OBJECT", "The object");
+         addWords(command, arguments, "ATTRIBUTE",
+                  "Attributes; all of them without any");
+       },
+       inSession<runGet>},
+      {"set", "Write attributes of an object",
+       examples("  ostrel set 59.200.0.1 59.200.1=lamp 59.200.2=int:7\n"
+                "  ostrel set 59.200.0.1 59.200.3=time:now+1h\n\n") +
+           kValueHelp,
+       [](CLI::App& command, Arguments& arguments) {
+         addId(command, arguments, "OBJECT", "The object");
+         addWords(command, arguments, "ATTRIBUTE=VALUE", "What to write")
+             ->required();
+       },
+       inSession<runSet>},
+      {"create", "Create an object and print its identifier",
+       examples("  ostrel create 59.200\n"
+                "  ostrel create 59.200 59.200.1=lamp 59.200.2=int:7\n\n") +
+           kValueHelp,
+       [](CLI::App& command, Arguments& arguments) {
+         addId(command, arguments, "CLASS", "The class of the new object");
+         addWords(command, arguments, "ATTRIBUTE=VALUE", "Its attributes");
+       },
+       inSession<runCreate>},
+      {"clone", "Copy an object and print the copy's identifier",
+       examples("  ostrel clone 59.200.0.1\n"
+                "  ostrel clone 59.200.0.1 59.200.1='second lamp'\n\n") +
+           kValueHelp,
+       [](CLI::App& command, Arguments& arguments) {
+         addId(command, arguments, "OBJECT", "The object to copy");
+         addWords(command, arguments, "ATTRIBUTE=VALUE",
+                  "Attributes that the copy has instead");
+       },
+       inSession<runClone>},
+      {"remove", "Remove objects",
+       examples("  ostrel remove 59.200.0.1\n"
+                "  ostrel remove $(ostrel search 59.200)"),
+       [](CLI::App& command, Arguments& arguments) {
+         addWords(command, arguments, "OBJECT", "The objects")->required();
+       },
+       inSession<runRemove>},
+      {"verify", "Ask whether objects are there",
+       examples("  ostrel verify 59.200.0.1\n"
+                "  ostrel -q verify 59.200.0.1 && echo there"),
+       [](CLI::App& command, Arguments& arguments) {
+         addWords(command, arguments, "OBJECT", "The objects")->required();
+       },
+       inSession<runVerify>},
+  };
 }
 
 }  // namespace ostrel::tools::cli

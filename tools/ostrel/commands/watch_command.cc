@@ -66,9 +66,9 @@ in_addr localAddressTowards(in_addr server) {
 
 class Watch {
  public:
-  Watch(Session& session, const WatchOptions& options)
-      : session_(session), options_(options), oid_(parseOid(options.oid)) {
-    for (const std::string& word : options.events)
+  Watch(Session& session, const Arguments& arguments)
+      : session_(session), arguments_(arguments), oid_(parseOid(arguments.id)) {
+    for (const std::string& word : arguments.words)
       wanted_.push_back(eventFrom(word));
     if (wanted_.empty()) wanted_.push_back(eventFrom("any"));
   }
@@ -95,7 +95,7 @@ class Watch {
                    veskList& items, Json details);
 
   Session& session_;
-  const WatchOptions& options_;
+  const Arguments& arguments_;
   veskOid oid_;
   std::vector<veskAid> wanted_;
   std::vector<Registration> registrations_;
@@ -108,9 +108,9 @@ class Watch {
 };
 
 void Watch::open() {
-  deliverTo_ = options_.deliverTo.empty()
+  deliverTo_ = arguments_.deliverTo.empty()
                    ? localAddressTowards(session_.server())
-                   : resolve(options_.deliverTo, session_.output());
+                   : resolve(arguments_.deliverTo, session_.output());
   if (session_.output().settings().dryRun) return;
   socket_ = events_.open(0);
   sockaddr_in address = {};
@@ -272,9 +272,9 @@ void Watch::take(const sockaddr_in& from, veskEventPDU& event) {
 
 bool Watch::done() const {
   const auto passed = std::chrono::steady_clock::now() - start_;
-  return (options_.count != 0 && seen_ >= options_.count) ||
-         (options_.seconds != 0 &&
-          passed >= std::chrono::seconds(options_.seconds)) ||
+  return (arguments_.count != 0 && seen_ >= arguments_.count) ||
+         (arguments_.seconds != 0 &&
+          passed >= std::chrono::seconds(arguments_.seconds)) ||
          session_.output().broken();
 }
 
@@ -318,10 +318,38 @@ Exit Watch::run() {
   return unregisterAll();
 }
 
+Exit runWatch(Session& session, const Arguments& arguments) {
+  return Watch(session, arguments).run();
+}
+
 }  // namespace
 
-Exit runWatch(Session& session, const WatchOptions& options) {
-  return Watch(session, options).run();
+std::vector<Command> watchCommands() {
+  return {
+      {"watch", "Print events as they happen, until Ctrl-C",
+       "Registers with the server, renews the registration while it runs and\n"
+       "removes it at the end. Events are identifiers, or: any, created,\n"
+       "changed, removed. A class stands for all its objects.\n\n" +
+           examples("  ostrel watch 59.200\n"
+                    "  ostrel watch 59.200.0.1 changed removed\n"
+                    "  ostrel --json watch 59.200 --count 1 --seconds 60"),
+       [](CLI::App& command, Arguments& arguments) {
+         addId(command, arguments, "OBJECT", "The object or class");
+         addWords(command, arguments, "EVENT", "Events; any without one");
+         command
+             .add_option("--count", arguments.count, "End after so many events")
+             ->type_name("COUNT");
+         command
+             .add_option("--seconds", arguments.seconds, "End after so long")
+             ->type_name("SECONDS");
+         command
+             .add_option(
+                 "--deliver-to", arguments.deliverTo,
+                 "This host's address, where the server finds it by another")
+             ->type_name("ADDRESS");
+       },
+       inSession<runWatch>},
+  };
 }
 
 }  // namespace ostrel::tools::cli
