@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <utility>
 
 #include "base/log.h"
 #include "directory/server_addresses.h"
@@ -74,7 +75,8 @@ class MergedSearchTest : public testing::Test {
   MergedSearchTest()
       : directory(&handler, 4000,
                   [this](const sockaddr_in& to, std::string& bytes) {
-                    sent.push_back({to, bytes});
+                    // As the server does with what is long.
+                    sent.push_back({to, std::move(bytes)});
                   }) {
     handler.open();
     // Silence is over with the next tick.

@@ -118,8 +118,8 @@ void MergedSearch::answer(const sockaddr_in& from, const std::string& key,
   std::string bytes =
       whole ? *whole : tooLongBytes(*kindOf(request), request, longestAnswer_);
   if (bytes.empty()) return;
+  answers_.keep(key, bytes, std::chrono::steady_clock::now());
   send_(from, bytes);
-  answers_.keep(key, std::move(bytes), std::chrono::steady_clock::now());
 }
 
 void MergedSearch::begin(const sockaddr_in& from, const std::string& key,
