@@ -92,7 +92,7 @@ both=(--server 127.0.0.1 --server 127.0.0.2)
   same "$output" ''
   echo 127.0.0.2 >>"$BATS_TEST_TMPDIR/servers"
   kill -HUP "$started"
-  sleep 0.5
+  waitFor 1 'asks the object server 127.0.0.2' "$BATS_TEST_TMPDIR/directory.log"
   run --separate-stderr ostrel --server 127.0.0.1 find 59.200
   same "$output" '59.200.0.1  127.0.0.2'
 }
@@ -111,8 +111,7 @@ both=(--server 127.0.0.1 --server 127.0.0.2)
   mkdir "$BATS_TEST_TMPDIR/servers"
   for round in 1 2; do
     kill -HUP "$started"
-    sleep 0.5
-    same "$(grep -c 'nothing was changed' "$BATS_TEST_TMPDIR/directory.log")" $round
+    waitFor $round 'nothing was changed' "$BATS_TEST_TMPDIR/directory.log"
   done
   run --separate-stderr ostrel --server 127.0.0.1 find 59.200
   same "$output" '59.200.0.1  127.0.0.2'

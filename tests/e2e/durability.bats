@@ -12,6 +12,12 @@ crash() {
   running=()
 }
 
+# relay LOST starts a relay that loses so many answers to each request.
+relay() {
+  : >"$BATS_TEST_TMPDIR/relay.log"
+  startUntil ready "$BATS_TEST_TMPDIR/relay.log" "$RELAY" "$1"
+}
+
 @test "kill -9 after an answer loses nothing that was answered" {
   local store=$BATS_TEST_TMPDIR/store.db i answered=()
   for ((i = 1; i <= 15; ++i)); do
@@ -41,7 +47,8 @@ crash() {
       done
     ) 2>/dev/null 3>&- &
     client=$!
-    sleep "0.$((round * 13 + 10))"
+    # Somewhere among the requests, each time further on.
+    waitFor $((round * 7)) '' "$answered"
     crash
     wait "$client" || true
   done
@@ -65,9 +72,7 @@ crash() {
 
 @test "when answers are lost, nothing is done twice" {
   serve server --memory --listen 127.0.0.2
-  "$RELAY" 2 3>&- &
-  running+=($!)
-  sleep 0.3
+  relay 2
   run --separate-stderr ostrel --json --trace create 59.200 59.200.1=lamp
   [ "$status" = 0 ]
   same "$(json .oid)" '"59.200.0.1"'
@@ -94,9 +99,7 @@ crash() {
 
 @test "when all answers are lost the tool says so" {
   serve server --memory --listen 127.0.0.2
-  "$RELAY" 9 3>&- &
-  running+=($!)
-  sleep 0.3
+  relay 9
   run --separate-stderr ostrel --retries 1 create 59.200
   [ "$status" = 3 ]
 }

@@ -18,17 +18,6 @@ watchTo() {
     "$OSTREL" --principal none --timeout 1 --json watch "$@"
 }
 
-# Waits until a file has so many lines that contain a text.
-waitFor() {
-  local count=$1 text=$2 file=$3 i
-  for ((i = 0; i < 200; ++i)); do
-    [ "$(grep -c -- "$text" "$file")" -ge "$count" ] && return
-    sleep 0.05
-  done
-  cat "$file" >&2
-  return 1
-}
-
 events() { jq -c 'select(.what == "event") | [.oid, .name]' "$1"; }
 
 # interruptWatch FILE ends the watch of two kinds of events that was started
@@ -94,7 +83,7 @@ interruptWatch() {
 @test "watch ends after so many events or seconds" {
   serve server --memory
   ostrel create 59.200
-  (sleep 1; ostrel set 59.200.0.1 59.200.1=lamp) 3>&- &
+  (waitUntil registrations 1 && ostrel set 59.200.0.1 59.200.1=lamp) 3>&- &
   run --separate-stderr ostrel watch 59.200 --count 1 --seconds 20
   [ "$status" = 0 ]
   [[ $output == *' 59.200.0.1 changed  59.200.1 = string:lamp' ]]
@@ -118,8 +107,7 @@ interruptWatch() {
   ostrel create 59.6 59.1.1=addr:127.0.0.1 59.6.1=oid:59.200 59.6.2=59.6.0 \
     59.6.3=addr:127.0.0.1 59.6.4=ushort:9
   same "$(ostrel search 59.6 | wc -l)" 1
-  sleep 5
-  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+  waitUntil registrations 0
 }
 
 @test "registrations outlive the server" {
@@ -160,12 +148,17 @@ interruptWatch() {
 }
 
 @test "watch unregisters although the signal comes twice" {
+  local log=$BATS_TEST_TMPDIR/watch.txt i
   serve server --memory
-  local i
   for i in 1 2 3 4 5; do
-    # To the process and to its group.
-    timeout -s INT 0.4 "$OSTREL" --principal none watch 59.200 created changed \
-      3>&- || true
+    : >"$log"
+    startUntil 'watching 59.200' "$log" \
+      setsid "$OSTREL" --principal none watch 59.200 created changed
+    # To the process and to its group, as terminals and time-outs do.
+    kill -INT "$started"
+    kill -INT -- "-$started" || true
+    wait "$started"
+    running=("${running[0]}")
   done
   same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
 }

@@ -26,6 +26,27 @@ startUntil() {
   return 1
 }
 
+# Waits until a command succeeds, at most 20 seconds.
+waitUntil() {
+  local i
+  for ((i = 0; i < 400; ++i)); do
+    "$@" && return
+    sleep 0.05
+  done
+  echo "'$*' never succeeded" >&2
+  return 1
+}
+
+# Waits until a file has so many lines that contain a text.
+waitFor() {
+  local count=$1 text=$2 file=$3
+  waitUntil hasLines "$count" "$text" "$file" || { cat "$file" >&2; return 1; }
+}
+hasLines() { [ "$(grep -c -- "$2" "$3")" -ge "$1" ]; }
+
+# registrations COUNT: whether the server has so many now.
+registrations() { [ "$(ostrel -q search 59.6 2>/dev/null | wc -l)" = "$1" ]; }
+
 # serve NAME OPTION... starts an object server that logs to NAME.log.
 serve() {
   local log=$BATS_TEST_TMPDIR/$1.log

@@ -12,6 +12,10 @@ setup() {
 }
 teardown() { stopAll; }
 
+# When the registration ends; and whether that is later than it was.
+expiry() { ostrel -q get 59.6.0.1 59.6.5; }
+expiresAfter() { [[ $(expiry) > $1 ]]; }
+
 @test "a program creates, verifies and removes an object" {
   run "$EXAMPLES/create_and_remove" 127.0.0.1 59.200.0.0 59.200.1 lamp
   [ "$status" = 0 ]
@@ -50,11 +54,8 @@ teardown() { stopAll; }
 @test "a program receives events and unregisters" {
   "$EXAMPLES/receive_events" 127.0.0.1 59.200.0.0 59.6.7 2 \
     >"$BATS_TEST_TMPDIR/events" 3>&- &
-  local program=$! i
-  for ((i = 0; i < 100; ++i)); do
-    [ -n "$(ostrel search 59.6 2>/dev/null)" ] && break
-    sleep 0.05
-  done
+  local program=$!
+  waitUntil registrations 1
   ostrel create 59.200 59.200.1=lamp
   ostrel create 59.200 59.200.1=torch
   wait "$program"
@@ -66,12 +67,11 @@ teardown() { stopAll; }
 @test "a program's event handler renews its registration" {
   "$EXAMPLES/receive_events" 127.0.0.1 59.200.0.0 59.6.7 1 \
     >"$BATS_TEST_TMPDIR/events" 3>&- &
-  local program=$! first
-  sleep 1
-  first=$(ostrel -q get 59.6.0.1 59.6.5)
-  # Longer than two registrations live.
-  sleep 9
-  [[ $(ostrel -q get 59.6.0.1 59.6.5) > $first ]]
+  local program=$!
+  waitUntil registrations 1
+  # It goes on doing so.
+  waitUntil expiresAfter "$(expiry)"
+  waitUntil expiresAfter "$(expiry)"
   ostrel create 59.200 59.200.1=lamp
   wait "$program"
   grep -q lamp "$BATS_TEST_TMPDIR/events"

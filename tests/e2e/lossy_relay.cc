@@ -5,10 +5,12 @@
 // answers to each request, so that they are sent again.
 
 #include <arpa/inet.h>
+#include <ostrel/codes.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -17,8 +19,6 @@
 
 namespace {
 
-constexpr unsigned short kObjectServerPort = 5135;
-constexpr std::size_t kHeaderBytes = 16;
 constexpr std::size_t kLargestDatagram = 65536;
 
 extern "C" void end(int) { _exit(0); }
@@ -59,10 +59,12 @@ void sendTo(int socket, const sockaddr_in& to, const std::string& bytes) {
 int main(int argc, char** argv) {
   signal(SIGTERM, end);
   const int lost = argc > 1 ? std::atoi(argv[1]) : 0;
-  const int front = openAt("127.0.0.1", kObjectServerPort);
+  const int front = openAt("127.0.0.1", ostrel::kObjectServerPort);
   // One client at a time: what comes back goes to whoever asked last.
   const int back = openAt("127.0.0.1", 0);
-  const sockaddr_in server = endpoint("127.0.0.2", kObjectServerPort);
+  const sockaddr_in server = endpoint("127.0.0.2", ostrel::kObjectServerPort);
+  std::puts("ready");
+  std::fflush(stdout);
   sockaddr_in client = {};
   std::map<std::string, int> answers;  // to each request
   std::string asked;
@@ -72,7 +74,9 @@ int main(int argc, char** argv) {
     if (ends[0].revents != 0) {
       const std::string request = receive(front, &client);
       // Retransmissions differ in the datagram's header alone.
-      asked = request.size() > kHeaderBytes ? request.substr(kHeaderBytes) : "";
+      asked = request.size() > ostrel::kFragmentHeader
+                  ? request.substr(ostrel::kFragmentHeader)
+                  : "";
       sendTo(back, server, request);
     }
     if (ends[1].revents != 0) {

@@ -4,17 +4,17 @@
 // response, or with bytes that are no PDU, for tests of the tool.
 
 #include <arpa/inet.h>
+#include <ostrel/codes.h>
 #include <ostrel/message.h>
 #include <ostrel/veskPDU.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 
 namespace {
-
-constexpr unsigned short kObjectServerPort = 5135;
 
 extern "C" void end(int) { _exit(0); }
 
@@ -25,7 +25,9 @@ int main(int, char** argv) {
   const bool garbage =
       argv[1] != nullptr && std::strcmp(argv[1], "garbage") == 0;
   veskMessageHandler handler;
-  if (handler.open(kObjectServerPort) < 0) return 1;
+  if (handler.open(ostrel::kObjectServerPort) < 0) return 1;
+  std::puts("ready");
+  std::fflush(stdout);
   while (true) {
     veskPDU* request = nullptr;
     sockaddr_in from = {};

@@ -3,6 +3,12 @@
 
 load helper
 
+# stranger KIND starts a server that answers as no object server does.
+stranger() {
+  : >"$BATS_TEST_TMPDIR/stranger.log"
+  startUntil ready "$BATS_TEST_TMPDIR/stranger.log" "$STRANGER" "$1"
+}
+
 @test "every command has help with examples" {
   run "$OSTREL" --help
   [ "$status" = 0 ]
@@ -86,9 +92,11 @@ END
 }
 
 @test "an interrupted wait ends with 130" {
-  "$OSTREL" --principal none get 59.6.0.1 2>"$BATS_TEST_TMPDIR/err" 3>&- &
+  : >"$BATS_TEST_TMPDIR/err"
+  "$OSTREL" --principal none --trace get 59.6.0.1 2>"$BATS_TEST_TMPDIR/err" \
+    3>&- &
   local pid=$! code=0
-  sleep 0.5
+  waitFor 1 '^sent' "$BATS_TEST_TMPDIR/err"
   kill -INT $pid
   wait $pid || code=$?
   [ "$code" = 130 ]
@@ -97,9 +105,7 @@ END
 
 @test "an answer of another class ends with 5" {
   # A server that answers everything with a verify response.
-  "$STRANGER" verify 3>&- &
-  running+=($!)
-  sleep 0.3
+  stranger verify
   run --separate-stderr ostrel get 59.6.0.1
   stopAll
   [ "$status" = 5 ]
@@ -107,9 +113,7 @@ END
 }
 
 @test "answers that cannot be decoded do not end the wait" {
-  "$STRANGER" garbage 3>&- &
-  running+=($!)
-  sleep 0.3
+  stranger garbage
   run --separate-stderr ostrel --retries 0 --trace get 59.6.0.1
   stopAll
   [ "$status" = 3 ]
@@ -167,13 +171,13 @@ END
 }
 
 @test "a watch without standard streams idles" {
-  "$OSTRELD" serve --memory 3>&- 2>"$BATS_TEST_TMPDIR/log" &
-  running+=($!)
-  sleep 0.5
+  serve server --memory
   "$OSTREL" --principal none watch 59.200 <&- >&- 2>&- 3>&- &
   local pid=$! fields
   running+=($!)
-  sleep 2
+  waitUntil registrations 1
+  # What a second of idling costs.
+  sleep 1
   read -ra fields <"/proc/$pid/stat"
   [ $((fields[13] + fields[14])) -lt 20 ]
   stopAll

@@ -80,12 +80,14 @@ END
   local code=0
   ostrel create 59.200 "59.200.1=$(head -c 100000 /dev/zero | tr '\0' x)"
   mkfifo "$BATS_TEST_TMPDIR/pipe"
-  sleep 20 <"$BATS_TEST_TMPDIR/pipe" 3>&- &
+  # It reads a byte, so that the rest is waited for, and no more.
+  (head -c 1 >"$BATS_TEST_TMPDIR/begun"; exec sleep 20) \
+    <"$BATS_TEST_TMPDIR/pipe" 3>&- &
   running+=($!)
   "$OSTREL" --principal none get 59.200.0.1 >"$BATS_TEST_TMPDIR/pipe" \
     2>"$BATS_TEST_TMPDIR/err" 3>&- &
   local pid=$!
-  sleep 0.5
+  waitUntil test -s "$BATS_TEST_TMPDIR/begun"
   kill -TERM "$pid"
   wait "$pid" || code=$?
   kill "${running[1]}"
