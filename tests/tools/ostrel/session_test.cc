@@ -1,0 +1,203 @@
+#include "session/session.h"
+
+#include <gtest/gtest.h>
+#include <ostrel/message.h>
+#include <sys/socket.h>
+
+#include <csignal>
+#include <functional>
+#include <thread>
+
+#include "common/addresses.h"
+#include "format/value_types.h"
+#include "terminal/signals.h"
+
+namespace ostrel::tools::cli {
+namespace {
+
+// An object server on loopback that takes a stated number of requests and gives
+// each the answer that the test says; null: none.
+class Peer {
+ public:
+  using Answer = std::function<Owned<veskPDU>(veskPDU& request)>;
+
+  explicit Peer(Answer answer, int requests = 1) : answer_(std::move(answer)) {
+    messages_.open(0);
+    // Whatever goes wrong, the test ends.
+    const timeval patience = {5, 0};
+    setsockopt(messages_.socket, SOL_SOCKET, SO_RCVTIMEO, &patience,
+               sizeof patience);
+    thread_ = std::thread([this, requests] {
+      for (int i = 0; i < requests; ++i) serve();
+    });
+  }
+  ~Peer() { thread_.join(); }
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+
+  std::uint16_t port() const {
+    sockaddr_in address = {};
+    socklen_t length = sizeof address;
+    getsockname(messages_.socket, reinterpret_cast<sockaddr*>(&address),
+                &length);
+    return ntohs(address.sin_port);
+  }
+
+ private:
+  void serve() {
+    sockaddr_in from = {};
+    veskPDU* arrived = nullptr;
+    if (messages_.recv(&from, &arrived) != kNoError) return;
+    const Arrived<veskPDU> request(arrived);
+    const Owned<veskPDU> answer = answer_(*request);
+    if (answer == nullptr) return;
+    answer->requestId = request->requestId;
+    messages_.send(&from, answer.get());
+  }
+
+  veskMessageHandler messages_;
+  Answer answer_;
+  std::thread thread_;
+};
+
+class SessionTest : public testing::Test {
+ protected:
+  SessionTest() { settings.principal = "none"; }
+
+  // What asking whether an object is there comes to, at that port.
+  Arrived<veskVerifyRespPDU> verify(std::uint16_t port) {
+    veskOid oid("59.200.0.1");
+    veskVerifyPDU request(oid);
+    return session().askAt<veskVerifyRespPDU>(loopbackAddress(), port, request);
+  }
+
+  // The failure that it ends with.
+  Failure failureOf(std::uint16_t port) {
+    try {
+      verify(port);
+    } catch (const Failure& failure) {
+      return failure;
+    }
+    return Failure(kDone, "there was no failure");
+  }
+
+  Session& session() {
+    if (!session_) session_.emplace(output_);
+    return *session_;
+  }
+
+  Settings settings;
+
+ private:
+  Output output_{settings};
+  std::optional<Session> session_;
+};
+
+Owned<veskPDU> nothing(veskPDU&) { return nullptr; }
+
+TEST_F(SessionTest, HandsOverTheAnswer) {
+  Peer peer([](veskPDU&) { return make<veskVerifyRespPDU>(0); });
+  const auto answer = verify(peer.port());
+  ASSERT_NE(answer, nullptr);
+  EXPECT_EQ(answer->status.value, 0);
+}
+
+TEST_F(SessionTest, TakesAServersCodeForARefusal) {
+  Peer peer(
+      [](veskPDU&) { return make<veskVerifyRespPDU>(kPermissionDenied); });
+  const Failure failure = failureOf(peer.port());
+  EXPECT_EQ(failure.exit, kRefused);
+  EXPECT_EQ(failure.code, kPermissionDenied);
+  EXPECT_STREQ(failure.what(), "5(Permission Denied)");
+  EXPECT_EQ(failure.hint,
+            "The server's policy does not let this principal write: "
+            "--principal names another.");
+}
+
+TEST_F(SessionTest, TakesErrorsOfItemsForAnAnswer) {
+  Peer peer([](veskPDU&) { return make<veskVerifyRespPDU>(kArgListError); });
+  EXPECT_NE(verify(peer.port()), nullptr);
+}
+
+TEST_F(SessionTest, RefusesAnAnswerOfAnotherClass) {
+  Peer peer([](veskPDU&) { return make<veskRemoveRespPDU>(0); });
+  const Failure failure = failureOf(peer.port());
+  EXPECT_EQ(failure.exit, kDecode);
+  EXPECT_STREQ(failure.what(),
+               "the answer is a removeResponse, which does not belong to the "
+               "request");
+}
+
+TEST_F(SessionTest, SendsAgainWhatWasNotAnswered) {
+  settings.timeout = 1;
+  settings.retries = 1;
+  int requests = 0;
+  Peer peer(
+      [&](veskPDU&) -> Owned<veskPDU> {
+        return ++requests == 2 ? make<veskVerifyRespPDU>(0) : nullptr;
+      },
+      2);
+  EXPECT_NE(verify(peer.port()), nullptr);
+}
+
+TEST_F(SessionTest, GivesUpASilentServer) {
+  settings.timeout = 0;
+  settings.retries = 0;
+  Peer peer(nothing);
+  const std::string where = "127.0.0.1:" + std::to_string(peer.port());
+  const Failure failure = failureOf(peer.port());
+  EXPECT_EQ(failure.exit, kNoAnswer);
+  EXPECT_EQ(failure.code, kNetworkError);
+  EXPECT_EQ(failure.what(),
+            "no answer from " + where + ": 10(Network Error): timed out");
+}
+
+TEST_F(SessionTest, EndsTheWaitWhenASignalComes) {
+  Peer peer(nothing);
+  session();
+  std::raise(SIGINT);
+  EXPECT_EQ(failureOf(peer.port()).exit, kInterrupted);
+  forgetSignals();
+}
+
+TEST_F(SessionTest, SendsThePrincipalThatIsGiven) {
+  settings.principal = "59.110.1.5";
+  std::string principal;
+  {
+    Peer peer([&](veskPDU& request) {
+      principal = oidText(request.principal);
+      return make<veskVerifyRespPDU>(0);
+    });
+    verify(peer.port());
+  }
+  EXPECT_EQ(principal, "59.110.1.5");
+}
+
+TEST_F(SessionTest, ShowsWhatADryRunWouldSend) {
+  settings.dryRun = true;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(verify(5135), nullptr);
+  EXPECT_EQ(verify(5135), nullptr);
+  const std::string shown =
+      "would send to 127.0.0.1:5135\n"
+      "  verify 0, status 0(No Error), principal none\n"
+      "    oid: 59.200.0.1\n"
+      "    2c030043000a000a01013b01c8000101\n";
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), shown + shown);
+  // Once is enough.
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "ostrel: not sent: the request identifier is chosen when it is\n");
+}
+
+TEST_F(SessionTest, AsksThisHostUnlessTold) {
+  EXPECT_EQ(addressText(session().server()), "127.0.0.1");
+}
+
+TEST_F(SessionTest, AsksTheServerThatIsNamed) {
+  settings.server = "127.0.0.9";
+  EXPECT_EQ(addressText(session().server()), "127.0.0.9");
+}
+
+}  // namespace
+}  // namespace ostrel::tools::cli
