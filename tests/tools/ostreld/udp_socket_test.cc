@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "net/outbox.h"
 #include "server_test.h"
 
 namespace ostrel::tools::server {

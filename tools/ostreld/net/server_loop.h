@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "net/outbox.h"
 #include "net/rate_limit.h"
 #include "net/signals.h"
 #include "net/udp_socket.h"

@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <string>
 
 namespace ostrel::tools::server {
@@ -53,36 +52,6 @@ class UdpSocket : public veskDatagramHandler {
   void openOn(in_addr address, std::uint16_t port, bool shared);
 
   std::size_t longestMessage_;
-};
-
-// Answers on their way out. A long one keeps the server from all else while it
-// is sent, so that long ones wait here, and one of them is sent in a turn.
-class Outbox {
- public:
-  // How many wait, in all and for one address; more are dropped as if lost.
-  static constexpr std::size_t kMost = 64;
-  static constexpr std::size_t kMostOfOne = 4;
-
-  // The socket has to outlive this object.
-  explicit Outbox(UdpSocket* socket) : socket_(socket) {}
-
-  // Sends a short answer now and a long one later.
-  void send(const sockaddr_in& to, std::string& answer);
-
-  // Sends one of those that wait, if any; addresses take turns.
-  void sendNext();
-
-  bool empty() const { return waiting_.empty(); }
-
- private:
-  struct Answer {
-    sockaddr_in to;
-    std::string bytes;
-  };
-
-  UdpSocket* socket_;
-  std::deque<Answer> waiting_;
-  in_addr last_ = {};
 };
 
 }  // namespace ostrel::tools::server
