@@ -22,6 +22,6 @@ check() {
 }
 
 check ostrel . commands session terminal format
-check ostreld . directory requests machine objects store net base
+check ostreld . directory requests machine objects store net support
 [ $bad = 0 ] || echo 'A folder includes what stands above it.'
 exit $bad

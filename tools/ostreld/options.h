@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "base/log.h"
 #include "directory/directory_loop.h"
 #include "requests/object_server_loop.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 

@@ -9,9 +9,9 @@
 #include <memory>
 #include <utility>
 
-#include "base/log.h"
 #include "directory/server_addresses.h"
 #include "server_test.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

@@ -15,7 +15,6 @@
 #include <utility>
 #include <vector>
 
-#include "base/clock.h"
 #include "common/addresses.h"
 #include "common/encoding.h"
 #include "common/owned.h"
@@ -24,6 +23,7 @@
 #include "objects/stored_objects.h"
 #include "requests/request_router.h"
 #include "store/memory_store.h"
+#include "support/clock.h"
 
 namespace ostrel::tools::server {
 

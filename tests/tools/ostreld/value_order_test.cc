@@ -1,4 +1,4 @@
-#include "base/value_order.h"
+#include "support/value_order.h"
 
 #include <gtest/gtest.h>
 

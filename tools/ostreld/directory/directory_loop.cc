@@ -12,10 +12,10 @@
 #include <random>
 #include <stdexcept>
 
-#include "base/log.h"
 #include "common/addresses.h"
 #include "directory/merged_search.h"
 #include "directory/server_addresses.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

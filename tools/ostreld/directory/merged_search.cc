@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/log.h"
 #include "common/addresses.h"
 #include "common/encoding.h"
 #include "directory/server_addresses.h"
 #include "objects/attributes.h"
 #include "requests/answer_bytes.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

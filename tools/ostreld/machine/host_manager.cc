@@ -14,10 +14,10 @@
 #include <set>
 #include <string>
 
-#include "base/log.h"
 #include "common/addresses.h"
 #include "common/printed.h"
 #include "objects/attributes.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/log.h"
 #include "common/addresses.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 

@@ -4,8 +4,8 @@
 
 #include <csignal>
 
-#include "base/log.h"
 #include "common/addresses.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 

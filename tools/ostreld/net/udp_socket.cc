@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "base/log.h"
 #include "common/addresses.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

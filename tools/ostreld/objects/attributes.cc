@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "base/limits.h"
 #include "common/encoding.h"
+#include "support/limits.h"
 
 namespace ostrel::tools::server {
 namespace {

@@ -7,11 +7,11 @@
 
 #include <algorithm>
 
-#include "base/log.h"
 #include "common/addresses.h"
 #include "common/encoding.h"
 #include "common/printed.h"
 #include "objects/attributes.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "base/clock.h"
 #include "objects/manager.h"
 #include "objects/stored_objects.h"
+#include "support/clock.h"
 
 namespace ostrel::tools::server {
 

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "base/value_order.h"
 #include "objects/attributes.h"
+#include "support/value_order.h"
 
 namespace ostrel::tools::server {
 namespace {

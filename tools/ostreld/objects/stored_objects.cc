@@ -2,9 +2,9 @@
 
 #include <ostrel/elements.h>
 
-#include "base/limits.h"
 #include "common/encoding.h"
 #include "objects/attributes.h"
+#include "support/limits.h"
 
 namespace ostrel::tools::server {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <ostrel/codes.h>
 
-#include "base/limits.h"
-#include "base/log.h"
 #include "common/encoding.h"
+#include "support/limits.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 

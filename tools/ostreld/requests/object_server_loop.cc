@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/clock.h"
-#include "base/log.h"
 #include "common/addresses.h"
 #include "machine/host_manager.h"
 #include "machine/principals.h"
@@ -13,6 +11,8 @@
 #include "requests/request_executor.h"
 #include "requests/request_router.h"
 #include "store/sqlite_store.h"
+#include "support/clock.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

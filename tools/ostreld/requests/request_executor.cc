@@ -4,11 +4,11 @@
 
 #include <ctime>
 
-#include "base/log.h"
 #include "common/addresses.h"
 #include "common/encoding.h"
 #include "common/printed.h"
 #include "requests/answer_bytes.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {

@@ -9,9 +9,9 @@
 #include <unordered_set>
 #include <utility>
 
-#include "base/value_order.h"
 #include "objects/attributes.h"
 #include "objects/search.h"
+#include "support/value_order.h"
 
 namespace ostrel::tools::server {
 namespace {

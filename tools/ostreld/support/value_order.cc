@@ -1,4 +1,4 @@
-#include "base/value_order.h"
+#include "support/value_order.h"
 
 #include <ostrel/elements.h>
 
@@ -8,9 +8,9 @@
 #include <string_view>
 #include <typeinfo>
 
-#include "base/limits.h"
 #include "common/encoding.h"
 #include "common/value_types.h"
+#include "support/limits.h"
 
 namespace ostrel::tools::server {
 namespace {

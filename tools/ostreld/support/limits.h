@@ -1,7 +1,7 @@
 // Bounds that hold for both servers, in bytes.
 
-#ifndef OSTREL_TOOLS_OSTRELD_BASE_LIMITS_H
-#define OSTREL_TOOLS_OSTRELD_BASE_LIMITS_H
+#ifndef OSTREL_TOOLS_OSTRELD_SUPPORT_LIMITS_H
+#define OSTREL_TOOLS_OSTRELD_SUPPORT_LIMITS_H
 
 #include <cstddef>
 
@@ -15,4 +15,4 @@ constexpr std::size_t kLongestRefusal = 256;
 
 }  // namespace ostrel::tools::server
 
-#endif  // OSTREL_TOOLS_OSTRELD_BASE_LIMITS_H
+#endif  // OSTREL_TOOLS_OSTRELD_SUPPORT_LIMITS_H

@@ -1,4 +1,4 @@
-#include "base/log.h"
+#include "support/log.h"
 
 #include <chrono>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // Calendar time for registrations. Tests let it run faster than the world's.
 
-#ifndef OSTREL_TOOLS_OSTRELD_BASE_CLOCK_H
-#define OSTREL_TOOLS_OSTRELD_BASE_CLOCK_H
+#ifndef OSTREL_TOOLS_OSTRELD_SUPPORT_CLOCK_H
+#define OSTREL_TOOLS_OSTRELD_SUPPORT_CLOCK_H
 
 #include <chrono>
 #include <cstdint>
@@ -46,4 +46,4 @@ class SystemClock : public Clock {
 
 }  // namespace ostrel::tools::server
 
-#endif  // OSTREL_TOOLS_OSTRELD_BASE_CLOCK_H
+#endif  // OSTREL_TOOLS_OSTRELD_SUPPORT_CLOCK_H

@@ -1,7 +1,7 @@
 // How values stand to one another, numbers of different classes included.
 
-#ifndef OSTREL_TOOLS_OSTRELD_BASE_VALUE_ORDER_H
-#define OSTREL_TOOLS_OSTRELD_BASE_VALUE_ORDER_H
+#ifndef OSTREL_TOOLS_OSTRELD_SUPPORT_VALUE_ORDER_H
+#define OSTREL_TOOLS_OSTRELD_SUPPORT_VALUE_ORDER_H
 
 #include <ostrel/type.h>
 
@@ -19,4 +19,4 @@ bool containsValue(veskType& whole, veskType& part);
 
 }  // namespace ostrel::tools::server
 
-#endif  // OSTREL_TOOLS_OSTRELD_BASE_VALUE_ORDER_H
+#endif  // OSTREL_TOOLS_OSTRELD_SUPPORT_VALUE_ORDER_H

@@ -1,7 +1,7 @@
 // Lines on standard error, each with its level.
 
-#ifndef OSTREL_TOOLS_OSTRELD_BASE_LOG_H
-#define OSTREL_TOOLS_OSTRELD_BASE_LOG_H
+#ifndef OSTREL_TOOLS_OSTRELD_SUPPORT_LOG_H
+#define OSTREL_TOOLS_OSTRELD_SUPPORT_LOG_H
 
 #include <string>
 
@@ -24,4 +24,4 @@ void logRepeats();
 
 }  // namespace ostrel::tools::server
 
-#endif  // OSTREL_TOOLS_OSTRELD_BASE_LOG_H
+#endif  // OSTREL_TOOLS_OSTRELD_SUPPORT_LOG_H
