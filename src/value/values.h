@@ -1,4 +1,4 @@
-// The only casts: from a value to its class.
+// The checked cast from a value to its class.
 
 #ifndef OSTREL_SRC_VALUES_H
 #define OSTREL_SRC_VALUES_H
