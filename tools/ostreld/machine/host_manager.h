@@ -1,5 +1,5 @@
 // This host as an object, 59.1.0.1: an example of a manager whose objects are
-// made of what the machine says at the moment. docs/object-server.md walks
+// made of what the machine says at the moment. docs/object-managers.md walks
 // through it.
 
 #ifndef OSTREL_TOOLS_OSTRELD_MACHINE_HOST_MANAGER_H

@@ -1,6 +1,6 @@
 // Object managers: how a program serves classes of objects. A manager whose
 // objects cannot be changed from outside implements classes(), list() and
-// read() and nothing else; docs/object-server.md shows one.
+// read() and nothing else; docs/object-managers.md shows one.
 //
 // Every int is a return code: 0, or what is put into the answer's status.
 // Identifiers that managers are given are valid, and their class is one of
