@@ -46,7 +46,7 @@ constexpr std::size_t kMemoryForScript =
 // Processor time for each byte of input, and whatever the input is, in
 // microseconds. All checks of the fuzzer and of its build are included.
 constexpr double kTimeForEach = 64;
-constexpr double kTimeForAny = 100000;
+constexpr double kTimeForAny = 1000000;
 
 // What the program has allocated since a MemoryBound began.
 struct Memory {

@@ -4,6 +4,7 @@
 #include "base/platform.h"
 
 #include <netdb.h>
+#include <ostrel/codes.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -22,7 +23,7 @@ namespace {
 
 constexpr long kTickNanoseconds = 10L * 1000 * 1000;
 constexpr unsigned kTicksInSecond = 100;
-constexpr std::size_t kSmallBlock = 1456;  // what one fragment carries
+constexpr std::size_t kSmallBlock = kFragmentData;
 constexpr long kMicrosecondsInSecond = 1000L * 1000;
 
 // Room for what the resolver says of a host, and where it is enough.

@@ -1,4 +1,5 @@
 #include <ostrel/access.h>
+#include <ostrel/names.h>
 #include <ostrel/veskAttr.h>
 
 #include "client/exchange.h"
@@ -13,9 +14,6 @@ idMap& idMap::operator=(const idMap& other) = default;
 namespace {
 
 constexpr const char* kLocalHost = "127.0.0.1";
-constexpr const char* kPrincipalClass = "59.110.0.0";
-constexpr const char* kUserIdAttribute = "59.110.2";
-constexpr int kEquals = 1;
 constexpr long kPatience = 30;  // seconds for each of the two exchanges
 
 // Has requests sent once and given up after kPatience, as long as it lives.
@@ -54,12 +52,12 @@ int localPrincipalSearch(veskTransactionHandler& handler, int socket, long id,
   const SentOnce sentOnce(handler);
   veskAddress server(kLocalHost);
 
-  veskAid userId(kUserIdAttribute);
+  veskAid userId(kPrincipalUserId);
   veskLong user(id);
   veskInt wanted(user.value);  // the low 32 bits
   OwnedList terms;
   Owned<veskAttributeValueOp> term(
-      new veskAttributeValueOp(&userId, &wanted, kEquals));
+      new veskAttributeValueOp(&userId, &wanted, kOperatorEquals));
   terms.get()->append(term.get());
   static_cast<void>(term.release());  // now the list's
   veskOid principals(kPrincipalClass);

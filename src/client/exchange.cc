@@ -11,10 +11,7 @@
 namespace ostrel {
 namespace {
 
-constexpr unsigned short kObjectServerPort = 5135;
-constexpr unsigned short kDirectoryPort = 5136;
-constexpr std::uint32_t kDirectoryGroup = 0xe0000102;  // 224.0.1.2
-constexpr unsigned kNoFamily = 0;                      // of an address value
+constexpr unsigned kNoFamily = 0;  // of an address value
 constexpr unsigned kIPv4 = 2;
 constexpr std::int64_t kMicroseconds = 1000000;  // in a second
 constexpr long kLongestWait = 1000000;           // seconds; then another begins

@@ -5,6 +5,8 @@
 #ifndef OSTREL_SRC_EXCHANGE_H
 #define OSTREL_SRC_EXCHANGE_H
 
+#include <ostrel/codes.h>
+#include <ostrel/names.h>
 #include <ostrel/transaction.h>
 #include <ostrel/type.h>
 #include <ostrel/veskPDU.h>
@@ -13,14 +15,10 @@
 #include <new>
 #include <utility>
 
-#include "base/codes.h"
 #include "value/owners.h"
 #include "value/values.h"
 
 namespace ostrel {
-
-// The flag of all searches that the library sends.
-constexpr unsigned kSearchFlag = 1;
 
 // Runs what may run out of memory. Returns its code, or 10 with errno ENOMEM
 // when it did: nothing is thrown at a program.

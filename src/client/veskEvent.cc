@@ -1,3 +1,4 @@
+#include <ostrel/names.h>
 #include <ostrel/veskError.h>
 #include <ostrel/veskEvent.h>
 
@@ -10,16 +11,6 @@
 using namespace ostrel;
 
 namespace {
-
-// What registrations are made of.
-constexpr const char* kRegistrationClass = "59.6.0.0";
-constexpr const char* kServerAttribute = "59.1.1";
-constexpr const char* kObjectAttribute = "59.6.1";
-constexpr const char* kEventAttribute = "59.6.2";
-constexpr const char* kHostAttribute = "59.6.3";
-constexpr const char* kPortAttribute = "59.6.4";
-constexpr const char* kExpiryAttribute = "59.6.5";
-constexpr const char* kNotifyExpire = "59.6.6";
 
 constexpr const char* kNoEvent = "Invalid";
 constexpr std::uint32_t kRegistrationSeconds = 3600;
@@ -72,7 +63,7 @@ void renew(veskEventHandler& handler, veskEventPDU& notice,
   Reply<veskSetRespPDU> reply = {kNetworkError};
   orOutOfMemory([&] {
     OwnedList attributes;
-    veskAppendAttr(attributes.get(), kExpiryAttribute, &expiry);
+    veskAppendAttr(attributes.get(), kRegistrationExpiry, &expiry);
     veskSetPDU request(notice.oid, attributes.get());
     reply = clientOf(handler).ask<veskSetRespPDU>(&sender, &request);
     return reply.code;
@@ -187,11 +178,11 @@ int veskEventHandler::reg(veskOid& oid, veskAid& event, veskOid* regOid,
     veskAddress to(server != nullptr ? *server : myHost);
     Owned<veskObject> record(new veskObject);
     veskList* attributes = record->attributeList;
-    veskAppendAttr(attributes, kServerAttribute, &to);
-    veskAppendAttr(attributes, kObjectAttribute, &oid);
-    veskAppendAttr(attributes, kEventAttribute, &event);
-    veskAppendAttr(attributes, kHostAttribute, &myHost);
-    veskAppendAttr(attributes, kPortAttribute, &myPort);
+    veskAppendAttr(attributes, kHostAddress, &to);
+    veskAppendAttr(attributes, kRegistrationObject, &oid);
+    veskAppendAttr(attributes, kRegistrationEvent, &event);
+    veskAppendAttr(attributes, kRegistrationAddress, &myHost);
+    veskAppendAttr(attributes, kRegistrationPort, &myPort);
     // Room for the record, so that nothing fails once the server has one.
     veskList kept;
     kept.append(record.get());
@@ -259,7 +250,7 @@ int veskEventHandler::receive(veskAddress* from, veskOid* oid, veskAid* event,
     if (notice == nullptr) return kNoError;
 
     veskAddress sender(source.sin_addr);
-    if (notice->aid == kNotifyExpire) {
+    if (notice->aid == kEventExpiry) {
       renew(*this, *notice, sender);
       return kNoError;
     }

@@ -1,8 +1,10 @@
+#include <ostrel/elements.h>
 #include <ostrel/veskAttr.h>
 #include <ostrel/veskQuery.h>
 
 #include <atomic>
 #include <cstdio>
+#include <utility>
 
 #include "base/platform.h"
 #include "client/client.h"
@@ -29,8 +31,8 @@ Client clientOf(veskQueryHandler& handler) {
 
 // The course of all operations but DSsearch.
 template <class Response>
-Reply<Response> exchange(veskQueryHandler& handler, veskAddress* server,
-                         veskPDU* request) {
+Reply<Response> ask(veskQueryHandler& handler, veskAddress* server,
+                    veskPDU* request) {
   if (handler.socket == kNoSocket) return {noSocket()};
   return clientOf(handler).ask<Response>(server, request);
 }
@@ -39,9 +41,9 @@ Reply<Response> exchange(veskQueryHandler& handler, veskAddress* server,
 // that is shorter stops the process.
 bool areAttributes(veskList& list, unsigned count) {
   if (count > list.count) list.index(list.count);
-  const listPointer* node = list.head.next;
-  for (; count > 0; count--, node = node->next) {
-    if (as<veskAttribute>(element(node)) == nullptr) return false;
+  auto each = Elements(list).begin();
+  for (; count > 0; count--) {
+    if (as<veskAttribute>(*each++) == nullptr) return false;
   }
   return true;
 }
@@ -53,12 +55,11 @@ int moveValues(veskList& from, veskList& to) {
     errno = EBADMSG;
     return kCodingError;
   }
-  const listPointer* source = from.head.next;
-  const listPointer* target = to.head.next;
-  for (; target != &to.head; target = target->next, source = source->next) {
-    auto* arrived = static_cast<veskAttribute*>(element(source));
-    static_cast<veskAttribute*>(element(target))->value = arrived->value;
-    arrived->value = nullptr;
+  auto source = Elements(from).begin();
+  for (veskType* target : Elements(to)) {
+    auto* arrived = static_cast<veskAttribute*>(*source++);
+    static_cast<veskAttribute*>(target)->value =
+        std::exchange(arrived->value, nullptr);
   }
   return kNoError;
 }
@@ -140,7 +141,7 @@ int veskQueryHandler::setAccess() { return clientOf(*this).setAccess(); }
 int veskQueryHandler::get(veskAddress* server, veskOid& oid, veskList& attrs,
                           veskList* errors) {
   veskGetPDU request(oid, &attrs);
-  const auto reply = exchange<veskGetRespPDU>(*this, server, &request);
+  const auto reply = ask<veskGetRespPDU>(*this, server, &request);
   if (!reply.succeeded()) return reply.code;
   const int code = moveValues(*reply.answer->list, attrs);
   if (code != kNoError) return code;
@@ -151,7 +152,7 @@ int veskQueryHandler::get(veskAddress* server, veskOid& oid, veskList& attrs,
 int veskQueryHandler::set(veskAddress* server, veskOid& oid, veskList& attrs,
                           veskList* errors) {
   veskSetPDU request(oid, &attrs);
-  const auto reply = exchange<veskSetRespPDU>(*this, server, &request);
+  const auto reply = ask<veskSetRespPDU>(*this, server, &request);
   if (reply.succeeded()) moveErrors(reply.answer->errors, errors);
   return reply.code;
 }
@@ -159,7 +160,7 @@ int veskQueryHandler::set(veskAddress* server, veskOid& oid, veskList& attrs,
 int veskQueryHandler::create(veskAddress* server, veskOid& oid, veskList& attrs,
                              veskOid& newOid, veskList* errors) {
   veskCreatePDU request(oid, &attrs);
-  const auto reply = exchange<veskCreateRespPDU>(*this, server, &request);
+  const auto reply = ask<veskCreateRespPDU>(*this, server, &request);
   if (reply.succeeded()) moveNewObject(*reply.answer, newOid, errors);
   return reply.code;
 }
@@ -167,26 +168,26 @@ int veskQueryHandler::create(veskAddress* server, veskOid& oid, veskList& attrs,
 int veskQueryHandler::clone(veskAddress* server, veskOid& oid, veskList& attrs,
                             veskOid& newOid, veskList* errors) {
   veskClonePDU request(oid, &attrs);
-  const auto reply = exchange<veskCloneRespPDU>(*this, server, &request);
+  const auto reply = ask<veskCloneRespPDU>(*this, server, &request);
   if (reply.succeeded()) moveNewObject(*reply.answer, newOid, errors);
   return reply.code;
 }
 
 int veskQueryHandler::remove(veskAddress* server, veskOid& oid) {
   veskRemovePDU request(oid);
-  return exchange<veskRemoveRespPDU>(*this, server, &request).code;
+  return ask<veskRemoveRespPDU>(*this, server, &request).code;
 }
 
 int veskQueryHandler::verify(veskAddress* server, veskOid& oid) {
   veskVerifyPDU request(oid);
-  return exchange<veskVerifyRespPDU>(*this, server, &request).code;
+  return ask<veskVerifyRespPDU>(*this, server, &request).code;
 }
 
 // Kept: the scope is not looked at.
 int veskQueryHandler::search(veskAddress* server, veskOid& oid, veskList& attrs,
                              veskList& results, int, veskList* errors) {
   veskSearchPDU request(oid, &attrs, kSearchFlag);
-  const auto reply = exchange<veskSearchRespPDU>(*this, server, &request);
+  const auto reply = ask<veskSearchRespPDU>(*this, server, &request);
   if (!reply.succeeded()) return reply.code;
   moveResults(reply.answer->list, &results);
   replaceErrors(reply.answer->errors, errors);

@@ -1,5 +1,7 @@
 #include "model/description.h"
 
+#include <ostrel/elements.h>
+
 #include "value/values.h"
 
 namespace ostrel {
@@ -13,16 +15,13 @@ void addOpening(Text* text, const char* lead, veskType& name) {
 }
 
 void addBlocks(Text* text, veskList& list) {
-  const listPointer* end = &list.head;
-  for (const listPointer* node = end->next; node != end; node = node->next) {
-    if (element(node) != nullptr) text->take(element(node)->getString());
+  for (veskType* block : Elements(list)) {
+    if (block != nullptr) text->take(block->getString());
   }
 }
 
 void copyElements(veskList* to, veskList& from) {
-  const listPointer* end = &from.head;
-  for (const listPointer* node = end->next; node != end; node = node->next)
-    to->append(copyOf(element(node)));
+  for (veskType* element : Elements(from)) to->append(copyOf(element));
 }
 
 }  // namespace ostrel

@@ -1,3 +1,4 @@
+#include <ostrel/names.h>
 #include <ostrel/tags.h>
 #include <ostrel/veskAttr.h>
 
@@ -18,7 +19,6 @@ namespace {
 
 constexpr std::size_t kLongestAttributeText = 1023;
 constexpr std::size_t kLongestObjectText = 8249;
-constexpr signed char kEquals = 1;
 
 // An operation code keeps the low 8 bits of what it is given.
 signed char lowByte(int op) { return static_cast<signed char>(op); }
@@ -80,20 +80,20 @@ char* ostrel::valueOpText(veskAttribute& attribute, const veskChar& op) {
   return text.cutTo(kLongestAttributeText).release();
 }
 
-veskAttributeValueOp::veskAttributeValueOp() : op(kEquals) {
+veskAttributeValueOp::veskAttributeValueOp() : op(kOperatorEquals) {
   tag = kTagAttributeValueOp;
 }
 veskAttributeValueOp::veskAttributeValueOp(veskAid* aid)
-    : veskAttributeValueOp(aid, nullptr, kEquals) {}
+    : veskAttributeValueOp(aid, nullptr, kOperatorEquals) {}
 veskAttributeValueOp::veskAttributeValueOp(veskAid* aid, veskType* initial)
-    : veskAttributeValueOp(aid, initial, kEquals) {}
+    : veskAttributeValueOp(aid, initial, kOperatorEquals) {}
 veskAttributeValueOp::veskAttributeValueOp(veskAid* aid, veskType* initial,
                                            int code)
     : veskAttribute(aid, initial), op(lowByte(code)) {
   tag = kTagAttributeValueOp;
 }
 veskAttributeValueOp::veskAttributeValueOp(veskAttribute* attr)
-    : veskAttribute(attr), op(kEquals) {
+    : veskAttribute(attr), op(kOperatorEquals) {
   // Kept: the tag stays that of an attribute here.
 }
 veskAttributeValueOp::veskAttributeValueOp(veskAttribute* attr, int code)

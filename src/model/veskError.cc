@@ -1,3 +1,4 @@
+#include <ostrel/codes.h>
 #include <ostrel/tags.h>
 #include <ostrel/veskError.h>
 
@@ -5,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "base/codes.h"
 #include "base/text.h"
 #include "value/members.h"
 

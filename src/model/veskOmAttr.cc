@@ -1,3 +1,4 @@
+#include <ostrel/names.h>
 #include <ostrel/tags.h>
 #include <ostrel/veskOmAttr.h>
 
@@ -6,12 +7,6 @@
 #include "value/wire.h"
 
 using namespace ostrel;
-
-namespace {
-
-constexpr int kEquals = 1;
-
-}  // namespace
 
 veskOmAttribute::veskOmAttribute() = default;
 veskOmAttribute::veskOmAttribute(veskAid* aid) : veskAttribute(aid) {}
@@ -33,20 +28,20 @@ veskOmAttribute::~veskOmAttribute() {
   value = nullptr;
 }
 
-veskOmAttributeValueOp::veskOmAttributeValueOp() : op(kEquals) {
+veskOmAttributeValueOp::veskOmAttributeValueOp() : op(kOperatorEquals) {
   tag = kTagAttributeValueOp;
 }
 veskOmAttributeValueOp::veskOmAttributeValueOp(veskAid* aid)
-    : veskOmAttributeValueOp(aid, nullptr, kEquals) {}
+    : veskOmAttributeValueOp(aid, nullptr, kOperatorEquals) {}
 veskOmAttributeValueOp::veskOmAttributeValueOp(veskAid* aid, veskType* kept)
-    : veskOmAttributeValueOp(aid, kept, kEquals) {}
+    : veskOmAttributeValueOp(aid, kept, kOperatorEquals) {}
 veskOmAttributeValueOp::veskOmAttributeValueOp(veskAid* aid, veskType* kept,
                                                int code)
     : veskOmAttribute(aid, kept), op(static_cast<signed char>(code)) {
   tag = kTagAttributeValueOp;
 }
 veskOmAttributeValueOp::veskOmAttributeValueOp(veskOmAttribute* attr)
-    : veskOmAttribute(attr), op(kEquals) {
+    : veskOmAttribute(attr), op(kOperatorEquals) {
   // Kept: the tag stays that of an attribute here.
 }
 veskOmAttributeValueOp::veskOmAttributeValueOp(veskOmAttribute* attr, int code)

@@ -1,5 +1,6 @@
 // Fragments: how they are made, which are let in, and where their bytes go.
 
+#include <ostrel/codes.h>
 #include <ostrel/datagram.h>
 
 #include <cerrno>
@@ -15,15 +16,15 @@ namespace {
 
 using ostrel::ByteReader;
 using ostrel::ByteWriter;
+using ostrel::kFragmentData;
+using ostrel::kFragmentHeader;
+using ostrel::kMostFragments;
 namespace platform = ostrel::platform;
 using Entry = veskDatagramReassemblyEntry;
 
 constexpr std::uint16_t kVersion = 1;
-constexpr unsigned kHeaderSize = 16;
-constexpr unsigned kFragmentData = 1456;
-constexpr unsigned kMostFragments = 65535;
 constexpr unsigned kLargestDatagram = 65507;  // what UDP over IPv4 carries
-constexpr unsigned kLargestSingle = kLargestDatagram - kHeaderSize;
+constexpr unsigned kLargestSingle = kLargestDatagram - kFragmentHeader;
 constexpr int kSocketBuffer = 65536;
 constexpr unsigned kPaceFragments = 20;
 constexpr unsigned kPaceTicks = 10;
@@ -38,7 +39,7 @@ struct FragmentHeader {
   std::uint32_t offset;
 };
 
-FragmentHeader readHeader(const char (&bytes)[kHeaderSize]) {
+FragmentHeader readHeader(const char (&bytes)[kFragmentHeader]) {
   ByteReader reader(bytes, sizeof bytes);
   FragmentHeader header;
   header.version = reader.number<std::uint16_t>();
@@ -50,7 +51,7 @@ FragmentHeader readHeader(const char (&bytes)[kHeaderSize]) {
   return header;
 }
 
-void writeHeader(const FragmentHeader& header, char (&bytes)[kHeaderSize]) {
+void writeHeader(const FragmentHeader& header, char (&bytes)[kFragmentHeader]) {
   ByteWriter writer(bytes, sizeof bytes);
   writer.number(header.version);
   writer.number(header.messageId);
@@ -189,9 +190,9 @@ int veskDatagramHandler::send(const sockaddr_in* to, void* data,
   for (unsigned sent = 0; sent < count;) {
     const unsigned left = length - header.offset;
     const unsigned size = left < kFragmentData ? left : kFragmentData;
-    char headerBytes[kHeaderSize];
+    char headerBytes[kFragmentHeader];
     writeHeader(header, headerBytes);
-    if (platform::sendParts(socket, *to, headerBytes, kHeaderSize,
+    if (platform::sendParts(socket, *to, headerBytes, kFragmentHeader,
                             bytes + header.offset, size) < 0) {
       if (errno != ENOBUFS) return 0;
       platform::pause(kPaceTicks);
@@ -219,11 +220,11 @@ unsigned int veskDatagramHandler::take(sockaddr_in* from, void** data,
   *owned = false;
   const unsigned stuckBefore = std::exchange(stuck_, 0);
   errno = 0;
-  char bytes[kHeaderSize] = {};
-  const long got = platform::peek(socket, from, bytes, kHeaderSize);
+  char bytes[kFragmentHeader] = {};
+  const long got = platform::peek(socket, from, bytes, kFragmentHeader);
   // A signal says nothing of the next datagram, which has its turn later.
   if (got < 0 && errno == EINTR) return 0;
-  if (fellShort(got, kHeaderSize)) {
+  if (fellShort(got, kFragmentHeader)) {
     platform::discard(socket);
     return tooShort();
   }
@@ -268,12 +269,12 @@ unsigned veskDatagramHandler::takeWhole(unsigned length, unsigned offset,
     errno = ENOMEM;
     return 0;
   }
-  char again[kHeaderSize];
-  const long got = platform::receiveParts(socket, again, kHeaderSize,
+  char again[kFragmentHeader];
+  const long got = platform::receiveParts(socket, again, kFragmentHeader,
                                           static_cast<char*>(*data) + offset,
                                           length - offset);
-  if (fellShort(got, kHeaderSize + 1)) return tooShort();
-  if (got == static_cast<long>(kHeaderSize + length)) return length;
+  if (fellShort(got, kFragmentHeader + 1)) return tooShort();
+  if (got == static_cast<long>(kFragmentHeader + length)) return length;
   errno = EBADMSG;
   return 0;
 }
@@ -283,11 +284,11 @@ unsigned veskDatagramHandler::takeFragment(Entry* entry, unsigned at,
                                            unsigned number, unsigned offset,
                                            void** data, bool* owned) {
   *data = entry->buffer;
-  char again[kHeaderSize];
-  const long got = platform::receiveParts(socket, again, kHeaderSize,
+  char again[kFragmentHeader];
+  const long got = platform::receiveParts(socket, again, kFragmentHeader,
                                           static_cast<char*>(*data) + offset,
                                           entry->totalLength - offset);
-  if (fellShort(got, kHeaderSize + 1)) return tooShort();
+  if (fellShort(got, kFragmentHeader + 1)) return tooShort();
   // Kept: a read that failed marks its fragment too. The buffer began as zeros,
   // so what the fragment would have filled is zeros.
   entry->received[number] = 1;

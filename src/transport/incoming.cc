@@ -1,12 +1,12 @@
 #include "transport/incoming.h"
 
+#include <ostrel/codes.h>
 #include <ostrel/tags.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <new>
 
-#include "base/codes.h"
 #include "value/owners.h"
 #include "value/walk.h"
 #include "value/wire.h"

@@ -1,12 +1,12 @@
 // PDU to message and back.
 
+#include <ostrel/codes.h>
 #include <ostrel/message.h>
 #include <ostrel/veskPDU.h>
 
 #include <cerrno>
 #include <cstdlib>
 
-#include "base/codes.h"
 #include "base/platform.h"
 #include "transport/incoming.h"
 
@@ -16,7 +16,8 @@ constexpr unsigned kFirstBufferSize = 1024;
 
 // What the fragments of one message hold at most. A PDU that does not encode in
 // so much room never will.
-constexpr unsigned kLargestMessage = 65535U * 1456U;
+constexpr unsigned kLargestMessage =
+    ostrel::kMostFragments * ostrel::kFragmentData;
 
 char* newBuffer(unsigned size) {
   return static_cast<char*>(ostrel::platform::allocate(size));

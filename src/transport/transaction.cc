@@ -1,5 +1,6 @@
 // Sending, matching and sending again.
 
+#include <ostrel/codes.h>
 #include <ostrel/message.h>
 #include <ostrel/transaction.h>
 #include <ostrel/veskPDU.h>
@@ -8,7 +9,6 @@
 #include <memory>
 #include <new>
 
-#include "base/codes.h"
 #include "base/pool.h"
 #include "base/seconds.h"
 #include "transport/incoming.h"

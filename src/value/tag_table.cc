@@ -3,6 +3,7 @@
 
 #include "value/tag_table.h"
 
+#include <ostrel/elements.h>
 #include <ostrel/objectdesc.h>
 #include <ostrel/tags.h>
 #include <ostrel/type.h>
@@ -394,9 +395,7 @@ void readElements(ByteReader& reader, std::uint32_t count, veskList& list) {
 }
 
 void writeElements(ByteWriter& writer, const veskList& list) {
-  const listPointer* const end = &list.head;
-  for (const listPointer* node = end->next; node != end; node = node->next) {
-    veskType* const value = element(node);
+  for (veskType* value : Elements(list)) {
     if (value == nullptr) return writer.fail();
     char* const behind = writeQuickly(writer.at(), writer.left(), *value);
     if (behind != nullptr)

@@ -1,4 +1,5 @@
 #include <arpa/inet.h>
+#include <ostrel/elements.h>
 #include <ostrel/tags.h>
 #include <ostrel/type.h>
 
@@ -685,10 +686,10 @@ int veskAddress::operator==(const char* text) {
 namespace {
 
 void addElements(Text* text, veskList& list) {
-  const listPointer* first = list.head.next;
-  for (const listPointer* node = first; node != &list.head; node = node->next) {
-    if (node != first) text->add(", ", 2);
-    veskType* const value = element(node);
+  bool isFirst = true;
+  for (veskType* value : Elements(list)) {
+    if (!isFirst) text->add(", ", 2);
+    isFirst = false;
     if (value == nullptr) continue;
     // A list writes right into the text: copying it up level by level would
     // cost the square of its depth. Classes derived from it have texts of
@@ -722,11 +723,10 @@ int veskList::compare(veskType& other) {
   auto* same = as<veskList>(other);
   if (same == nullptr) return 1;
   if (count != same->count) return wrappedDifference(count, same->count);
-  const listPointer* theirs = same->head.next;
-  for (const listPointer* mine = head.next; mine != &head; mine = mine->next) {
-    const int order = compareElements(element(mine), element(theirs));
+  auto theirs = Elements(*same).begin();
+  for (veskType* mine : Elements(*this)) {
+    const int order = compareElements(mine, *theirs++);
     if (order != 0) return order;
-    theirs = theirs->next;
   }
   return 0;
 }
@@ -763,19 +763,15 @@ char* veskList::getString() {
 
 veskType* veskList::dup() {
   auto* copy = new veskList;
-  for (const listPointer* node = head.next; node != &head; node = node->next)
-    copy->append(copyOf(element(node)));
+  for (veskType* element : Elements(*this)) copy->append(copyOf(element));
   return copy;
 }
 
 int veskList::operator==(veskList& other) {
-  if (count != other.count) return 0;
-  const listPointer* theirs = other.head.next;
-  for (const listPointer* mine = head.next; mine != &head; mine = mine->next) {
-    if (mine->data != theirs->data) return 0;
-    theirs = theirs->next;
-  }
-  return 1;
+  const Elements mine(*this);
+  const Elements theirs(other);
+  return count == other.count &&
+         std::equal(mine.begin(), mine.end(), theirs.begin());
 }
 
 veskList& veskList::operator=(const veskList& other) {

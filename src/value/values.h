@@ -29,11 +29,6 @@ T* as(veskType& value) {
   return as<T>(&value);
 }
 
-// The element that a node of a value list holds; may be null.
-inline veskType* element(const listPointer* node) {
-  return static_cast<veskType*>(node->data);
-}
-
 // A copy of a value that may be missing.
 inline veskType* copyOf(veskType* value) {
   return value == nullptr ? nullptr : value->dup();
