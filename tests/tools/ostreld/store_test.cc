@@ -89,13 +89,20 @@ TYPED_TEST(StoreTest, NumbersEachClassByItself) {
 
 TYPED_TEST(StoreTest, ForgetsATransactionThatWasNotCommitted) {
   this->insert("59.200.0.1");
+  this->write("59.200.0.1", "59.200.1", "kept");
+  this->store.keepAnswer("former", "kept", 10);
   {
     Transaction transaction(this->store);
+    this->write("59.200.0.1", "59.200.1", "forgotten");
+    this->write("59.200.0.1", "59.200.2", "forgotten");
     this->insert("59.200.0.2");
     this->store.remove(veskOid("59.200.0.1"));
     EXPECT_EQ(this->store.takeNumber(veskOid("59.200")), 1U);
     this->store.keepAnswer("question", "answer", 100);
+    this->store.forgetAnswers(50);
   }
+  EXPECT_EQ(this->store.answer("former", 1), "kept");
+  EXPECT_THAT(this->attributes("59.200.0.1"), ElementsAre("59.200.1=kept"));
   EXPECT_THAT(this->texts(this->store.objects(veskOid("59.200"))),
               ElementsAre("59.200.0.1"));
   EXPECT_EQ(this->store.takeNumber(veskOid("59.200")), 1U);

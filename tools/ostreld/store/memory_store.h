@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <utility>
@@ -51,26 +52,39 @@ class MemoryStore : public Store {
   }
 
   void insert(const veskOid& oid) override {
-    if (!content_.objects.try_emplace(keyOf<4>(oid)).second)
+    const Oid key = keyOf<4>(oid);
+    if (!content_.objects.try_emplace(key).second)
       throw StoreError("an object is there already");
+    remember([this, key] { content_.objects.erase(key); });
   }
 
   void write(const veskOid& oid, const veskAid& id,
              std::string_view value) override {
-    content_.objects[keyOf<4>(oid)][keyOf<3>(id)] = value;
+    const Oid key = keyOf<4>(oid);
+    auto& attributes = content_.objects[key];
+    remember(
+        [this, key, before = attributes] { content_.objects[key] = before; });
+    attributes[keyOf<3>(id)] = value;
   }
 
   void remove(const veskOid& oid) override {
-    content_.objects.erase(keyOf<4>(oid));
+    const auto found = content_.objects.find(keyOf<4>(oid));
+    if (found == content_.objects.end()) return;
+    remember([this, before = *found] { content_.objects.insert(before); });
+    content_.objects.erase(found);
   }
 
   std::uint64_t takeNumber(const veskOid& classOid) override {
-    return ++content_.numbers[keyOf<2>(classOid)];
+    const Class key = keyOf<2>(classOid);
+    remember([this, key] { --content_.numbers[key]; });
+    return ++content_.numbers[key];
   }
 
   void keepAnswer(std::string_view request, std::string_view answer,
                   std::int64_t expires) override {
-    content_.answers[std::string(request)] = {std::string(answer), expires};
+    const std::string key(request);
+    content_.answers[key] = {std::string(answer), expires};
+    remember([this, key] { content_.answers.erase(key); });
   }
 
   std::optional<std::string> answer(std::string_view request,
@@ -82,9 +96,14 @@ class MemoryStore : public Store {
   }
 
   void forgetAnswers(std::int64_t now) override {
-    for (auto at = content_.answers.begin(); at != content_.answers.end();)
-      at =
-          at->second.expires < now ? content_.answers.erase(at) : std::next(at);
+    for (auto at = content_.answers.begin(); at != content_.answers.end();) {
+      if (at->second.expires >= now) {
+        ++at;
+        continue;
+      }
+      remember([this, before = *at] { content_.answers.insert(before); });
+      at = content_.answers.erase(at);
+    }
   }
 
  private:
@@ -116,13 +135,25 @@ class MemoryStore : public Store {
     return id;
   }
 
-  // A copy of everything: few objects live here.
-  void begin() override { before_ = content_; }
-  void commit() override { before_ = Content(); }
-  void rollback() noexcept override { content_ = std::move(before_); }
+  // What undoes a change, if a transaction is under way.
+  void remember(std::function<void()> undo) {
+    if (recording_) undo_.push_back(std::move(undo));
+  }
+
+  void begin() override { recording_ = true; }
+  void commit() override { end(); }
+  void rollback() noexcept override {
+    for (; !undo_.empty(); undo_.pop_back()) undo_.back()();
+    end();
+  }
+  void end() {
+    recording_ = false;
+    undo_.clear();
+  }
 
   Content content_;
-  Content before_;  // what a transaction began with
+  bool recording_ = false;
+  std::vector<std::function<void()>> undo_;  // the last change at the end
 };
 
 }  // namespace ostrel::tools::server
