@@ -26,7 +26,7 @@ constexpr unsigned kTicksInSecond = 100;
 constexpr std::size_t kSmallBlock = kFragmentData;
 constexpr long kMicrosecondsInSecond = 1000L * 1000;
 
-// Room for what the resolver says of a host, and where it is enough.
+// The resolver's buffer for a host: its first size, and its largest.
 constexpr std::size_t kFirstHostRoom = 1024;
 constexpr std::size_t kMostHostRoom = 1024 * 1024;
 

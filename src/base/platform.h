@@ -17,15 +17,15 @@
 namespace ostrel {
 namespace platform {
 
-// Zeroed memory for a message, which free() releases; a block of its own even
-// for 0 bytes. Null when there is none left.
+// Zeroed memory for a message; free() releases it. Even for 0 bytes it is a
+// block of its own. Null when memory has run out.
 void* allocate(std::size_t size);
 
 // Calendar time in whole seconds.
 long now();
 
-// Microseconds since some moment before the program began; nobody sets this
-// clock.
+// Microseconds since some moment before the program began. This clock is never
+// set.
 std::int64_t elapsed();
 
 // Sleeps for a number of scheduler clock ticks of 10 ms.
@@ -36,11 +36,11 @@ int openSocket();
 
 int bindSocket(int socket, const sockaddr_in& address);
 
-// Asks for `bytes` of room for what waits to be sent, and for what has arrived.
+// Asks for a send buffer, and a receive buffer, of `bytes`.
 int setSendBuffer(int socket, int bytes);
 int setReceiveBuffer(int socket, int bytes);
 
-// How many networks a multicast datagram sent here may cross.
+// Sets the TTL of multicast datagrams that are sent here.
 int setMulticastTtl(int socket, unsigned char ttl);
 
 // Stores the socket's own address and port.
@@ -48,8 +48,8 @@ int socketName(int socket, sockaddr_in* address);
 
 int closeSocket(int socket);
 
-// What tells a descriptor's socket from whatever else may have its number
-// later.
+// Identifies a descriptor's socket: its number may later belong to another
+// file.
 struct Identity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
@@ -67,8 +67,8 @@ long sendParts(int socket, const sockaddr_in& to, const void* header,
 // it queued. Blocks until there is one. Returns the bytes stored.
 long peek(int socket, sockaddr_in* from, void* header, std::size_t size);
 
-// Takes the next datagram: its first headerSize bytes into `header`, what
-// follows into `data`, and what has no room there is lost. Returns the bytes
+// Takes the next datagram: its first headerSize bytes go into `header`, the
+// following ones into `data`. Bytes that do not fit are lost. Returns the bytes
 // stored. Never blocks: with nothing queued it fails with EAGAIN.
 long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
                   std::size_t dataSize);
@@ -76,13 +76,13 @@ long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
 // Takes the next datagram and drops it. Never blocks, as receiveParts().
 int discard(int socket);
 
-// Waits until something can be read from the socket, whatever its number is,
-// for at most the given time; one that is not above zero only looks. Returns 1
-// when there is, 0 when the time has passed, -1 on failure (EINTR: a signal).
+// Waits until the socket can be read, for at most the given time; any
+// descriptor number will do. With a time of zero or less it only looks. Returns
+// 1 when there is, 0 when the time has passed, -1 on failure (EINTR: a signal).
 int waitReadable(int socket, long seconds, long microseconds);
 
-// Stores this host's name with its NUL. Of a name that does not fit, the
-// beginning is stored, still with a NUL.
+// Stores this host's name with its NUL. A name that does not fit is cut off,
+// and still ends with a NUL.
 int hostName(char* buffer, std::size_t size);
 
 // Stores the first IPv4 address of a host, in network byte order: the first in

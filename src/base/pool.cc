@@ -9,7 +9,7 @@ __thread Pool::Lists* Pool::mine_ = &Pool::unopened_;
 
 void* Pool::refill(std::size_t size) {
 #if !defined(OSTREL_POOL_OFF)
-  // A block that will serve every size of its list.
+  // Large enough for every size of its list.
   if (size <= kLargest) size = bytesOf(slotOf(size)) - kWord;
 #endif
   return ::operator new(size);
@@ -23,7 +23,7 @@ void Pool::overflow(void* memory) noexcept {
 }
 
 // The first block that a thread gives back opens its lists. The closer empties
-// them at the thread's end; what comes later goes to the allocator.
+// them at the thread's end. Blocks that are released later go to the allocator.
 void Pool::openLists() noexcept {
   auto* lists = new (std::nothrow) Lists();
   if (lists == nullptr) return;

@@ -2,9 +2,9 @@
 // free blocks for each size, so that decoding an answer and freeing it again
 // hardly ever reaches the allocator.
 //
-// Each block is allocated by itself with plain operator new, so whoever frees
-// one with plain operator delete is right as well. Sanitizers see every
-// allocation: under them nothing is kept.
+// Each block is allocated by itself with plain operator new, so plain operator
+// delete may free one too. Sanitizers see every allocation: under them nothing
+// is kept.
 
 #ifndef OSTREL_SRC_POOL_H
 #define OSTREL_SRC_POOL_H
@@ -24,9 +24,8 @@
 namespace ostrel {
 
 class Pool {
-  // An allocator keeps a word with each block and rounds the sum: these are the
-  // sizes that waste nothing then. Sizes that round up to the same one share a
-  // list.
+  // An allocator adds a word to each block and rounds the sum up. These sizes
+  // waste nothing then. Sizes that round up to the same one share a list.
   static constexpr std::size_t kWord = sizeof(std::size_t);
   static constexpr std::size_t kGrain = 16;
   static constexpr std::size_t kSlots = 17;
@@ -41,7 +40,8 @@ class Pool {
   // Larger blocks are never kept.
   static constexpr std::size_t kLargest = kSlots * kGrain - kWord;
 
-  // What a thread keeps at most: an answer of some 3000 attributes.
+  // How much a thread keeps at most: enough for an answer of some 3000
+  // attributes.
   static constexpr std::size_t kMostKept = 512 * 1024;
 
   // Which list has the blocks for a size, and what each of them takes.
@@ -54,8 +54,8 @@ class Pool {
     std::uint16_t bytes = 0;
   };
 
-  // What one thread keeps. Whoever allocates and frees much in one go asks for
-  // it once.
+  // The free blocks of one thread. Code that allocates and frees many blocks in
+  // a row asks for this once.
   class Lists {
    public:
     // A block of at least `size` bytes.
@@ -115,7 +115,8 @@ class Pool {
   }
 
  private:
-  // The ways to and from the allocator, kept out of line for the others' sake.
+  // Calls of the allocator. They are out of line, so that the common path stays
+  // short.
   [[gnu::noinline, gnu::cold]] static void* refill(std::size_t size);
   [[gnu::noinline, gnu::cold]] static void overflow(void* memory) noexcept;
   static void openLists() noexcept;
@@ -127,8 +128,9 @@ class Pool {
   // A thread's lists, or one of two that keep nothing: before the first block
   // that the thread gives back, and after its end.
   //
-  // One word for each thread, which is found without a call. (`__thread`, since
-  // a thread_local of another file might have to be made first.)
+  // One word for each thread, which is read without a call. (`__thread`:
+  // reading a thread_local of another file calls a function, because it may
+  // have to be constructed first.)
   [[gnu::tls_model("initial-exec")]] static __thread Lists* mine_;
   static Lists unopened_;
   static Lists ended_;

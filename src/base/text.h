@@ -25,12 +25,13 @@ class Text {
   // Adds a text that came from getString() and frees it; null adds nothing.
   Text& take(char* text);
 
-  // Drops everything behind the first `length` characters.
+  // Drops everything after the first `length` characters.
   Text& cutTo(std::size_t length);
 
   std::size_t length() const { return length_; }
 
-  // The text with a NUL behind it; the caller frees it, and this is empty.
+  // The text with a NUL at its end. The caller frees it; this object is empty
+  // afterwards.
   char* release();
 
  private:
@@ -41,7 +42,7 @@ class Text {
   std::size_t capacity_ = 0;
 };
 
-// A copy of `count` bytes with a NUL behind them, from malloc.
+// A copy of `count` bytes with a NUL after them, from malloc.
 char* copyText(const char* bytes, std::size_t count);
 
 }  // namespace ostrel

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kLocalHost = "127.0.0.1";
 constexpr long kPatience = 30;  // seconds for each of the two exchanges
 
-// Has requests sent once and given up after kPatience, as long as it lives.
+// While it lives, requests are sent once and given up after kPatience.
 class SentOnce {
  public:
   explicit SentOnce(veskTransactionHandler& handler)
@@ -39,8 +39,8 @@ class SentOnce {
   int retries_;
 };
 
-// The identifier that stands first in a list, by itself or as the value of an
-// attribute; null when none does.
+// The identifier that is the first element of a list, or the value of an
+// attribute there; null when there is none.
 veskOid* firstIdentifier(veskList* list) {
   if (auto* attribute = firstOf<veskAttribute>(list))
     return as<veskOid>(attribute->value);

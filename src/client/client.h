@@ -1,5 +1,5 @@
-// What both handlers share: they ask in the name of the calling user, whose
-// principal they look up once and then know.
+// Shared by both handlers: they send requests in the name of the calling user.
+// They look up the user's principal once and remember it.
 
 #ifndef OSTREL_SRC_CLIENT_H
 #define OSTREL_SRC_CLIENT_H
@@ -10,10 +10,10 @@
 
 namespace ostrel {
 
-// What an operation returns that has no socket to ask through.
+// The result of an operation without a socket.
 int noSocket();
 
-// A handler as the side that asks. Made for one call; owns nothing.
+// The parts of a handler that send requests. Made for one call; owns nothing.
 struct Client {
   veskTransactionHandler* handler;
   int socket;
@@ -24,8 +24,8 @@ struct Client {
   // code of the lookup that failed.
   int setAccess();
 
-  // Puts the principal into a request; one that cannot be found leaves the
-  // former one, or none.
+  // Puts the principal into a request. When it cannot be found, the request
+  // gets the former one, or none.
   void sign(veskPDU* request);
 
   // Signs a request, asks the object server and waits for its answer.

@@ -6,8 +6,8 @@ using namespace ostrel;
 
 namespace {
 
-// The only place where a PDU of any class becomes a veskRespPDU*, as both calls
-// have it.
+// The only place where a PDU of any class becomes a veskRespPDU*: both calls
+// return one.
 int handOut(Ending ending, veskRespPDU** response) {
   if (!ending.sent) return ending.code;
   veskPDU* pdu = ending.gaveUp;

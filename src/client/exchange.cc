@@ -16,8 +16,8 @@ constexpr unsigned kIPv4 = 2;
 constexpr std::int64_t kMicroseconds = 1000000;  // in a second
 constexpr long kLongestWait = 1000000;           // seconds; then another begins
 
-// Datagrams that are taken after a wait has ended, before the timers are asked:
-// what may have been queued by then. The receive buffer holds fewer.
+// How many datagrams are taken after a wait has ended, before the timers are
+// looked at: those that may be queued. The receive buffer holds fewer.
 constexpr unsigned kMostQueued = 1024;
 
 // The address in a value; null when it is no IPv4 address, with the cause in
@@ -32,7 +32,7 @@ const in_addr* addressOf(veskAddress* value) {
   return nullptr;
 }
 
-// What a request may be answered by.
+// The kinds of PDUs that may answer a request.
 struct Answers {
   unsigned request;
   Kinds kinds;
@@ -77,11 +77,11 @@ class Exchange {
 
   int send(const in_addr& address, unsigned short port);
 
-  // Waits for the next answer, or for whatever leaves none to wait for.
+  // Waits for the next answer, or until no answer can come any more.
   Ending next();
 
  private:
-  // Has the handler do what is due. Returns whether a request gave up.
+  // Lets the handler do what is due. Returns whether a request gave up.
   bool tick(Ending* ending);
 
   veskTransactionHandler& handler_;
@@ -126,9 +126,9 @@ Ending Exchange::next() {
     }
     if (ready < 0) return {kNetworkError, true};
     if (ready == 0) {
-      // Only now, and not with each datagram: the handler's clock has whole
-      // seconds, by which a time-out may seem to be over before it is. And not
-      // sooner: the answer may be queued already, however late it is read.
+      // Not after each datagram: the handler's clock has whole seconds, so a
+      // time-out may seem to be over too early. And not while datagrams are
+      // queued: the answer may be among them.
       if (tick(&end)) return end;
       late = 0;
       continue;
@@ -141,7 +141,7 @@ Ending Exchange::next() {
     Arrived<veskPDU> answer(pdu);
     if (from_ != nullptr) *from_ = sender_.sin_addr;
     if (answer != nullptr) return {kNoError, true, std::move(answer)};
-    // The answer is there, and no memory for it.
+    // The answer has arrived, but there is no memory for it.
     if (awaited && code == kNetworkError) return {code, true};
   }
 }
@@ -156,7 +156,7 @@ Ending askObjectServer(veskTransactionHandler& handler, int socket,
   return exchange.next();
 }
 
-// Noting who answered takes memory.
+// Storing the sender's address takes memory.
 Ending askDirectory(veskTransactionHandler& handler, int socket,
                     veskAddress* server, veskPDU& request, veskAddress* from,
                     bool firstAnswer, Wanted wanted) try {
@@ -189,8 +189,8 @@ void moveElements(veskList* from, veskList* to) {
   appendElements(from, to);
 }
 
-// The nodes themselves change lists: new ones would take memory, and when there
-// was none the caller's list would have lost its elements already.
+// The nodes themselves move: new ones would take memory, and if that ran out,
+// the caller's list would already have lost its elements.
 void appendElements(veskList* from, veskList* to) {
   if (from->count == 0) return;
   listPointer* first = from->head.next;

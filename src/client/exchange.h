@@ -1,6 +1,5 @@
-// What is left to say of an exchange once it has ended: who frees the answer,
-// and whether it is one. OSrequest and DSrequest hand out the same as raw
-// pointers.
+// How an exchange ends: with an answer that is owned and has a known class, or
+// with a code. OSrequest and DSrequest return the same as raw pointers.
 
 #ifndef OSTREL_SRC_EXCHANGE_H
 #define OSTREL_SRC_EXCHANGE_H
@@ -20,8 +19,8 @@
 
 namespace ostrel {
 
-// Runs what may run out of memory. Returns its code, or 10 with errno ENOMEM
-// when it did: nothing is thrown at a program.
+// Runs work that may run out of memory. Returns its code; or 10 with errno
+// ENOMEM when memory ran out, so that nothing is thrown at a program.
 template <class Work>
 int orOutOfMemory(Work work) {
   try {
@@ -40,8 +39,8 @@ struct Ending {
   veskPDU* gaveUp = nullptr;  // a request that gave up; its owner's as before
 };
 
-// What an answer is wanted for. Of another kind than belongs to the request,
-// the handlers only want to know that it came: its header is all that is made.
+// Which answers the caller wants whole. The handlers need only the header of an
+// answer of the wrong kind: it tells that an answer came.
 enum class Wanted { kAnything, kItsKind };
 
 // The exchanges behind OSrequest and DSrequest.
@@ -64,7 +63,7 @@ struct Reply {
 };
 
 // Answers are matched by their request id alone, so any PDU may come back for
-// any request: this is where one of another class ends.
+// any request. An answer of another class is refused here.
 template <class Response>
 Reply<Response> replyOf(Ending ending) {
   if (ending.code != kNoError) return {ending.code};
@@ -78,15 +77,15 @@ Reply<Response> replyOf(Ending ending) {
   return {response->status.value, Arrived<Response>(response)};
 }
 
-// Hands the elements of a list that arrived over to a caller's list, whose
-// former elements are dropped and not freed. None of these takes memory.
+// Moves the elements of a list that arrived to a caller's list, whose former
+// elements are dropped and not freed. These functions take no memory.
 void moveElements(veskList* from, veskList* to);
 
-// The same, but behind the elements that are there.
+// The same, but the former elements stay; the others follow them.
 void appendElements(veskList* from, veskList* to);
 
-// As moveElements() for a list of errors, but the former elements are freed;
-// without an error, or with nowhere to put it, nothing changes.
+// As moveElements(), for a list of errors, but the former elements are freed.
+// When there are no errors, or `to` is null, nothing changes.
 void moveErrors(veskList* from, veskList* to);
 
 // The first element of a list as a T, or null.

@@ -23,8 +23,8 @@ Client clientOf(veskEventHandler& handler) {
           handler.principalCache, handler.currentAccess};
 }
 
-// Has the debug output print something. What there is no memory for is left
-// out; errno stays.
+// Prints debug output. It leaves out what there is no memory for, and keeps
+// errno.
 template <class Print>
 void report(const veskEventHandler& handler, Print print) {
   if (handler.debug == 0) return;
@@ -32,8 +32,8 @@ void report(const veskEventHandler& handler, Print print) {
   orOutOfMemory([&] { return print(), kNoError; });
 }
 
-// When a registration is to expire next: an hour after the time that the
-// notice carries, or 0 when it carries none.
+// When a registration is to expire next: an hour after the time in the notice,
+// or 0 when the notice has none.
 veskTime renewedExpiry(const veskEventHandler& handler, veskList* args) {
   veskTime expiry;
   std::uint32_t noticed = 0;
@@ -49,8 +49,8 @@ veskTime renewedExpiry(const veskEventHandler& handler, veskList* args) {
   return expiry;
 }
 
-// Writes a new time of expiry to the registration that a notice is about.
-// Nobody but the debug output hears of a failure.
+// Writes a new time of expiry to the registration that a notice is about. Only
+// the debug output reports a failure.
 void renew(veskEventHandler& handler, veskEventPDU& notice,
            veskAddress& sender) {
   report(handler, [&] {
@@ -72,7 +72,7 @@ void renew(veskEventHandler& handler, veskEventPDU& notice,
     if (reply.answer == nullptr) {
       std::perror("ostrelEventHander::receive: error setting notifExpire time");
     } else if (reply.code != kNoError) {
-      // Kept: -1 is reported here as well, in the same words as other codes.
+      // Kept: -1 is reported here too, in the same words as other codes.
       const TextToPrint error(
           veskGetErrorString(reply.code, reply.answer->errors));
       std::fprintf(stderr, "veskEventHandler::receive: pdu error: %s\n",
@@ -81,7 +81,7 @@ void renew(veskEventHandler& handler, veskEventPDU& notice,
   });
 }
 
-// Says what became of the record of a registration, before it is forgotten.
+// Reports what happened to the record of a registration.
 void reportUnregistered(veskObject& record, int code) {
   const TextToPrint text(record);
   if (code == kNoError) {
@@ -94,8 +94,8 @@ void reportUnregistered(veskObject& record, int code) {
                text.get(), error.get());
 }
 
-// Makes a handler unless there is one. Returns whether there is one now; when
-// there was no memory, errno is ENOMEM.
+// Makes a handler unless there is one. Returns whether there is one now; errno
+// is ENOMEM when memory ran out.
 template <class Handler>
 bool make(Handler** handler) {
   return *handler != nullptr || orOutOfMemory([&] {
@@ -122,7 +122,7 @@ veskEventHandler::veskEventHandler()
       messageHandler(nullptr),
       transactionHandler(nullptr) {
   char name[kHostNameSize] = "";
-  // Kept: debug is off here, so that nobody ever reads this message.
+  // Kept: debug is off here, so this message is never printed.
   if (!findMyHost(name, &myHost) && debug != 0) {
     std::fprintf(stderr,
                  "ostrelEventHandler: Cannot get address of my host '%s'.\n",
@@ -183,7 +183,8 @@ int veskEventHandler::reg(veskOid& oid, veskAid& event, veskOid* regOid,
     veskAppendAttr(attributes, kRegistrationEvent, &event);
     veskAppendAttr(attributes, kRegistrationAddress, &myHost);
     veskAppendAttr(attributes, kRegistrationPort, &myPort);
-    // Room for the record, so that nothing fails once the server has one.
+    // Makes room for the record first: nothing may fail once the server has the
+    // registration.
     veskList kept;
     kept.append(record.get());
 
@@ -230,7 +231,7 @@ int veskEventHandler::unreg(veskOid& regOid, veskAddress* server) {
       return reply.code;
     }
     report(*this, [&] { reportUnregistered(*record, reply.code); });
-    // Kept: a registration that the server would not remove is forgotten too.
+    // Kept: a registration that the server refuses to remove is forgotten too.
     events.remove(static_cast<unsigned>(index));
     delete record;
     return reply.code;

@@ -15,8 +15,8 @@ namespace {
 
 constexpr int kNoSocket = 0;
 
-// How many networks multicasts may cross. Kept: one number for the whole
-// process, which each attempt at discovery changes for all handlers to come.
+// The TTL of multicasts. Kept: it is process-wide, and each attempt at
+// discovery changes it for handlers that are made later.
 std::atomic<unsigned char> multicastTtl{4};
 
 int applyMulticastTtl(int socket) {
@@ -29,7 +29,7 @@ Client clientOf(veskQueryHandler& handler) {
           handler.currentAccess};
 }
 
-// The course of all operations but DSsearch.
+// The steps of all operations but DSsearch.
 template <class Response>
 Reply<Response> ask(veskQueryHandler& handler, veskAddress* server,
                     veskPDU* request) {
@@ -37,8 +37,8 @@ Reply<Response> ask(veskQueryHandler& handler, veskAddress* server,
   return clientOf(handler).ask<Response>(server, request);
 }
 
-// Whether the first `count` elements of a list are attributes. Kept: a list
-// that is shorter stops the process.
+// Whether the first `count` elements of a list are attributes. Kept: a shorter
+// list stops the process.
 bool areAttributes(veskList& list, unsigned count) {
   if (count > list.count) list.index(list.count);
   auto each = Elements(list).begin();
@@ -64,40 +64,41 @@ int moveValues(veskList& from, veskList& to) {
   return kNoError;
 }
 
-// Where create and clone leave the new object's identifier.
+// Stores the new object's identifier for create and clone.
 void moveNewObject(veskCreateRespPDU& answer, veskOid& newOid,
                    veskList* errors) {
   if (answer.errors->count == 0) newOid = answer.oid;
   moveErrors(answer.errors, errors);
 }
 
-// What was found; finding nothing leaves the caller's list as it was.
+// Moves what was found. When nothing was found, the caller's list stays as it
+// was.
 void moveResults(veskList* from, veskList* to) {
   if (from->count != 0) moveElements(from, to);
 }
 
-// Empties a caller's list of errors, whether or not any have come.
+// Empties the caller's list of errors, even when the answer has none.
 void replaceErrors(veskList* from, veskList* to) {
   if (to == nullptr) return;
   to->destroyDecodedElements();
   moveErrors(from, to);
 }
 
-// What names an attribute in a message; anything else has no identifier.
+// The identifier of an attribute, for messages; other elements have none.
 char* identifierText(veskAttribute* attribute) {
   return attribute != nullptr ? attribute->id.getString()
                               : veskAid().getString();
 }
 
-// One attempt at discovery: seconds to wait, and networks to cross.
+// One attempt at discovery: seconds to wait, and the TTL.
 struct Attempt {
   long timeout;
   unsigned char ttl;
 };
 constexpr Attempt kAttempts[] = {{3, 1}, {3, 2}, {5, 4}, {5, 8}};
 
-// Looks for a directory server further and further away. Returns 0 with the
-// address of the first one that answers, whatever it answers, else 10.
+// Looks for a directory server with a growing TTL. Returns 0 with the address
+// of the first one that answers, whatever the answer says; else 10.
 int discover(veskQueryHandler& handler, veskAddress* found) {
   veskTransactionHandler& transactions = *handler.transactionHandler;
   veskOid anything;
@@ -183,7 +184,7 @@ int veskQueryHandler::verify(veskAddress* server, veskOid& oid) {
   return ask<veskVerifyRespPDU>(*this, server, &request).code;
 }
 
-// Kept: the scope is not looked at.
+// Kept: the scope is ignored.
 int veskQueryHandler::search(veskAddress* server, veskOid& oid, veskList& attrs,
                              veskList& results, int, veskList* errors) {
   veskSearchPDU request(oid, &attrs, kSearchFlag);
@@ -221,7 +222,7 @@ int veskQueryHandler::DSsearch(veskAddress* server, veskOid& oid,
     if (!reply.succeeded()) return reply.code;
     veskDSsearchRespPDU& answer = *reply.answer;
     moveResults(answer.list, &results);
-    // Kept: a second list takes the place of the errors.
+    // Kept: the errors are returned only without a second list.
     if (answer.list2->count == 0) {
       replaceErrors(answer.errors, errors);
     } else if (results2 != nullptr) {

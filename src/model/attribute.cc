@@ -62,15 +62,15 @@ Members wireOrder(veskAttributeDesc& self) {
 }  // namespace
 
 unsigned veskAttributeDesc::encode(char* buffer, unsigned length) {
-  // Without a default value it is one whose decode() ran out of memory.
+  // The default value is null when decode() ran out of memory.
   if (defval == nullptr) return 0;
   return encodeMembers(veskType::encode(buffer, length), buffer, length,
                        wireOrder(*this));
 }
 
 unsigned veskAttributeDesc::decode(char* buffer, unsigned length) {
-  // Kept: a plain veskType reads the tag of the default value and leaves its
-  // body to the members behind it.
+  // Kept: a plain veskType reads only the tag of the default value. The next
+  // member then reads its body.
   defval = new veskType;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
                        wireOrder(*this));

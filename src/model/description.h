@@ -1,5 +1,5 @@
-// What the description records share: their lines of text, their lists, and
-// the whole of actions and events, which differ in a word and a tag.
+// Shared by the descriptions: their lines of text and their lists. Actions and
+// events share everything but a word and a tag.
 
 #ifndef OSTREL_SRC_DESCRIPTION_H
 #define OSTREL_SRC_DESCRIPTION_H
@@ -17,7 +17,7 @@ void addField(Text* text, const char* lead, veskType& value);
 // Adds "LEAD NAME {" and a newline.
 void addOpening(Text* text, const char* lead, veskType& name);
 
-// Adds the texts of all elements, one behind the other.
+// Adds the texts of all elements, one after another.
 void addBlocks(Text* text, veskList& list);
 
 // Puts copies of all elements of one list into another.

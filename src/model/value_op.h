@@ -1,4 +1,4 @@
-// What the two kinds of value operations share.
+// Shared by the two kinds of value operations.
 
 #ifndef OSTREL_SRC_VALUE_OP_H
 #define OSTREL_SRC_VALUE_OP_H

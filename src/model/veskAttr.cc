@@ -53,7 +53,8 @@ unsigned veskAttribute::decode(char* buffer, unsigned length) {
   readIdentifier(reader, id);
   const bool hasValue = reader.number<std::uint8_t>() != 0;
   if (!reader.ok() || !hasValue) return reader.used();
-  // Right into its place: what was made is there even when it fails.
+  // Decoded directly into `value`: even after a failure the attribute owns what
+  // was made.
   reader.read(decodeCreate(reader.at(), reader.left(), &value));
   return reader.used();
 }

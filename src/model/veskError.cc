@@ -65,8 +65,8 @@ constexpr int kArgListText = 43;
 constexpr int kInternalText = 44;
 static_assert(kTextCount == kInternalText + 1, "one text for each code");
 
-// The text that goes with a code, or null. Kept: the last two texts are for
-// -1 and 255 alone, whose own numbers nobody sends.
+// The text that goes with a code, or null. Kept: the last two texts belong to
+// -1 and 255 only; the codes 43 and 44 themselves have none.
 const char* textOf(int code) {
   if (code == kArgListError) return kTexts[kArgListText];
   if (code == kInternalError) return kTexts[kInternalText];

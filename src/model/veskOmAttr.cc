@@ -24,7 +24,7 @@ veskOmAttribute::veskOmAttribute(const veskOmAttribute& other)
 }
 
 veskOmAttribute::~veskOmAttribute() {
-  // What the attribute's destructor does not see it does not free.
+  // So the base's destructor does not free the value.
   value = nullptr;
 }
 
@@ -55,9 +55,9 @@ unsigned veskOmAttributeValueOp::encode(char* buffer, unsigned length) {
   return encodeValueOp(*this, op, buffer, length);
 }
 
-// Kept: the code is looked for where it is not. All that follows the flag
-// counts as room for it, and the place is reckoned with the value's length
-// twice, or with one byte too many when there is no value.
+// Kept: the code is read from the wrong place. The value's length is skipped
+// twice; without a value one byte too many is skipped. Everything after the
+// flag counts as room.
 unsigned veskOmAttributeValueOp::decode(char* buffer, unsigned length) {
   ByteReader reader(buffer, length);
   if (!reader.has(1)) return 0;

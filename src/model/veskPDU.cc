@@ -13,13 +13,13 @@ using namespace ostrel;
 
 namespace {
 
-// A copy of the list with its elements; null of null.
+// A copy of the list with its elements; null for null.
 veskList* copyList(veskList* list) {
   return list != nullptr ? as<veskList>(list->dup()) : nullptr;
 }
 
-// An empty list. What was made before for the same PDU is freed when there is
-// no memory for this one.
+// An empty list. When memory runs out, the lists `made` earlier for the same
+// PDU are freed.
 veskList* newList(std::initializer_list<veskList*> made = {}) {
   try {
     return new veskList;
@@ -29,12 +29,12 @@ veskList* newList(std::initializer_list<veskList*> made = {}) {
   }
 }
 
-// `made`, if that was made because `given` is null.
+// `made` if `given` is null, else null: the list that this PDU itself made.
 veskList* ifNew(veskList* given, veskList* made) {
   return given == nullptr ? made : nullptr;
 }
 
-// What each class adds to its base's members, as it travels.
+// The members that each class adds to those of its base, in wire order.
 Members wireOrder(veskCreatePDU& p) { return {p.oid, p.list}; }
 Members wireOrder(veskRemovePDU& p) { return {p.oid}; }
 Members wireOrder(veskVerifyPDU& p) { return {p.oid}; }
@@ -49,7 +49,7 @@ Members wireOrder(veskGetRespPDU& p) { return {p.list}; }
 Members wireOrder(veskSearchRespPDU& p) { return {p.list}; }
 Members wireOrder(veskDSsearchRespPDU& p) { return {p.list2, p.list}; }
 
-// What each class prints behind the header.
+// What each class prints after the header.
 template <class Pdu>
 Members textOrder(Pdu& p) {
   return wireOrder(p);
@@ -67,7 +67,7 @@ char* textOf(veskPDU& pdu, const Members& members) {
   return text.release();
 }
 
-// A program may have given one list in two places.
+// A program may have given the same list for both.
 void freeLists(veskList*& first, veskList*& second) {
   veskList* const list = std::exchange(first, nullptr);
   if (second == list) second = nullptr;
@@ -108,7 +108,7 @@ veskType* veskPDU::dup() { return new veskPDU(this, kTagPDU); }
 
 void veskPDU::clear() {}
 
-// Each class with members of its own: its base's, and then those.
+// Each class with members of its own: the base's members first, then its own.
 #define OSTREL_MEMBERS_BEHIND(Base, Class)                             \
   unsigned Class::encode(char* buffer, unsigned length) {              \
     return encodeMembers(Base::encode(buffer, length), buffer, length, \
@@ -375,7 +375,7 @@ veskSetRespPDU::veskSetRespPDU(int code, veskList* failed)
 }
 veskType* veskSetRespPDU::dup() { return new veskSetRespPDU(this); }
 
-// Kept: an action's response never takes a tag of its own.
+// Kept: an action's response keeps the tag of its base.
 veskActionRespPDU::veskActionRespPDU() = default;
 veskActionRespPDU::veskActionRespPDU(veskActionRespPDU* from)
     : veskSetRespPDU(from) {}

@@ -1,4 +1,5 @@
-// Fragments: how they are made, which are let in, and where their bytes go.
+// Fragments: making them, checking those that arrive, and putting messages
+// together.
 
 #include <ostrel/codes.h>
 #include <ostrel/datagram.h>
@@ -61,9 +62,9 @@ void writeHeader(const FragmentHeader& header, char (&bytes)[kFragmentHeader]) {
   writer.number(header.offset);
 }
 
-// Whether a fragment may be stored, and for one that opens a message whether
-// its claim can be true. What is asked is what the memory's safety needs; a
-// later fragment's own count and total are never looked at.
+// Whether a fragment may be stored. For the first of a message it also checks
+// that the count and total can be true. It checks what memory safety needs: the
+// count and total of later fragments are ignored.
 bool acceptFragment(const FragmentHeader& header, const Entry* stored) {
   if (header.count == 0) return false;
   if (stored != nullptr) {
@@ -76,13 +77,14 @@ bool acceptFragment(const FragmentHeader& header, const Entry* stored) {
          header.total <= header.count * kFragmentData;
 }
 
-// Whether a call that read a datagram got no further than `bytes` of it. A call
-// that failed did not fall short: it goes on as if all had arrived.
+// Whether a call read fewer than `bytes` of a datagram. A call that failed does
+// not count as short: the caller goes on as if everything had arrived.
 bool fellShort(long got, unsigned bytes) {
   return got >= 0 && static_cast<unsigned long>(got) < bytes;
 }
 
-// What is held of a message until it is complete: its bytes and its marks.
+// The memory for an incomplete message: its bytes, and a mark for each
+// fragment.
 std::uint64_t bytesFor(unsigned count, unsigned length) {
   return std::uint64_t{count} + length;
 }
@@ -139,7 +141,8 @@ veskDatagramHandler::~veskDatagramHandler() {
 }
 
 int veskDatagramHandler::open(unsigned short port) {
-  // The former one goes last: until then its port and its number are taken.
+  // The former socket is closed last. Until then its port and its number are
+  // taken, so the new socket has others.
   const int former = opened_ == socket && isStillMine(opened_) ? opened_ : -1;
   sockaddr_in address = {};
   address.sin_family = AF_INET;
@@ -165,8 +168,8 @@ int veskDatagramHandler::open(unsigned short port) {
   return socket;
 }
 
-// Whether a descriptor that open() opened is still that socket. A number that
-// somebody else closed is free for the next file or socket.
+// Whether a descriptor that open() opened is still that socket. If somebody
+// else closed it, its number may belong to another file or socket.
 bool veskDatagramHandler::isStillMine(int descriptor) const {
   if (descriptor < 0) return false;
   if (inode_ == 0) return true;  // the system could not tell
@@ -222,7 +225,7 @@ unsigned int veskDatagramHandler::take(sockaddr_in* from, void** data,
   errno = 0;
   char bytes[kFragmentHeader] = {};
   const long got = platform::peek(socket, from, bytes, kFragmentHeader);
-  // A signal says nothing of the next datagram, which has its turn later.
+  // Interrupted by a signal: the datagram stays queued for the next call.
   if (got < 0 && errno == EINTR) return 0;
   if (fellShort(got, kFragmentHeader)) {
     platform::discard(socket);
@@ -289,10 +292,10 @@ unsigned veskDatagramHandler::takeFragment(Entry* entry, unsigned at,
                                           static_cast<char*>(*data) + offset,
                                           entry->totalLength - offset);
   if (fellShort(got, kFragmentHeader + 1)) return tooShort();
-  // Kept: a read that failed marks its fragment too. The buffer began as zeros,
-  // so what the fragment would have filled is zeros.
+  // Kept: a failed read marks its fragment as arrived too. The buffer is zeroed
+  // at first, so the fragment's place then has zeros.
   entry->received[number] = 1;
-  // Marks are never taken back, so the search goes on where it stopped.
+  // Marks are never cleared, so the search goes on where it stopped.
   while (entry->firstMissing_ < entry->fragmentCount &&
          entry->received[entry->firstMissing_] != 0) {
     entry->firstMissing_++;
@@ -307,7 +310,8 @@ unsigned veskDatagramHandler::takeFragment(Entry* entry, unsigned at,
   delete takeOut(at);
   *owned = length > 0;
   if (length == 0) {
-    // Only reads that failed get here, and a length of 0 hands nothing over.
+    // Only failed reads complete a message of 0 bytes. The caller gets no
+    // buffer.
     std::free(*data);
     *data = nullptr;
   }
@@ -315,7 +319,7 @@ unsigned veskDatagramHandler::takeFragment(Entry* entry, unsigned at,
   return length;
 }
 
-// Takes the datagram off the socket for a reason of our own.
+// Drops the datagram that is next on the socket and fails with `error`.
 unsigned veskDatagramHandler::refuse(int error) {
   platform::discard(socket);
   errno = error;
@@ -362,7 +366,7 @@ Entry* veskDatagramHandler::tryToCreate(unsigned short count, unsigned short id,
 
 // Puts a new entry into the list. Returns whether there was memory for that.
 bool veskDatagramHandler::putIn(Entry* entry) {
-  // The sender's newest entry knows what it has by now.
+  // The sender's newest entry has the sender's present totals.
   const Entry* newest = nullptr;
   const listPointer* const end = &reassemblyList.head;
   for (const listPointer* node = end->next; node != end; node = node->next) {
@@ -388,7 +392,7 @@ Entry* veskDatagramHandler::takeOut(unsigned at) {
   reassemblyList.remove(at);
   if (entry->share_ == 0) return entry;
   heldBytes_ -= entry->bytes();
-  // Those that came later counted it.
+  // Entries of the sender that came later have counted it.
   const listPointer* node = reassemblyList.head.next;
   for (; at > 0; at--, node = node->next) {
     Entry* later = entryOf(node);
@@ -400,7 +404,7 @@ Entry* veskDatagramHandler::takeOut(unsigned at) {
   return entry;
 }
 
-// Drops messages until one more of so many bytes is within the bounds.
+// Drops messages until one more of so many bytes is within the limits.
 void veskDatagramHandler::makeRoom(std::uint64_t bytes) {
   if (reassemblyList.count == 0) heldBytes_ = 0;  // whoever emptied it
   while (reassemblyList.count >= kMaxPartialMessages)
@@ -409,8 +413,8 @@ void veskDatagramHandler::makeRoom(std::uint64_t bytes) {
     dropOldestOfLargest(true);
 }
 
-// Drops a message, if dropping all of them may make room for so many bytes.
-// Returns whether it did.
+// Drops a message, unless all messages together hold less than so many bytes.
+// Returns whether it dropped one.
 bool veskDatagramHandler::dropForMemory(std::uint64_t bytes) {
   if (reassemblyList.count == 0 || heldBytes_ < bytes) return false;
   dropOldestOfLargest(true);
@@ -418,8 +422,8 @@ bool veskDatagramHandler::dropForMemory(std::uint64_t bytes) {
   return true;
 }
 
-// Drops the oldest message of the sender that holds most, of bytes or of
-// messages; among equals, of the one whose newest came first.
+// Drops the oldest message of the sender that holds most bytes or messages.
+// Among equals it takes the sender whose newest message came first.
 void veskDatagramHandler::dropOldestOfLargest(bool byBytes) {
   const Entry* largest = nullptr;
   const listPointer* const end = &reassemblyList.head;
@@ -430,7 +434,7 @@ void veskDatagramHandler::dropOldestOfLargest(bool byBytes) {
                  : entry->share_ >= largest->share_))
       largest = entry;
   }
-  // A sender's newest entry has its largest share, so this is one.
+  // The newest entry of a sender has its largest share, so `largest` is one.
   unsigned at = reassemblyList.count - 1;
   const listPointer* node = end->prev;
   for (; !sameSender(entryOf(node)->sender, largest->sender); at--)

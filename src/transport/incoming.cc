@@ -44,7 +44,7 @@ bool Incoming::isPDU() const {
 bool Incoming::isAnswer(std::uint32_t* requestId) const {
   ByteReader reader(bytes_, length_);
   reader.number<std::uint8_t>();
-  // Of a member's tag nothing depends, as in decoding.
+  // A member's tag is ignored, as in decoding.
   reader.number<std::uint8_t>();
   reader.integer();  // the status
   reader.number<std::uint8_t>();
@@ -71,7 +71,7 @@ int Incoming::decode(veskPDU** pdu) {
     veskType::destroyDecoded(value);
     return undecodable();
   }
-  // The tag is the one that decodeCreate() has just chosen the class by.
+  // decodeCreate() has just chosen the class by this tag.
   *pdu = static_cast<veskPDU*>(value);
   return kNoError;
 }

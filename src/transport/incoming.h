@@ -1,6 +1,6 @@
-// A message as it arrived, before anything is made of it. Whose answer it is,
-// and of which kind, stands in its first bytes: what nobody waits for is judged
-// by a walk over the others and costs no memory.
+// A message as it arrived, before it is decoded. Its first bytes tell which
+// request it answers, and its kind. An answer that matches no request is only
+// checked, by walking over its bytes, which takes no memory.
 
 #ifndef OSTREL_SRC_INCOMING_H
 #define OSTREL_SRC_INCOMING_H
@@ -11,7 +11,7 @@
 
 namespace ostrel {
 
-// Some of the kinds of PDUs: a bit for each tag.
+// A set of kinds of PDUs: a bit for each tag.
 using Kinds = std::uint64_t;
 constexpr Kinds kAnyKind = ~Kinds{0};
 constexpr Kinds kindOf(unsigned tag) { return tag < 64 ? Kinds{1} << tag : 0; }
@@ -31,17 +31,17 @@ class Incoming {
   // Whether it is one of these kinds.
   bool is(Kinds kinds) const { return (kindOf(tag_) & kinds) != 0; }
 
-  // Whether it begins as an answer to anything does; *requestId is then the id
-  // of the request.
+  // Whether it begins like an answer. If so, *requestId is the id of the
+  // request.
   bool isAnswer(std::uint32_t* requestId) const;
 
-  // Hands over the PDU, or its header alone. Both return 0; 11 when the whole
-  // is no PDU or does not decode (errno EBADMSG); 10 when there is no memory
-  // for it (ENOMEM). *pdu is null unless they return 0.
+  // Hand over the PDU, or its header alone. Both return 0; 11 when the whole
+  // message is no PDU or does not decode (errno EBADMSG); 10 when memory runs
+  // out (ENOMEM). *pdu is null unless they return 0.
   int decode(veskPDU** pdu);
   int decodeHeader(veskPDU** pdu);
 
-  // The code that decode() would return if memory had no end.
+  // The code that decode() would return with unlimited memory.
   int judge() const;
 
  private:

@@ -14,8 +14,8 @@ namespace {
 
 constexpr unsigned kFirstBufferSize = 1024;
 
-// What the fragments of one message hold at most. A PDU that does not encode in
-// so much room never will.
+// The most that the fragments of one message hold. A PDU that does not encode
+// into so much room never will.
 constexpr unsigned kLargestMessage =
     ostrel::kMostFragments * ostrel::kFragmentData;
 
@@ -55,7 +55,7 @@ unsigned veskMessageHandler::encode(veskPDU* pdu) {
     const unsigned length = pdu->encode(encodeBuffer, encodeBufferSize);
     if (length != 0) return length;
     const bool hopeless = encodeBufferSize >= kLargestMessage;
-    // The PDU is at fault then, not the size.
+    // Then the PDU is at fault, not the size of the buffer.
     if (hopeless) errno = EINVAL;
     if (hopeless && encodeBufferSize == sizeBefore) return 0;
     std::free(encodeBuffer);

@@ -8,17 +8,18 @@
 namespace ostrel {
 namespace {
 
-// How often any handler of the process has stamped a PDU that had an id before:
-// one that may be pending elsewhere, where its record changes its id with it.
+// How often any handler of the process has given a new id to a PDU that had
+// one. Such a PDU may be pending in another handler; the id of that handler's
+// record then changes too.
 std::atomic<std::uint32_t> stampsAnywhere{0};
 
-// How often a queue may be walked before making its index anew costs no more.
+// Rebuilding an index costs about as much as so many walks of its queue.
 constexpr std::uint64_t kWalksOfOneRefresh = 8;
 
 constexpr unsigned kShortQueue = 8;
 
-// What a PDU has before it is stamped. One that is pending may have it as well:
-// it is the first id of each handler.
+// The id of a PDU that was never sent. A pending PDU may have it too: it is
+// also the first id of each handler.
 constexpr std::uint32_t kFreshId = 0;
 constexpr std::uint32_t kHalfOfAllIds = 0x80000000;
 
@@ -30,7 +31,7 @@ std::uint32_t idOf(const timeoutEntry* entry) {
   return recordOf(entry)->request->requestId.value;
 }
 
-// Whether an id was given out lately: it comes before the next one.
+// Whether an id was given out recently: it comes before the next one.
 bool wasGivenOut(std::uint32_t id, std::uint32_t nextId) {
   return id != nextId && nextId - id <= kHalfOfAllIds;
 }
@@ -49,7 +50,7 @@ void PendingIndex::beforeStamp(const veskPDU* pdu) {
   if (found->second != nullptr && recordOf(found->second)->request != pdu) {
     return;
   }
-  // It may be pending already, and its record changes its id with it.
+  // The PDU may be pending already; then the id of its record changes too.
   changes_ = kNeverRight;
 }
 
@@ -91,7 +92,7 @@ timeoutEntry* PendingIndex::find(std::uint32_t id, std::uint32_t nextId) {
   if (!isRight()) return walk(id);
   const auto found = entries_.find(id);
   if (found == entries_.end()) {
-    // Nobody waits for it any more. An id that was never given out can only be
+    // An id that was given out is no longer pending. Any other id can only be
     // one that the program wrote into a pending PDU itself.
     return wasGivenOut(id, nextId) ? nullptr : walk(id);
   }
@@ -102,7 +103,7 @@ timeoutEntry* PendingIndex::find(std::uint32_t id, std::uint32_t nextId) {
   return entry;
 }
 
-// Whether the index can be asked, and makes it anew if that is worth it.
+// Whether the index is usable. Rebuilds it if that is worth it.
 bool PendingIndex::isRight() {
   bool right = changes_ == queue_.changes();
   if (right && stamps_ != stampsAnywhere.load()) {
@@ -110,7 +111,7 @@ bool PendingIndex::isRight() {
     right = false;
   }
   if (right) {
-    // The one id of which stamps elsewhere do not tell.
+    // Changes of this id in other handlers are not counted.
     const auto first = entries_.find(kFreshId);
     right = first == entries_.end() ||
             (first->second != nullptr && idOf(first->second) == kFreshId);
@@ -137,8 +138,8 @@ void PendingIndex::file(timeoutEntry* entry) {
   if (!isNew) place->second = nullptr;
 }
 
-// Whether the index is right still once the entry is gone. It is not when the
-// entry is filed elsewhere, its id having been changed, or shares its id.
+// Takes an entry out of the index. Returns whether the index is still right. It
+// is not when the entry's id has changed since it was filed, or is shared.
 bool PendingIndex::forget(timeoutEntry* entry) {
   if (changes_ != queue_.changes()) return false;
   const auto found = entries_.find(idOf(entry));

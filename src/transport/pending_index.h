@@ -1,14 +1,14 @@
-// Finds the pending request with a given id without walking the queue: the way
-// of every answer, with thousands of requests outstanding.
+// Finds the pending request with a given id without walking the queue, so that
+// an answer is matched quickly with thousands of requests outstanding.
 //
-// What it finds is what a walk from the front would find, the first record in
-// queue order whose PDU has the id now. So the queue may be changed behind its
-// back, ids may be shared, and a PDU that is pending may be sent again, here or
-// through another handler: the queue is then walked until the index has been
-// made anew. A short queue is always walked, which is quicker than keeping an
-// index of it. Without memory for the index the queue is walked, too. Only a
-// program that itself writes the id of another request, pending or past, into a
-// pending PDU may get another result from a long queue than from a short one.
+// It finds what a walk from the front would find: the first record in queue
+// order whose PDU has the id now. A program may change the queue directly, use
+// an id twice, or send a pending PDU again, here or through another handler.
+// Then the queue is walked until the index has been rebuilt. A short queue is
+// always walked: that is quicker than keeping an index. Without memory for the
+// index the queue is walked too. One program may get different results from a
+// long queue and a short one: a program that itself writes the id of another
+// request, pending or past, into a pending PDU.
 
 #ifndef OSTREL_SRC_PENDING_INDEX_H
 #define OSTREL_SRC_PENDING_INDEX_H
@@ -25,11 +25,11 @@ class PendingIndex {
  public:
   explicit PendingIndex(timeoutList& queue) : queue_(queue) {}
 
-  // To be called before a PDU gets another id.
+  // Call this before a PDU gets another id.
   void beforeStamp(const veskPDU* pdu);
 
   // Puts a record into the queue, due in so many seconds. Throws when there is
-  // no memory for its entry; nothing has changed then.
+  // no memory for its entry, and then changes nothing.
   void insert(long seconds, pendingRequest* record);
 
   // Takes the first record out of the queue, which is not empty.
@@ -54,12 +54,12 @@ class PendingIndex {
   timeoutList& queue_;
   // Null where several entries share the id, or did.
   std::unordered_map<std::uint32_t, timeoutEntry*> entries_;
-  // Of the queue, when the index was last right.
+  // The queue's change count when the index was last right.
   std::uint64_t changes_ = kNeverRight;
-  // Of all handlers' stamps on PDUs that had an id, when the index was made or
-  // last known not to be concerned.
+  // The count of new ids in all handlers (stampsAnywhere) when the index was
+  // built, or last known not to be affected.
   std::uint32_t stamps_ = 0;
-  // Links followed since stamps of other handlers made the index doubtful.
+  // Links followed since new ids in other handlers made the index doubtful.
   std::uint64_t walked_ = 0;
 };
 

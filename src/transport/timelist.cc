@@ -1,5 +1,5 @@
-// The timer queue: a ring of deltas, with shortcuts over entries that fall due
-// together.
+// The timer queue: a ring of deltas. Entries that are due together form a run,
+// which is passed in one step.
 
 #include <ostrel/timelist.h>
 
@@ -38,8 +38,8 @@ timeoutList::~timeoutList() = default;
 
 timeoutEntry* timeoutList::insert(long seconds, void* item) {
   tick(nullptr);
-  // Only the first entry of a run can be the first that falls due later: the
-  // rest of the run falls due together with it.
+  // The search looks only at the first entry of each run: the others are due at
+  // the same time.
   long total = 0;
   timeoutEntry* after = anchor.next;
   for (; after != &anchor; after = after->runLast_->next) {
@@ -76,7 +76,7 @@ void* timeoutList::pop() {
   if (count == 0) return nullptr;
   timeoutEntry* first = anchor.next;
   void* item = first->data;
-  // Kept: the anchor takes the delta when no entry is left to take it.
+  // Kept: the anchor takes the delta when no entry is left.
   timeoutEntry* successor = first->next;
   successor->delta = addSeconds(successor->delta, first->delta);
   unlink(first);
@@ -119,7 +119,7 @@ void timeoutList::link(timeoutEntry* entry, timeoutEntry* after) {
   entry->runFirst_ = entry;
   entry->runLast_ = entry;
   if (before != &anchor && entry->delta == 0) {
-    // It falls due with the run before it and becomes that run's last.
+    // It is due together with the run before it and becomes that run's last.
     entry->runFirst_ = before->runFirst_;
     entry->runLast_ = nullptr;
     before->runFirst_ = nullptr;
@@ -134,8 +134,9 @@ void timeoutList::unlink(timeoutEntry* entry) {
   timeoutEntry* first = entry->runFirst_;  // null unless it ends its run
   timeoutEntry* last = entry->runLast_;    // null unless it begins its run
   if (last != nullptr && last != entry) {
-    // The rest of the run has lost the delta that kept it apart from the run
-    // before, and joins that; with none before, it stays a run.
+    // The removed entry's delta separated the rest of the run from the run
+    // before. Now both are due together and become one. Without a run before,
+    // the rest stays a run.
     timeoutEntry* begins = entry->next;
     if (before != &anchor) {
       begins = before->runFirst_;

@@ -1,4 +1,4 @@
-// Sending, matching and sending again.
+// Sending requests, matching answers, retransmission.
 
 #include <ostrel/codes.h>
 #include <ostrel/message.h>
@@ -89,9 +89,9 @@ int veskTransactionHandler::recv(sockaddr_in* from, veskPDU** pdu) {
   return receive(from, pdu, ostrel::kAnyKind, &awaited);
 }
 
-// As recv(), but of an answer that is none of `kinds` only the header is handed
-// over, in a mere veskPDU. *awaited tells whether a request was pending that
-// the message says it answers.
+// As recv(), but for an answer of none of these `kinds` it hands over only the
+// header, as a plain veskPDU. *awaited receives whether the message answers a
+// pending request.
 int veskTransactionHandler::receive(sockaddr_in* from, veskPDU** pdu,
                                     std::uint64_t kinds, bool* awaited) {
   *pdu = nullptr;

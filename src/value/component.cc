@@ -5,7 +5,7 @@ namespace {
 
 constexpr std::uint32_t kLargest = 4294967295u;
 
-// Numbers of up to nine decimal digits, which is nearly all that there are.
+// Numbers of up to nine decimal digits: nearly all numbers are short.
 bool parsePlain(const char* token, std::size_t length, std::uint32_t* number) {
   constexpr std::size_t kSafeDigits = 9;
   if (length > kSafeDigits || (token[0] == '0' && length > 1)) return false;
@@ -29,8 +29,8 @@ unsigned digitOf(char c) {
   return 16;
 }
 
-// By hand: what the C library takes for a number depends on its version and
-// on the locale, and must not depend on the width of its long.
+// Written by hand. The C library's idea of a number depends on its version, on
+// the locale and on the width of long.
 bool parseAny(const char* at, const char* end, std::uint32_t* number) {
   while (at != end && isSpace(*at)) at++;
   const bool negative = at != end && *at == '-';
@@ -45,10 +45,10 @@ bool parseAny(const char* at, const char* end, std::uint32_t* number) {
   for (; at != end; at++) {
     const unsigned digit = digitOf(*at);
     if (digit >= base) return false;
-    // Beyond the largest it need not grow any more.
+    // Past the largest number it need not grow any more.
     if (parsed <= kLargest) parsed = parsed * base + digit;
   }
-  // A minus gives the complement, but only of a number that is in range.
+  // A minus sign gives the complement, but only if the number is in range.
   if (parsed > kLargest)
     *number = kLargest;
   else

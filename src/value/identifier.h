@@ -22,11 +22,12 @@ template <class Identifier>
 constexpr unsigned kComponents = sizeof(Identifier::component) /
                                  sizeof(std::uint32_t);
 
-// How many characters of a text take part.
+// How many characters of a text are looked at.
 template <class Identifier>
 constexpr std::size_t kTextLimit = 12 * kComponents<Identifier>;
 
-// The room that encode() asks for behind the tag: validity and full numbers.
+// The room that encode() needs after the tag: the validity and numbers of full
+// length.
 template <class Identifier>
 constexpr std::size_t kIdentifierRoom =
     1 + kIntegerRoom* kComponents<Identifier>;
@@ -100,10 +101,10 @@ unsigned encodeIdentifier(Identifier& self, char* buffer, unsigned length) {
   return writer.used();
 }
 
-// Reads the components one by one, with every check.
-// Kept: `count` is what follows the validity byte and goes down by the length
-// bytes alone, so it judges more loosely than the buffer, which has the last
-// word; and only when that one judges is the identifier made invalid.
+// Reads the components one by one, with every check. Kept: `count` begins as
+// the number of bytes after the validity, but only the length bytes are
+// subtracted from it. So it is less strict than the end of the buffer, which
+// still holds. Only at the end of the buffer is the identifier made invalid.
 template <class Identifier>
 void readComponents(ByteReader& reader, Identifier& self) {
   std::size_t count = reader.left();

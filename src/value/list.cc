@@ -42,7 +42,7 @@ genericList& genericList::operator=(const genericList& other) {
 
 namespace {
 
-// Apart, because whatever can reach the allocator saves registers first.
+// A function of its own: one that may call the allocator saves registers first.
 [[gnu::noinline]] void linkFresh(genericList& list, listPointer* before,
                                  void* element) {
   ostrel::joinNode(list, Pool::allocate(sizeof(listPointer)), before, element);

@@ -1,5 +1,5 @@
-// The nodes of a list, for those who link many: the list itself, and what reads
-// and frees whole answers.
+// The nodes of a list, for code that links many of them: the list itself, and
+// the code that reads and frees whole answers.
 
 #ifndef OSTREL_SRC_LIST_NODES_H
 #define OSTREL_SRC_LIST_NODES_H
@@ -10,7 +10,7 @@
 
 namespace ostrel {
 
-// Makes a new node in `block` stand before another one.
+// Makes a new node in `block` and links it before another one.
 inline void joinNode(genericList& list, void* block, listPointer* before,
                      void* element) {
   listPointer* const last = before->prev;
@@ -28,7 +28,7 @@ inline void appendElement(Pool::Lists& pool, genericList& list, void* element) {
   list.append(element);
 }
 
-// Empties the list and hands each element to `use`, which finds it empty.
+// Empties the list, then hands each element to `use`.
 template <class Use>
 void drain(Pool::Lists& pool, genericList& list, Use use) {
   listPointer* node = list.head.next;

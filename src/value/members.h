@@ -1,5 +1,5 @@
-// "These members, in this order": how everything that is made of values is
-// written, read and printed.
+// Composites as members in a fixed order: from that order follows how they are
+// encoded, decoded and printed.
 
 #ifndef OSTREL_SRC_MEMBERS_H
 #define OSTREL_SRC_MEMBERS_H
@@ -37,9 +37,9 @@ class Members {
   std::size_t count_;
 };
 
-// Encodes the members one behind the other behind the `used` bytes that are in
-// the buffer already. Returns all bytes written; 0 when `used` is 0, or as
-// soon as a member is null or fails.
+// Encodes the members one after another, after the `used` bytes that are in the
+// buffer already. Returns all bytes written; 0 when `used` is 0, or as soon as
+// a member is null or fails.
 unsigned encodeMembers(unsigned used, char* buffer, unsigned length,
                        const Members& members);
 

@@ -1,12 +1,12 @@
-// Shortcuts for what large answers consist of: attributes with plain values.
+// Shortcuts for attributes with plain values, which large answers consist of.
 //
-// By the general way, reading one goes through three checked readers, three
-// virtual calls for freeing it and one for each writing: 363 instructions for
-// an attribute that is read and freed. Here the room is checked once for an
-// attribute and its value, and a value whose class is known for certain needs
-// no virtual call. Whatever is not as usual (little room, a long number, an
-// invalid identifier, a class of a program's own) is left to the general way,
-// which decides alone what is right; a shortcut does the same or nothing.
+// The general code takes 363 instructions to read and free one attribute: it
+// makes three checked readers, and three virtual calls to free the attribute.
+// The code here checks once that an attribute and its value fit, and makes no
+// virtual call for a value whose class is certain. It leaves unusual values to
+// the general code: those with little room, a long number, an invalid
+// identifier or a program's own class. A shortcut does exactly what the general
+// code does, or nothing.
 
 #ifndef OSTREL_SRC_QUICK_H
 #define OSTREL_SRC_QUICK_H
@@ -26,7 +26,8 @@
 namespace ostrel {
 namespace quick {
 
-// A plain value without its text needs no more: an object identifier.
+// The longest plain value, not counting the text of strings: an object
+// identifier.
 constexpr std::size_t kValueRoom = 1 + kIdentifierRoom<veskOid>;
 
 template <class Value>
@@ -36,13 +37,14 @@ template <class Value>
 
 // Reading
 
-// Each of these reads a value at `from`, where kValueRoom bytes can be read and
-// `end` is the end of all, into *out. They return the place behind it, or null
-// with nothing read.
+// Each of these reads a value at `from` into *out. At least kValueRoom bytes
+// can be read there; `end` is the end of the input. They return the place after
+// the value, or null when they have read nothing.
 
 template <class Value>
 const char* readInteger(Pool::Lists& pool, const char* from, veskType** out) {
-  // Without a branch for small numbers: a value's size is anybody's guess.
+  // Without a branch for small numbers: a processor cannot predict a value's
+  // size.
   const std::size_t count = static_cast<unsigned char>(from[1]);
   std::uint32_t bytes;
   if (count > sizeof bytes) return nullptr;
@@ -67,7 +69,7 @@ const char* readFixed(Pool::Lists& pool, const char* from, veskType** out) {
   return from + 1 + sizeof bits;
 }
 
-// The numbers of an identifier, where there is room for the longest.
+// The numbers of an identifier; enough bytes for the longest can be read.
 template <unsigned count>
 [[gnu::always_inline]] inline const char* readNumbers(
     const char* from, std::uint32_t* component) {
@@ -151,9 +153,9 @@ inline const char* readAddress(Pool::Lists& pool, const char* from,
 
 // Writing
 
-// Each of these writes a value of this very class at `to`, where kValueRoom
-// bytes are free and `end` is the end of all. They return the place behind it,
-// or null when that is for the general way.
+// Each of these writes a value of this very class at `to`. At least kValueRoom
+// bytes are free there; `end` is the end of the buffer. They return the place
+// after the value, or null to leave it to the general code.
 
 template <class Value>
 char* writeInteger(char* to, const veskType& value) {
@@ -246,10 +248,10 @@ inline char* writeAddress(char* to, const veskType& value) {
 
 // Freeing
 //
-// By a table and not by a switch: kinds of values in no order make a processor
-// guess wrong where each kind has code of its own.
+// By a table and not by a switch: a processor mispredicts the branches of a
+// switch when values of different kinds come in no order.
 
-// What a value of this very class is and owns.
+// The class that a tag stands for, and what its values own.
 struct Plain {
   const std::type_info* type = nullptr;  // null: not one of these
   Pool::Place place;                     // of its memory
@@ -293,7 +295,7 @@ inline void freeOwned(Pool::Lists& pool, veskType* value) {
   }
 }
 
-// Frees a value of one of these classes, and says whether it was one.
+// Frees a value of one of these classes. Returns whether it was one.
 [[gnu::always_inline]] inline bool freeValue(Pool::Lists& pool,
                                              veskType* value) {
   const Plain& plain = kPlain.of[value->tag];

@@ -30,11 +30,11 @@ int compareNarrow(Scalar& self, veskType& other) {
   return same == nullptr ? 1 : self.value - same->value;
 }
 
-// A difference as a whole number: the fraction is cut off, what is no int is
-// the nearest one, and what is no number is 0.
+// A difference as an int: without its fraction; the nearest int when it is out
+// of range; 0 when it is not a number.
 template <class Number>
 int wholeDifference(Number a, Number b) {
-  // Volatile takes away the extra digits that some processors compute with.
+  // Some processors compute with extra digits; volatile drops them.
   const volatile Number rounded = a - b;
   const Number difference = rounded;
   constexpr Number kLimit = 2147483648.0;
@@ -51,8 +51,8 @@ int compareFloating(Scalar& self, veskType& other) {
   return same == nullptr ? 1 : wholeDifference(self.value, same->value);
 }
 
-// Four classes hold a 32-bit number, and the tag of one may have been decoded
-// into another: they are compared by it all the same.
+// Four classes hold a 32-bit number, and a value of one may have the tag of
+// another. They are compared by that number.
 inline bool isInteger(veskType& value, std::uint32_t* number) {
   if (auto* held = as<veskUnsignedInt>(value)) {
     *number = held->value;
@@ -80,7 +80,8 @@ int compareIntegers(Integer& self, veskType& other) {
   return wrappedDifference(static_cast<std::uint32_t>(self.value), theirs);
 }
 
-// compare() may be a program's own: the numbers are asked as well.
+// A program's class may override compare(), so the numbers are compared as
+// well.
 template <class Integer>
 int equalIntegers(Integer& self, veskType& other) {
   if (self.veskType::operator==(other) == 0) return 0;
@@ -110,8 +111,8 @@ unsigned decodeFixed(std::uint8_t* tag, Value* value, char* buffer,
   return reader.used();
 }
 
-// The bit pattern of a floating-point number. Handed over by value, a
-// signalling NaN would become a quiet one on some 32-bit processors.
+// The bit pattern of a floating-point number. Passed by value, a signalling NaN
+// would become a quiet one on some 32-bit processors.
 template <class Bits, class Number>
 Bits bitsOf(const Number& value) {
   static_assert(sizeof(Bits) == sizeof(Number), "a pattern has all the bits");
@@ -136,7 +137,7 @@ inline unsigned encodeInteger(std::uint8_t tag, std::uint32_t value,
   return writer.used();
 }
 
-// A tag and an integer body; after a failure the value is as it was.
+// A tag and an integer body. A failure leaves the value unchanged.
 template <class Value>
 inline void readInteger(ByteReader& reader, std::uint8_t* tag, Value* value) {
   if (!reader.has(1)) return;

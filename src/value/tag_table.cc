@@ -36,9 +36,9 @@ class Nesting {
 
 thread_local unsigned Nesting::depth_ = 0;
 
-// Makes a value with its class's default constructor, stores it and decodes
-// it. Returns the bytes consumed, or 0. (Knowing the class, the compiler makes
-// and reads the value in one go.)
+// Makes a value with its class's default constructor, stores it and decodes it.
+// Returns the bytes consumed, or 0. (The compiler knows the class, so it can
+// inline both.)
 using Maker = unsigned (*)(char* buffer, unsigned length, veskType** out);
 
 template <class Value>
@@ -48,7 +48,7 @@ unsigned plain(char* buffer, unsigned length, veskType** out) {
   return value->Value::decode(buffer, length);
 }
 
-// The same for what may have other values inside.
+// The same for classes that may have other values inside.
 template <class Value>
 unsigned holder(char* buffer, unsigned length, veskType** out) {
   const Nesting nesting;
@@ -122,7 +122,7 @@ void freeParts(veskDSsearchRespPDU& pdu) {
   freeListOf(pdu);
 }
 
-// Does that if the value is of this very class, and says whether it was.
+// Frees the parts of a value of this very class. Returns whether it was one.
 using PartsFreer = bool (*)(veskType& value);
 
 template <class Value>
@@ -132,7 +132,7 @@ bool freePartsOf(veskType& value) {
   return true;
 }
 
-// The same if it is of a class derived from one of these.
+// The same for a value of this class or of one derived from it.
 template <class Value>
 bool freePartsOfSome(veskType& value) {
   auto* const held = as<Value>(value);
@@ -226,8 +226,8 @@ constexpr Table byTag() {
 
 constexpr Table kTable = byTag();
 
-// How far freeing goes: by the rule for what lists and attributes hold, or to
-// all that can be reached.
+// How far freeing goes: to what lists and attributes own by the rules, or to
+// everything that can be reached.
 enum class Freeing { kHeld, kDecoded };
 
 template <Freeing freeing>
@@ -257,8 +257,9 @@ void free<Freeing::kDecoded>(veskType* value) {
   if (freeQuickly<Freeing::kDecoded>(Pool::mine(), value)) return;
   const PartsFreer freeParts = kTable.of[value->tag].freeParts;
   if (freeParts == nullptr || !freeParts(*value)) {
-    // A tag that does not fit the class, or a class of a program's own. What an
-    // object manager's attribute points at stays the manager's.
+    // The tag does not fit the class, or the class is a program's own. The
+    // value that an object manager's attribute points at belongs to the
+    // manager.
     if (as<veskOmAttribute>(value) == nullptr) {
       freePartsOfAny<veskList, veskAttribute, veskObject, veskAttributeDesc,
                      veskActionDesc, veskEventDesc, veskObjectDesc,
@@ -280,7 +281,7 @@ void freeElements(veskList& list) {
   });
 }
 
-// A value on its way into a list; freed when it does not get there.
+// Owns a value until it is in a list.
 struct Arriving {
   Arriving() = default;
   ~Arriving() { veskType::destroyDecoded(value); }
@@ -294,9 +295,9 @@ struct Arriving {
 constexpr std::size_t kAttributeRoom =
     1 + 1 + kIdentifierRoom<veskAid> + 1 + quick::kValueRoom;
 
-// Reads an attribute at `from`, where kAttributeRoom bytes can be read, with a
-// value of these or none. What was made is always in *out: when memory runs out
-// it is freed with the list.
+// Reads an attribute, with a plain value or none, at `from`, where
+// kAttributeRoom bytes can be read. *out always has what was made: when memory
+// runs out, it is freed with the list.
 [[gnu::always_inline]] inline const char* readAttribute(Pool::Lists& pool,
                                                         const char* from,
                                                         const char* end,
@@ -340,8 +341,9 @@ constexpr std::size_t kAttributeRoom =
   return quick::readValue(pool, from, end, out);
 }
 
-// The same near the end of the input, where fewer are there: from a copy with
-// zeros behind. What reaches into those is for the general way.
+// The same near the end of the input, where fewer bytes are left: it reads from
+// a copy with zeros after it. An element that reaches into the zeros is left to
+// the general code.
 const char* readLast(Pool::Lists& pool, const char* from, std::size_t left,
                      veskType** out) {
   char padded[2 * kAttributeRoom] = {};
@@ -365,12 +367,13 @@ char* writeQuickly(char* to, std::size_t left, const veskType& value) {
 }  // namespace
 
 void readElements(ByteReader& reader, std::uint32_t count, veskList& list) {
-  // An attribute is a level of its own.
+  // An attribute is a level of nesting of its own.
   const bool quickly = Nesting::hasRoom();
   Pool::Lists& pool = Pool::mine();
   const char* at = reader.at();
   const char* const end = at + reader.left();
-  // Every element takes a byte at least, so a claim runs out with the input.
+  // Every element takes at least one byte, so even a false count ends with the
+  // input.
   for (; count > 0; count--) {
     const auto left = static_cast<std::size_t>(end - at);
     Arriving arriving;
@@ -413,7 +416,7 @@ void freeHeld(veskType* value) {
 void freeList(veskList* list) {
   if (list == nullptr) return;
   if (list->count != 0) {
-    // Only a class of a program's own could free its elements otherwise.
+    // Only a program's own class may free its elements in another way.
     if (isExactly<veskList>(*list))
       freeElements<Freeing::kHeld>(*list);
     else

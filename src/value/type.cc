@@ -130,7 +130,7 @@ char* veskUnsignedShort::getString() {
 }
 veskType* veskUnsignedShort::dup() { return new veskUnsignedShort(value); }
 
-// The integer family
+// Numbers with an integer body
 
 int veskInt::compare(veskType& other) { return compareIntegers(*this, other); }
 int veskInt::operator==(veskType& other) { return equalIntegers(*this, other); }
@@ -335,13 +335,13 @@ unsigned encodeCounted(Counted& self, const char* bytes, std::size_t held,
   writer.number(self.tag);
   writer.number(self.length.tag);
   writer.integer(self.length.value);
-  // After a failed decode() the length is more than what is held.
+  // After a failed decode() the length is more than the bytes that are held.
   if (held != self.length.value) writer.fail();
   writer.bytes(bytes, held);
   return writer.used();
 }
 
-// Reads up to the bytes, which are then at reader.at(), all there.
+// Reads the tag and the length. On success all the bytes are at reader.at().
 template <class Counted>
 bool readLength(ByteReader& reader, Counted& self) {
   if (!reader.has(1)) return false;
@@ -359,7 +359,8 @@ inline char* copyBytes(const void* from, unsigned count) {
   return static_cast<char*>(std::memcpy(copy, from, count));
 }
 
-// Puts a copy of the bytes at `from`, which may be old ones, in their place.
+// Replaces the bytes by a copy of those at `from`, which may overlap the old
+// ones.
 inline void replaceBytes(const void* from, unsigned count, char*& bytes,
                          std::uint32_t& capacity) {
   char* const copy = copyBytes(from, count);
@@ -368,13 +369,13 @@ inline void replaceBytes(const void* from, unsigned count, char*& bytes,
   capacity = count;
 }
 
-// The length decides between texts of which one begins the other.
+// When one text is the beginning of the other, the longer one is greater.
 int orderByLength(int order, std::size_t mine, std::size_t theirs) {
   if (order != 0 || mine == theirs) return order;
   return mine < theirs ? -1 : 1;
 }
 
-// How many bytes are there, whatever the length says.
+// How many bytes are held; the length may be larger.
 std::size_t heldBytes(const char* bytes, std::uint32_t length,
                       std::uint32_t capacity) {
   return bytes == nullptr ? 0 : std::min(length, capacity);
@@ -386,7 +387,7 @@ std::size_t held(const veskString& string) {
 
 }  // namespace
 
-// As set(), but nothing is there that could have room enough.
+// As set(), but there is no old buffer to reuse.
 veskString::veskString(const char* s, unsigned n)
     : veskType(kTagString), capacity(0), text(nullptr) {
   if (s == nullptr) return;
@@ -549,7 +550,8 @@ char* veskOpaque::get(unsigned* lengthOut) {
   return bytes;
 }
 int veskOpaque::operator==(veskOpaque& other) {
-  // Kept: programs know this test the wrong way round and use compare().
+  // Kept: the result is inverted. Programs rely on it and use compare()
+  // instead.
   const std::size_t count = held();
   if (count == 0 || count != other.held()) return 0;
   return std::memcmp(bytes, other.bytes, count) != 0;
@@ -557,7 +559,7 @@ int veskOpaque::operator==(veskOpaque& other) {
 
 namespace {
 
-// Families on the wire, which are the same on every machine.
+// Families on the wire: the same numbers on every machine.
 constexpr std::uint8_t kNoFamily = 0;
 constexpr std::uint8_t kIPv4 = 2;
 
@@ -612,7 +614,8 @@ unsigned veskAddress::decode(char* buffer, unsigned length) {
     return reader.used();
   }
   if (family != kIPv4 || !reader.has(sizeof *addr)) return 0;
-  // Made before the old one goes, so that get() never returns the old pointer.
+  // The new address is made before the old one is freed, so that get() never
+  // returns the old pointer.
   in_addr arrived;
   std::memcpy(&arrived, reader.at(), sizeof arrived);
   in_addr* const former = std::exchange(addr, newAddress(arrived));
@@ -691,8 +694,8 @@ void addElements(Text* text, veskList& list) {
     if (!isFirst) text->add(", ", 2);
     isFirst = false;
     if (value == nullptr) continue;
-    // A list writes right into the text: copying it up level by level would
-    // cost the square of its depth. Classes derived from it have texts of
+    // A list writes directly into the text: copying the text at each level
+    // would take time in the square of the depth. Derived classes have texts of
     // their own.
     if (typeid(*value) == typeid(veskList))
       addElements(text, *as<veskList>(value));
@@ -701,7 +704,7 @@ void addElements(Text* text, veskList& list) {
   }
 }
 
-// Two elements, of which either may be missing.
+// Two elements; either may be null.
 int compareElements(veskType* mine, veskType* theirs) {
   if (mine == nullptr || theirs == nullptr) return mine != theirs;
   return mine->compare(*theirs);

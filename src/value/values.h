@@ -19,7 +19,7 @@ bool isExactly(const veskType& value) {
 // have been decoded into an object of another class, or set to null.
 template <class T>
 T* as(veskType* value) {
-  // Mostly it is that very class, which is quickly told.
+  // Usually it is that very class, and this test is quick.
   if (value != nullptr && isExactly<T>(*value)) return static_cast<T*>(value);
   return dynamic_cast<T*>(value);
 }

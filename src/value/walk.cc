@@ -12,9 +12,9 @@
 namespace ostrel {
 namespace {
 
-// What a value consists of. Each begins with a tag that is not looked at,
-// unless it says otherwise: the first is the value's own, and the class of a
-// member is known without it.
+// The parts of an encoded value. Each begins with a tag unless it says
+// otherwise. The tags are ignored: the first is the value's own, and the layout
+// gives the class of each member.
 enum Part : unsigned char {
   kEnd,
   kTag,        // nothing but the tag
@@ -30,7 +30,7 @@ enum Part : unsigned char {
   kPDUHeader,  // status, request id, principal
   kList,       // an integer with its tag, and so many values
   kOptional,   // no tag: a flag, and a value if it is not 0
-  // Kept: of a default value its description reads the tag alone.
+  // Kept: a description reads only the tag of its default value.
   kDefault,
 };
 
@@ -127,7 +127,7 @@ class Walker {
  public:
   Walker(const char* bytes, unsigned length) : reader_(bytes, length) {}
 
-  // One value, with at most so many values inside one another.
+  // One value, with at most this many levels of nesting.
   void value(unsigned nesting) {
     ByteReader ahead = reader_;
     const Layout& layout = kLayouts.of[ahead.number<std::uint8_t>()];
@@ -180,7 +180,8 @@ class Walker {
     }
   }
 
-  // Every value takes a byte at least, so a claim runs out with the input.
+  // Every value takes at least one byte, so even a false count ends with the
+  // input.
   void values(std::uint32_t count, unsigned nesting) {
     for (; count != 0 && reader_.ok(); count--) value(nesting);
   }

@@ -1,13 +1,13 @@
-// How far a value's bytes reach, told without making the value: for answers of
-// which only the outcome of decoding counts, and for whoever wants to know what
-// a value would cost before decoding it.
+// Finds the length of an encoded value, and the number of values in it, without
+// making it. This serves answers of which only the result of decoding matters,
+// and callers that check what a value would cost before they decode it.
 
 #ifndef OSTREL_SRC_WALK_H
 #define OSTREL_SRC_WALK_H
 
 namespace ostrel {
 
-// How many values may arrive inside one another.
+// How many levels of values may be nested.
 constexpr unsigned kMaxNesting = 2048;
 
 struct Walked {

@@ -14,8 +14,8 @@
 
 namespace ostrel {
 
-// What an integer body asks for, however few bytes it then takes: its length
-// byte and four bytes.
+// The room that encoding an integer body needs, even when it takes fewer bytes:
+// a length byte and four bytes.
 constexpr std::size_t kIntegerRoom = 5;
 
 inline std::uint32_t bigEndian(std::uint32_t number) {
@@ -45,7 +45,7 @@ inline std::uint16_t bigEndian(std::uint16_t number) {
 inline std::uint8_t bigEndian(std::uint8_t number) { return number; }
 
 // Writes an integer body at `to`, where kIntegerRoom bytes are free, and
-// touches none of them that it does not use. Returns the place behind it.
+// touches none of them that it does not use. Returns the place after it.
 [[gnu::always_inline]] inline char* storeInteger(char* to,
                                                  std::uint32_t value) {
   if (value - 1 < 0xff) {
@@ -76,8 +76,8 @@ inline std::uint8_t bigEndian(std::uint8_t number) { return number; }
 }
 
 // Reads an integer body at `from`, where kIntegerRoom bytes can be read.
-// Returns the place behind it, or null when it claims more than four bytes.
-// Most numbers are small.
+// Returns the place after it, or null when it claims more than four bytes. Most
+// numbers are small.
 [[gnu::always_inline]] inline const char* loadInteger(const char* from,
                                                       std::uint32_t* value) {
   const std::size_t count = static_cast<unsigned char>(from[0]);
@@ -98,7 +98,7 @@ class ByteWriter {
   ByteWriter(char* buffer, std::size_t length)
       : at_(buffer), left_(length), begin_(buffer) {}
 
-  // Whether `bytes` more fit; when not, the writer has failed.
+  // Whether `bytes` more fit. If not, the writer fails.
   bool room(std::size_t bytes) {
     if (left_ < bytes) fail();
     return ok();
@@ -125,13 +125,14 @@ class ByteWriter {
     advance(count);
   }
 
-  // What a value's own encode() did to the rest: 0 bytes is its failure.
+  // Takes over the bytes that a value's own encode() wrote; 0 means that it
+  // failed.
   void wrote(std::size_t bytes) {
     if (bytes == 0 || left_ < bytes) return fail();
     advance(bytes);
   }
 
-  // Nothing fits, and nothing is there, once it has failed.
+  // After a failure nothing fits any more, and nothing is left.
   void fail() {
     at_ = nullptr;
     left_ = 0;
@@ -139,7 +140,7 @@ class ByteWriter {
   bool ok() const { return at_ != nullptr; }
   char* at() const { return at_; }
 
-  // Goes on behind what was written at at().
+  // Goes on after the bytes that were written at at().
   void moveTo(char* behind) { wrote(static_cast<std::size_t>(behind - at_)); }
   unsigned left() const { return static_cast<unsigned>(left_); }
 
@@ -164,7 +165,7 @@ class ByteReader {
   ByteReader(const char* buffer, std::size_t length)
       : at_(buffer), left_(length), begin_(buffer) {}
 
-  // Whether `bytes` more are there; when not, the reader has failed.
+  // Whether `bytes` more are left. If not, the reader fails.
   bool has(std::size_t bytes) {
     if (left_ < bytes) fail();
     return ok();
@@ -180,7 +181,7 @@ class ByteReader {
     return bigEndian(bytes);
   }
 
-  // `count` bytes as one number, of which the low 32 bits are kept.
+  // `count` bytes as one number. Only the low 32 bits are kept.
   std::uint32_t significant(std::size_t count) {
     if (!has(count)) return 0;
     std::uint32_t value = 0;
@@ -190,8 +191,8 @@ class ByteReader {
     return value;
   }
 
-  // An integer body. Kept: it may claim more than four bytes, of which the
-  // last four make the number.
+  // An integer body. Kept: it may claim more than four bytes; the last four
+  // make the number.
   std::uint32_t integer() {
     std::uint32_t value = 0;
     if (left_ >= kIntegerRoom) {
@@ -203,7 +204,8 @@ class ByteReader {
     return significant(number<std::uint8_t>());
   }
 
-  // What a value's own decode() took: 0 bytes is its failure.
+  // Takes over the bytes that a value's own decode() read; 0 means that it
+  // failed.
   void read(std::size_t bytes) {
     if (bytes == 0) return fail();
     skip(bytes);
@@ -215,20 +217,20 @@ class ByteReader {
     left_ -= bytes;
   }
 
-  // Goes on behind what was read at at().
+  // Goes on after the bytes that were read at at().
   void moveTo(const char* behind) {
     skip(static_cast<std::size_t>(behind - at_));
   }
 
-  // Nothing fits, and nothing is there, once it has failed.
+  // After a failure nothing fits any more, and nothing is left.
   void fail() {
     at_ = nullptr;
     left_ = 0;
   }
   bool ok() const { return at_ != nullptr; }
 
-  // The values' own decode() takes a buffer that it may not change but is not
-  // declared const.
+  // A value's decode() must not change its buffer, but its parameter is not
+  // const.
   char* at() const { return const_cast<char*>(at_); }
   unsigned left() const { return static_cast<unsigned>(left_); }
 
