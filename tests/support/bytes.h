@@ -29,7 +29,7 @@ struct Bytes : std::vector<unsigned char> {
 void PrintTo(const Bytes& bytes, std::ostream* out);
 
 // Reads pairs of hex digits; white space between pairs is skipped. Anything
-// else stops the test program: a table with a slip must not pass for a table.
+// else stops the test program, so that no test runs with a mistyped table.
 Bytes hex(std::string_view digits);
 
 // Upper-case pairs with a space between them: "03 01 05".
@@ -42,8 +42,8 @@ Bytes repeated(const Bytes& unit, std::size_t count);
 // The first `size` of these bytes.
 Bytes prefix(const Bytes& bytes, std::size_t size);
 
-// A heap block of exactly the given size, so that one byte read or written past
-// the end is seen by the address checks. An empty one points past the end of a
+// A heap block of exactly the given size, so that the address checks see one
+// byte read or written past its end. An empty one points past the end of a
 // block of one byte, for the same reason.
 class ExactBuffer {
  public:
@@ -61,14 +61,14 @@ class ExactBuffer {
   char* data_;
 };
 
-// What one encode did.
+// The result of one encode.
 struct Encoded {
   unsigned used;  // as returned
   Bytes bytes;    // the first `used` bytes of the buffer
 };
 
 // Encodes into a heap block of exactly `room` bytes. The running test fails
-// when a byte behind those that were written has changed.
+// when a byte after those that were written has changed.
 Encoded encodeInto(veskType& value, std::size_t room);
 
 // The value's encoding, in a buffer that grows until it is large enough, or no

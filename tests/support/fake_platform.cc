@@ -26,7 +26,7 @@ bool isGroup(const in_addr& address) {
   return (ntohl(address.s_addr) & 0xf0000000U) == 0xe0000000U;
 }
 
-// How many calls are under way, one inside the other: a script may call the
+// How many calls are in progress, one inside the other: a script may call the
 // library again.
 unsigned depth = 0;
 
@@ -186,7 +186,7 @@ void Platform::arrive(const Datagram& datagram) {
       return;
     }
   }
-  // A script may add peers: the deque's elements stay where they are.
+  // A script may add peers. The elements of a deque do not move then.
   for (std::size_t i = 0; i < peers_.size(); ++i) {
     Peer& peer = peers_[i];
     const bool reached = isGroup(to)
@@ -372,7 +372,7 @@ int closeSocket(int socket) {
   const bool works = system().enter(Call::kClose);
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
-  // As the system does, a close that reports a failure has closed all the same.
+  // As in the system, a close that reports a failure has closed the socket.
   found->open = false;
   found->queue.clear();
   return works ? 0 : -1;

@@ -39,17 +39,17 @@ struct Datagram {
   unsigned char ttl = 1;  // networks it may cross, if it goes to a group
 };
 
-// What becomes of one datagram: nothing (lost), or one delivery or several,
-// each with its delay in microseconds and its own bytes.
+// What happens to one datagram: it is lost, or delivered once or several times.
+// Each delivery has its delay in microseconds and its own bytes.
 struct Delivery {
   std::int64_t delay;
   std::string bytes;
 };
 using Policy = std::function<std::vector<Delivery>(const Datagram&)>;
 
-// A policy for soaks: loses and doubles datagrams with the given chances, and
-// delays each copy by up to `spread` microseconds, so that they overtake one
-// another. The same seed gives the same network.
+// A policy for soak tests: it loses and duplicates datagrams with the given
+// probabilities, and delays each copy by up to `spread` microseconds, so that
+// they overtake one another. The same seed gives the same network.
 Policy lossy(unsigned seed, double loss, double duplication,
              std::int64_t spread);
 
@@ -74,7 +74,7 @@ enum class Call {
   kCalls  // how many there are
 };
 
-// Somebody else on the network, played by a script.
+// Another program on the network, played by a script.
 class Peer {
  public:
   // Sends bytes from this peer's own address, through the policy.
@@ -138,21 +138,21 @@ class Platform {
   // Puts a datagram on the network, the policy included.
   void send(const sockaddr_in& from, const sockaddr_in& to,
             const std::string& bytes, unsigned char ttl = 1);
-  // Queues a datagram at a socket of the library, whatever the policy is.
+  // Queues a datagram at a socket of the library, without the policy.
   void deliver(const sockaddr_in& from, int socket, const std::string& bytes);
   // Delivers what is due by now.
   void run();
-  // Where a socket of the library is reached from outside.
+  // The address at which others reach a socket of the library.
   sockaddr_in addressOf(int socket) const;
   std::size_t queued(int socket) const;
   bool idle() const { return events_.empty(); }
 
-  // Makes calls of a kind fail with `error`: `times` of them, after `skip`
-  // more that succeed. Kept in order when given several times.
+  // Makes `times` calls of a kind fail with `error`, after `skip` more calls
+  // that succeed. Several such orders are carried out one after another.
   void failNext(Call call, int error, unsigned times = 1, unsigned skip = 0);
 
-  // Called at the beginning of each call, before anything else of it; may be
-  // null. It may let time pass: the process was stopped there.
+  // Called first in each call; may be null. It may let time pass, as when the
+  // process is stopped there.
   std::function<void(Call)> atCall;
 
   // What the library did.
@@ -203,8 +203,8 @@ class Platform {
 // The system that the library under test runs on.
 Platform& platform();
 
-// Whether one of the library's calls is inside this system now: what is
-// allocated then is not the library's.
+// Whether the library is inside a call of this system now. What is allocated
+// then is not the library's.
 bool inside();
 
 }  // namespace fake

@@ -1,6 +1,6 @@
-// Fragments for scripted peers, written from the layout alone and with none of
-// the library's code: how a datagram looks, how a message is cut up, and how
-// the datagrams of a message are put together.
+// Fragments for scripted peers, written from the layout and without the
+// library's code: the bytes of a datagram, cutting up a message, and putting
+// its datagrams together.
 
 #ifndef OSTREL_TESTS_SUPPORT_FRAGMENTS_H
 #define OSTREL_TESTS_SUPPORT_FRAGMENTS_H
@@ -56,7 +56,7 @@ inline unsigned long numberAt(const std::string& bytes, std::size_t at,
 constexpr std::size_t kHeader = 16;
 constexpr std::size_t kFragment = 1456;
 
-// One datagram, whatever its header says.
+// One datagram, with any header.
 inline std::string fragment(unsigned id, unsigned count, unsigned number,
                             unsigned long total, unsigned long offset,
                             const std::string& data, unsigned version = 1) {
@@ -90,7 +90,7 @@ inline void sendMessage(const Peer& peer, const sockaddr_in& to, unsigned id,
   for (const std::string& bytes : fragments(id, message)) peer.send(to, bytes);
 }
 
-// Puts the datagrams that reach a peer together.
+// Puts together the datagrams that reach a peer.
 class Assembler {
  public:
   // The message that this datagram completes, or "".

@@ -1,5 +1,5 @@
-// What holds other values, for tests: lists, attributes, PDUs; how each is
-// released; and a value that counts how often it is freed.
+// Values that hold other values, for tests: lists, attributes, PDUs, with the
+// way to release each; and a value that counts how often it is freed.
 
 #ifndef OSTREL_TESTS_SUPPORT_HOLDERS_H
 #define OSTREL_TESTS_SUPPORT_HOLDERS_H
@@ -41,7 +41,7 @@ constexpr char kTwoAttributes[] =
     "17 0B 01 01 3B 01 06 01 02 01 03 01 05 ";
 constexpr char kTwoAttributesText[] = "59.6.1 = , 59.6.2 = 5";
 
-// Item 2 ended with code 5.
+// Item 2 failed with code 5.
 inline veskList* oneError() { return listOf({new veskError(2, 5)}); }
 constexpr char kOneError[] = "80 43 01 01 1A 43 01 02 03 01 05 ";
 constexpr char kOneErrorText[] = "index 2 : 5(Permission Denied)";
@@ -107,7 +107,7 @@ Pdu* numbered(unsigned requestId, Pdu* pdu) {
   return pdu;
 }
 
-// Counts its copies that are alive.
+// Counts how many of its copies are alive.
 class Counted : public veskType {
  public:
   explicit Counted(int* alive) : alive_(alive) { ++*alive_; }

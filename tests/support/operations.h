@@ -1,5 +1,5 @@
 // Every operation of both handlers, with servers that answer it: for tests that
-// let something fail on the way of each.
+// make something fail during each.
 
 #ifndef OSTREL_TESTS_SUPPORT_OPERATIONS_H
 #define OSTREL_TESTS_SUPPORT_OPERATIONS_H
@@ -91,7 +91,7 @@ struct Scene {
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
 
-  // Has a server give this answer as often as it is asked.
+  // Makes a server give this answer to its next ten requests.
   static void always(Server& server, const char* message) {
     for (int i = 0; i < 10; ++i) server.then(message);
   }
@@ -104,7 +104,7 @@ struct Scene {
     }
   }
 
-  // Knows a principal, who is looked up first.
+  // The object server of this host, which is asked for the principal first.
   Server local{"127.0.0.1", kObjectPort};
   Server here{"192.0.2.10", kObjectPort};
   Server server{"192.0.2.1", kObjectPort};

@@ -12,7 +12,7 @@ constexpr unsigned kMostElements = 4;
 constexpr unsigned kMostBytes = 20;
 constexpr unsigned kLongestNumber = 9;
 
-// Tags of what holds no other value, and of what does.
+// Tags of values that hold no other value, and of those that do.
 constexpr Tag kPlain[] = {
     kTagNull,         kTagChar,          kTagShort,         kTagInt,
     kTagLong,         kTagFloat,         kTagDouble,        kTagBool,
@@ -54,7 +54,7 @@ class Writer {
   }
 
  private:
-  // What stands behind a value's own tag.
+  // The bytes after a value's own tag.
   void body(Tag tag, unsigned depth) {
     if (isPDU(tag)) header();
     switch (tag) {
@@ -210,7 +210,7 @@ class Writer {
   void flag(bool set) {
     byte(set && liberty() ? 1 + random_.below(255) : unsigned{set});
   }
-  // A member's tag is not looked at when it arrives.
+  // A decoder ignores a member's tag.
   void memberTag(Tag tag) {
     byte(liberty() ? random_.below(256) : unsigned{tag});
   }

@@ -1,6 +1,6 @@
 // Encodings of every class that the factory makes, one inside another, written
-// byte by byte: what a peer may send, which is more than the library's own
-// encoders write.
+// byte by byte. A peer may send them, although the library's own encoders write
+// only some of them.
 
 #ifndef OSTREL_TESTS_SUPPORT_RANDOM_ENCODING_H
 #define OSTREL_TESTS_SUPPORT_RANDOM_ENCODING_H
@@ -10,7 +10,7 @@
 
 namespace ostrel::test {
 
-// Which liberties an encoding takes.
+// In which ways an encoding may differ from the library's.
 enum class Spelling {
   kOwn,   // none: the library writes the same bytes when it encodes the value
   kLoose  // members with any tag, numbers of any length, flags other than 1
@@ -25,7 +25,7 @@ struct Encoding {
   Bytes copy;
 };
 
-// A value that decodes, with at most `depth` values inside one another.
+// A value that decodes, with at most `depth` levels of nesting.
 Encoding randomEncoding(Random& random, unsigned depth, Spelling spelling);
 
 }  // namespace ostrel::test

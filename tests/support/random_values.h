@@ -1,4 +1,4 @@
-// Values and bytes made up from a seed, the same ones on every machine.
+// Values and bytes made from a seed, the same on every machine.
 
 #ifndef OSTREL_TESTS_SUPPORT_RANDOM_VALUES_H
 #define OSTREL_TESTS_SUPPORT_RANDOM_VALUES_H
@@ -21,7 +21,7 @@ class Random {
   // From 0 to below `bound`.
   unsigned below(unsigned bound);
 
-  // 32 bits, of which numbers of every width and the edges are as likely as
+  // 32 bits. Numbers of every width, and the limits of each, are as likely as
   // large ones.
   std::uint32_t number();
 
@@ -32,12 +32,12 @@ class Random {
   std::uint64_t state_;
 };
 
-// The dotted text of an identifier with so many numbers, or now and then text
-// that is none.
+// The dotted text of an identifier with so many numbers; sometimes malformed
+// text.
 std::string randomIdentifier(Random& random, unsigned components);
 
-// A value of any class that the factory makes, with lists up to `depth` levels
-// inside one another. Released with releaseValue.
+// A value of any class that the factory makes, with lists nested up to `depth`
+// levels. Released with releaseValue.
 veskType* randomValue(Random& random, unsigned depth);
 
 // Bytes of which many look like tags, lengths and counts.

@@ -1,5 +1,5 @@
-// Scripted servers for tests of what asks them. They are written from bytes:
-// a request is known by where its id stands, an answer is a hex literal.
+// Scripted servers, for tests of the client layer. They work on bytes: the id
+// of a request is at a fixed place, and an answer is a hex literal.
 
 #ifndef OSTREL_TESTS_SUPPORT_SERVERS_H
 #define OSTREL_TESTS_SUPPORT_SERVERS_H
@@ -33,7 +33,7 @@ inline std::string requestId(const std::string& pdu) {
   return digits(pdu.substr(at, size));
 }
 
-// A literal with the request's own id wherever it says "ID".
+// A literal in which the request's id replaces each "ID".
 inline std::string withId(std::string answer, const Request& request) {
   for (std::size_t at = answer.find("ID"); at != std::string::npos;
        at = answer.find("ID", at)) {
@@ -42,7 +42,7 @@ inline std::string withId(std::string answer, const Request& request) {
   return answer;
 }
 
-// What a server does about one request.
+// What a server does with one request.
 using Answer = std::function<void(const Peer&, const Request&)>;
 
 // A message, written in hex with "ID" for the request's id.
@@ -52,7 +52,7 @@ inline Answer answer(const std::string& message) {
   };
 }
 
-// A datagram that no header need be right in.
+// A datagram of any bytes; its header need not be right.
 inline Answer datagram(const std::string& bytes) {
   return [bytes](const Peer& peer, const Request& request) {
     peer.send(request.from, raw(bytes.c_str()));
@@ -70,7 +70,7 @@ inline Answer both(Answer first, Answer second) {
   };
 }
 
-// The same, underway for some seconds.
+// The same, some seconds later.
 inline Answer delayed(double seconds, Answer later) {
   return [=](const Peer& peer, const Request& request) {
     const Policy before = platform().policy;
@@ -84,8 +84,8 @@ inline Answer delayed(double seconds, Answer later) {
   };
 }
 
-// Answers one request after the other, as told. Has nothing to say when all
-// its answers are used up.
+// Answers one request after another from a list. When its answers are used up,
+// it stays silent.
 class Server {
  public:
   Server(const char* address, unsigned short port)

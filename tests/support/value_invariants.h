@@ -1,5 +1,5 @@
-// What holds for any bytes that are read as a value. The fuzzer aborts on a
-// broken invariant, the property tests report it.
+// Invariants of any bytes that are read as a value. The fuzzer aborts when one
+// is broken, the property tests report it.
 //
 // Exceptions, by name:
 // - Numbers may arrive with leading zero bytes, and validity bytes as anything
@@ -24,8 +24,8 @@
 
 namespace ostrel::test {
 
-// The room that encode() may ask for beyond the bytes that decode() consumed:
-// an invalid identifier takes 2 bytes and asks for 22.
+// How much more room encode() may need than the bytes that decode() consumed:
+// an invalid identifier takes 2 bytes and needs 22.
 constexpr unsigned kMostSpareRoom = 20;
 
 // A value made from bytes by decodeCreate, and freed as such.
@@ -44,7 +44,7 @@ class Arrival {
   Arrival& operator=(const Arrival&) = delete;
 
   unsigned used() const { return used_; }
-  // What walking over the bytes says of used().
+  // The result of walking over the bytes, to compare with used().
   unsigned walked() const { return walked_; }
   veskType& operator*() const { return *value_; }
 
@@ -117,7 +117,7 @@ class Copy {
   veskType* copy_;
 };
 
-// Of a plain value the copy is a null one whatever its own tag was.
+// The copy of a plain veskType is a null value, whatever its own tag.
 inline const char* brokenCopyInvariant(veskType& value) {
   const Copy first(value);
   const Copy second(*first);

@@ -10,8 +10,8 @@ namespace ostrel::test {
 
 namespace {
 
-// Room past the end that a correct encode leaves alone and a correct decode
-// does not consume.
+// Bytes past the end. A correct encode leaves them alone, and a correct decode
+// does not consume them.
 constexpr std::size_t kSpare = 9;
 
 // A row's value in scope of one check, released as the row says.
@@ -31,8 +31,8 @@ class RowValue {
   const std::function<void(veskType*)>& release_;
 };
 
-// What decodeCreate made, freed by the library's own call. Walking over the
-// bytes comes to the same end.
+// A value that decodeCreate made, freed by the library's own call. Walking over
+// the bytes gives the same result.
 class Created {
  public:
   explicit Created(const Bytes& bytes) {

@@ -65,7 +65,7 @@ struct ValueRow {
   ValueRow&& notInFactory() &&;
   // Two such values are never equal under ==.
   ValueRow&& neverEqual() &&;
-  // How the value and its copy are released, where releaseValue does not serve.
+  // How the value and its copy are released, if not by releaseValue.
   ValueRow&& releasedWith(std::function<void(veskType*)> value,
                           std::function<void(veskType*)> copy) &&;
 };
@@ -97,7 +97,7 @@ ValueRow row(std::string name, std::string bytes, std::string text,
 // Everything that a row claims, as expectations of the running test.
 void checkRow(const ValueRow& row);
 
-// The parts of it, for rows that cannot pass through all.
+// Parts of checkRow, for rows that cannot pass all of it.
 void checkEncoding(const ValueRow& row);
 void checkShortBuffers(const ValueRow& row);
 void checkDecoding(const ValueRow& row);
