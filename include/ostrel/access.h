@@ -20,10 +20,10 @@ class OSTREL_API idMap : public veskOid {
   long id;
 };
 
-// Asks the object server of this host (127.0.0.1) for the principal object of
-// a user id, of which the low 32 bits count, and for the principal that this
-// object names. Each of the two requests is sent once and waits up to 30
-// seconds; the handler's time-outs are afterwards what they were.
+// Asks the object server of this host (127.0.0.1) for the principal object of a
+// user id, and for the principal that this object names. Only the low 32 bits
+// of the id count. Each of the two requests is sent once and waits up to 30
+// seconds. The handler's time-outs are the same before and after the call.
 //   result    receives the identifier, if there is one: keep one in it that
 //             tells when nothing was found.
 //   reserved  has no effect.

@@ -1,6 +1,6 @@
-// Messages of any length over one UDP socket: cut into fragments on the way
-// out, put together again on the way in. What the bytes mean is the business of
-// message.h.
+// Messages of any length over one UDP socket: cuts them into fragments, and
+// puts the fragments that arrive together. It does not know what the bytes
+// mean; see message.h.
 //
 // Every datagram is a 16-byte header and up to 1456 bytes of the message. The
 // header's numbers are most significant byte first:
@@ -22,12 +22,12 @@
 
 #include <cstdint>
 
-// One message of which some fragments have arrived.
+// An incomplete message: some of its fragments have arrived.
 class OSTREL_API veskDatagramReassemblyEntry {
  public:
-  // Copies what it is given, the pointer to the buffer of `length` bytes too,
-  // and marks no fragment as arrived. `received` is null when there was no
-  // memory for the marks.
+  // Copies its arguments, also the pointer to the buffer of `length` bytes, and
+  // marks no fragment as arrived. `received` is null when there was no memory
+  // for the marks.
   veskDatagramReassemblyEntry(unsigned short count, unsigned short id,
                               const sockaddr_in* sender, void* buffer,
                               unsigned int length, long expiry);
@@ -54,8 +54,9 @@ class OSTREL_API veskDatagramReassemblyEntry {
 
   unsigned firstMissing_;  // every fragment before this one has arrived
 
-  // What its sender had in the list when this one was put there, and still has
-  // of it, this one included. 0 in an entry that a program put there.
+  // The messages of its sender that were in the list when this one came and are
+  // still there, this one included: their number, and their bytes. 0 in an
+  // entry that a program put there.
   unsigned share_;
   std::uint64_t shareBytes_;
 };
@@ -63,18 +64,17 @@ class OSTREL_API veskDatagramReassemblyEntry {
 // One UDP socket. Used by one thread at a time.
 class OSTREL_API veskDatagramHandler {
  public:
-  // What is held of messages that are not complete: at most so many of them,
-  // and so many bytes of buffers and marks in all, which is room for the
-  // longest message at any time. Where a new one would go beyond, the sender
-  // (an address and port) that holds most, of messages or of bytes, loses its
-  // oldest; the others lose nothing.
+  // Limits for incomplete messages: their number, and the bytes of their
+  // buffers and marks in all. The longest message always has room. When a new
+  // message would exceed a limit, the sender (an address and port) that holds
+  // most messages or bytes loses its oldest. Other senders lose nothing.
   static constexpr unsigned int kMaxPartialMessages = 1024;
   static constexpr unsigned int kMaxPartialBytes = 128 * 1024 * 1024;
 
   veskDatagramHandler();
 
-  // Closes the socket, unless its number has come to stand for something else.
-  // Kept: frees neither the entries of the reassembly list nor their buffers;
+  // Closes the socket, unless its number now belongs to something else. Kept:
+  // frees neither the entries of the reassembly list nor their buffers;
   // dropPartialMessages() does.
   ~veskDatagramHandler();
 
@@ -82,18 +82,19 @@ class OSTREL_API veskDatagramHandler {
   veskDatagramHandler& operator=(const veskDatagramHandler&) = delete;
 
   // Opens a socket on a port in host order, 0 for one that the system chooses.
-  // A socket that an earlier call opened is closed once the new one is there,
-  // or has failed; so its port is still taken. One that somebody else has
-  // closed meanwhile is left at that: its number may be the new one's, or a
-  // file's. Returns the descriptor, or -1 with the cause in errno.
+  // A socket that an earlier call opened is closed after the new one has been
+  // opened, or has failed to. So its port is still in use meanwhile. If
+  // somebody else has closed the earlier socket, it is not closed again: its
+  // number may belong to the new socket or to a file. Returns the descriptor,
+  // or -1 with the cause in errno.
   int open(unsigned short port);
 
   // Sends `length` bytes as one message. Blocks for 100 ms after every 20
   // fragments, so that the receiver keeps up, and as long as the system is
-  // short of buffers. Returns 1 when all fragments were sent; a message of no
-  // bytes sends nothing and counts as sent. Returns 0 on failure with the cause
-  // in errno (EMSGSIZE: more than 65535 fragments); fragments sent before it
-  // stay sent.
+  // short of buffers. Returns 1 when all fragments were sent. A message of no
+  // bytes sends nothing and returns 1. Returns 0 on failure with the cause in
+  // errno (EMSGSIZE: more than 65535 fragments); fragments sent before it stay
+  // sent.
   int send(const sockaddr_in* to, void* data, unsigned int length);
 
   // Takes one datagram off the socket and, when that completes a message,
@@ -127,7 +128,7 @@ class OSTREL_API veskDatagramHandler {
   // their buffers. recv() calls it after each fragment of a longer message.
   void tick();
 
-  // Drops every message that is not complete, with its buffer.
+  // Drops all incomplete messages, with their buffers.
   void dropPartialMessages();
 
   // Closes the socket. Returns 1, or 0 when none is open or the system reports
@@ -144,8 +145,8 @@ class OSTREL_API veskDatagramHandler {
   // As recv(). *owned tells whether a buffer left in *data is the caller's.
   unsigned int take(sockaddr_in* from, void** data, bool* owned);
 
-  // Takes the next datagram off the socket if it was left there for want of
-  // memory twice in a row. errno stays.
+  // Drops the next datagram if recv() left it on the socket twice in a row
+  // because there was no memory. Keeps errno.
   void passOverWhatIsStuck();
 
  private:
@@ -178,7 +179,7 @@ class OSTREL_API veskDatagramHandler {
   std::uint64_t heldBytes_;  // of the entries that recv() made
   unsigned stuck_;           // how often in a row a datagram was left queued
 
-  // Of the socket that open() opened, as the system tells them.
+  // The system's identification of the socket that open() opened.
   std::uint64_t device_;
   std::uint64_t inode_;
 };

@@ -27,8 +27,9 @@ class Elements {
  public:
   class Iterator {
    public:
-    // Elements are made on the way, so that by the rules of C++17 a walk counts
-    // as input, though it may be done again; C++20 takes it as what it is.
+    // An iterator returns a pointer and no reference, so C++17 allows only the
+    // input category, although a walk can be repeated. In C++20 it is a forward
+    // iterator.
     using iterator_category = std::input_iterator_tag;
     using iterator_concept = std::forward_iterator_tag;
     using value_type = Value*;

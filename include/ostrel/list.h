@@ -1,6 +1,6 @@
-// The one container of the library: an ordered sequence of untyped element
-// pointers with a cursor that makes walking it by index cost one step a call.
-// It knows nothing of its elements; lists of values are veskList, in type.h.
+// The library's container: an ordered sequence of untyped element pointers. It
+// has a cursor, so a walk by index takes one step for each call. It knows
+// nothing of its elements; lists of values are veskList, in type.h.
 
 #ifndef OSTREL_LIST_H
 #define OSTREL_LIST_H
@@ -22,9 +22,9 @@ struct OSTREL_API listPointer {
   static void operator delete(void* block, std::size_t size) noexcept;
 };
 
-// A circular doubly linked list. Elements belong to whoever put them in; the
-// list frees them only in clear() with a non-zero argument. Even reading by
-// index moves the cursor: one thread at a time.
+// A circular doubly linked list. Elements stay the property of the code that
+// put them in; the list frees them only in clear() with a non-zero argument.
+// Even reading by index moves the cursor: one thread at a time.
 class OSTREL_API genericList {
  public:
   genericList();

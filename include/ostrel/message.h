@@ -1,4 +1,5 @@
-// Whole PDUs over one UDP socket: encodes what goes out, decodes what comes in.
+// Whole PDUs over one UDP socket: encodes those that are sent, decodes those
+// that arrive.
 
 #ifndef OSTREL_MESSAGE_H
 #define OSTREL_MESSAGE_H

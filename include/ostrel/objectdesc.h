@@ -52,10 +52,10 @@ class OSTREL_API veskAttributeDesc : public veskType {
 
   unsigned encode(char* buffer, unsigned length) override;
 
-  // Kept: reads no more of the default value than its tag, so that only a
-  // description with a null default value comes back as it was. The record
-  // gets a new plain value for it; the former one is not freed, whoever made
-  // it: delete it before or keep it, but not both.
+  // Kept: reads only the tag of the default value, so only a description with a
+  // null default value comes back as it was. The record gets a new plain value
+  // for it. The former default value is not freed: delete it before, or keep
+  // your own pointer to it.
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;
 

@@ -1,6 +1,6 @@
 // Requests and their answers: numbers each request, remembers it until its
-// answer comes, and sends it again when its time has passed. Nothing happens by
-// itself: whoever owns a handler calls tick().
+// answer comes, and sends it again when its time-out has passed. Nothing
+// happens by itself: the owner of a handler calls tick().
 
 #ifndef OSTREL_TRANSACTION_H
 #define OSTREL_TRANSACTION_H
@@ -53,45 +53,43 @@ class OSTREL_API veskTransactionHandler {
   int open();
 
   // Writes the next request id into the PDU, sends it and remembers it as
-  // pending. The PDU stays the caller's, who keeps it until its answer has
-  // come, tick() has given it up, or flush() has forgotten it. Returns 0, or
-  // the code of the failed send, with nothing remembered; so does 10 with errno
-  // ENOMEM, when the PDU was sent and there is no memory to remember it.
+  // pending. The PDU stays the caller's. Keep it until its answer has come,
+  // tick() has given it up, or flush() has forgotten it. Returns 0, or the code
+  // of the failed send; then nothing is remembered. Returns 10 with errno
+  // ENOMEM when the PDU was sent but there is no memory to remember it.
   int send(const sockaddr_in* to, veskPDU* pdu);
 
   // Takes one datagram off the socket, waiting for one if there is none. When
-  // it completes the answer to a pending request, *pdu receives it, which the
-  // caller clears and deletes; otherwise *pdu is null. `from` receives the
-  // datagram's sender; may be null. An answer ends its request, unless that
-  // went to a group. Answers to no pending request are dropped, and cost no
-  // memory beyond their bytes. Returns what the message handler's recv()
-  // returns: 0 without a PDU is no failure.
-  // Kept: answers are matched by request id alone, whoever sends them.
-  // Kept: as with flush(), an answer makes requests that are due later fall due
-  // earlier, by the time that was left for its own. Of four that are sent
-  // together, and answered one by one within milliseconds, tick() sends the
-  // others again after each answer and gives up the last: use a handler for
-  // each request that is to wait beside others.
+  // it completes the answer to a pending request, *pdu receives that answer,
+  // which the caller clears and deletes; otherwise *pdu is null. `from`
+  // receives the datagram's sender; may be null. An answer ends its request,
+  // unless the request went to a multicast group. Answers to no pending request
+  // are dropped, and cost no memory beyond their bytes. Returns what the
+  // message handler's recv() returns: 0 without a PDU is no failure. Kept:
+  // answers are matched by request id alone, not by their sender. Kept: as with
+  // flush(), an answer makes later requests due earlier, by the time that the
+  // answered request had left. When four requests are sent together and
+  // answered one by one within milliseconds, tick() sends the others again
+  // after each answer and gives up the last. Use one handler for each
+  // concurrent request.
   int recv(sockaddr_in* from, veskPDU** pdu);
 
-  // Sends again what is due, and gives up requests that have no transmission
-  // left: each call at most one, whose PDU is then in *pdu and is the caller's
-  // as it always was, with 10 in *err and errno ETIMEDOUT. A request that
-  // cannot be sent again is given up as well, with the code in *err. Otherwise
-  // *pdu is null and *err 0.
-  // *next receives the seconds until the earliest pending request is due, and
-  // is left alone when none is pending; it may be null.
-  // Returns 1 when another request is due at once: call again. Else 0.
+  // Sends the requests that are due again. Gives up at most one request that
+  // has no retries left: *pdu is then its PDU, still the caller's, *err is 10
+  // and errno ETIMEDOUT. A request that cannot be sent again is given up too,
+  // with the code in *err. Otherwise *pdu is null and *err 0. *next receives
+  // the seconds until the earliest pending request is due; it does not change
+  // when none is pending. `next` may be null. Returns 1 when another request is
+  // due at once: call again. Else 0.
   int tick(long* next, int* err, veskPDU** pdu);
 
   // Forgets the pending request with this id, the first if several have it.
-  // Returns 1, or 0 when none has it.
-  // Kept: requests that are due later fall due earlier, by the time that was
-  // left between this one and the one before it.
+  // Returns 1, or 0 when none has it. Kept: later requests become due earlier,
+  // by the time between this request and the one before it.
   int flush(unsigned int id);
 
-  // Closes the socket; what is pending stays pending. Returns 1, or 0 when none
-  // is open or the system reports a failure.
+  // Closes the socket. Pending requests stay pending. Returns 1, or 0 when no
+  // socket is open or the system reports a failure.
   int close();
 
   veskMessageHandler* messageHandler;  // owned

@@ -72,10 +72,10 @@ class OSTREL_API veskType {
   // Kept: copies the other value's tag and nothing else.
   veskType& operator=(const veskType& other);
 
-  // Makes the value null; the argument is 0 and is not looked at.
+  // Makes the value null; the argument is 0 and is ignored.
   veskType& operator=(const void* null);
 
-  // 1 when the value is null; the argument is 0 and is not looked at.
+  // 1 when the value is null; the argument is 0 and is ignored.
   int operator==(const void* null);
 
   // Makes the value whose encoding stands at `buffer`: an object of the class
@@ -449,8 +449,8 @@ class OSTREL_API veskString : public veskType {
   veskString(const veskString& other);
   ~veskString() override;
 
-  // Orders by bytes; of two texts of which one begins the other the shorter
-  // is the smaller. Kept: bytes after a NUL do not take part.
+  // Orders by bytes. When one text is the beginning of the other, the shorter
+  // is the smaller. Kept: bytes after a NUL are ignored.
   int compare(veskType& other) override;
   int operator==(veskType& other) override;
   unsigned encode(char* buffer, unsigned length) override;
@@ -562,12 +562,13 @@ class OSTREL_API veskAddress : public veskType {
 // A list of values that is itself a value (tag 128).
 //
 // Elements belong to whoever filled the list: destroying or assigning a list
-// frees none of them, clear(1) frees all, lists inside lists included. What
-// else an element leaves to its owner (a PDU its lists, a description its
-// default value) clear(1) leaves, too; destroyDecodedElements() does not.
+// frees none of them, clear(1) frees all, lists inside lists included. An
+// element may leave parts to its owner (a PDU its lists, a description its
+// default value). clear(1) does not free those parts; destroyDecodedElements()
+// does.
 //
-// An element is stored as its `veskType*`. The calls below take any value's
-// pointer and see to that; at() reads it back.
+// An element is stored as its `veskType*`. The calls below take a pointer to
+// any value and convert it; at() reads it back.
 class OSTREL_API veskList : public genericList, public veskType {
  public:
   veskList();
@@ -648,15 +649,16 @@ class OSTREL_API veskList : public genericList, public veskType {
 };
 
 #if __cplusplus > 201703L
-// C++20 also tries the operands of == in exchanged order, and would mostly find
-// that the better match, though a result that is no bool may not be used so.
-// These match exactly: `a == b` asks a, as before.
+// C++20 also tries the operands of == in reverse order. Mostly that would be
+// the better match, but it is an error because the result is not a bool. The
+// functions here match exactly, so `a == b` calls the operator of `a`, as
+// before.
 template <class A, class B, ostrel::IfValue<A> = 0, ostrel::IfValue<B> = 0>
 int operator==(A& a, B& b) {
   return a.operator==(b);
 }
 
-// A template gives way to a class's own ==, so these are none.
+// Not templates, because a class's own == would be preferred to a template.
 #define OSTREL_ASK_LEFT(Class) \
   inline int operator==(veskType& a, Class& b) { return a.operator==(b); }
 OSTREL_ASK_LEFT(veskChar)

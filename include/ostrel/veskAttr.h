@@ -23,9 +23,9 @@ class OSTREL_API veskAttribute : public veskType {
 
   unsigned encode(char* buffer, unsigned length) override;
 
-  // Meant for a fresh attribute: a value that it holds already is replaced
-  // and not freed. When the value is what fails, `value` is what
-  // decodeCreate() left: null, or the value as far as it got.
+  // Use it on a new attribute: a value that it already holds is replaced and
+  // not freed. When decoding the value fails, `value` is what decodeCreate()
+  // left: null, or the part that was read.
   unsigned decode(char* buffer, unsigned length) override;
 
   // The identifier, " = " and the value; never more than 1023 characters.
@@ -72,7 +72,7 @@ class OSTREL_API veskAttributeValueOp : public veskAttribute {
 //
 // The destructor frees the list with its elements, unless the pointer is null.
 // Kept: a copy shares its source's list. Before the second of them is
-// destroyed its `attributeList` must be replaced or set to null.
+// destroyed, replace its `attributeList` or set it to null.
 class OSTREL_API veskObject : public veskType {
  public:
   veskObject();                               // no identifier, an empty list

@@ -33,10 +33,9 @@ class OSTREL_API veskEventHandler {
   veskEventHandler& operator=(const veskEventHandler&) = delete;
 
   // Opens the event socket, on a port that the system chooses. Returns its
-  // descriptor; a negative one when that failed, or 10 when the port cannot be
-  // told. Failures are printed to standard error; errno has the cause.
-  // Kept: descriptor 10 cannot be told from the failure; eventSocket is open
-  // in both cases.
+  // descriptor; a negative number when that failed, or 10 when the port cannot
+  // be read. Failures are printed to standard error; errno has the cause. Kept:
+  // a descriptor 10 looks like that failure; eventSocket is open in both cases.
   int open();
 
   // Closes the event socket. Returns 1, or 0 when it is not open or the system

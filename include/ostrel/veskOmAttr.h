@@ -40,9 +40,9 @@ class OSTREL_API veskOmAttributeValueOp : public veskOmAttribute {
 
   unsigned encode(char* buffer, unsigned length) override;
 
-  // Kept: looks for the code further behind than encode() writes it, by the
-  // length of the value or, without a value, by one byte; and fails when that
-  // lies outside the input. Only veskAttributeValueOp reads back what encode()
+  // Kept: reads the code at a later position than encode() writes it: later by
+  // the length of the value or, without a value, by one byte. Fails when that
+  // is outside the input. Only veskAttributeValueOp reads back what encode()
   // wrote. A value that arrived is in `value` even when the code fails.
   unsigned decode(char* buffer, unsigned length) override;
   char* getString() override;

@@ -151,7 +151,7 @@ class OSTREL_API veskSearchPDU : public veskPDU {
   veskBool flag;
 };
 
-// Tells of the event `aid` of the object `oid` (tag 34).
+// Reports the event `aid` of the object `oid` (tag 34).
 class OSTREL_API veskEventPDU : public veskPDU {
  public:
   veskEventPDU();
@@ -169,9 +169,9 @@ class OSTREL_API veskEventPDU : public veskPDU {
   veskList* list;  // the event's arguments
 };
 
-// Has the action `aid` done (tag 35).
-// Kept: `oid` neither travels nor prints; who receives an action knows its
-// target from the principal, the action and the arguments alone.
+// Has the action `aid` done (tag 35). Kept: `oid` is neither encoded nor
+// printed. A receiver finds the target from the principal, the action and the
+// arguments.
 class OSTREL_API veskActionPDU : public veskPDU {
  public:
   veskActionPDU();
@@ -227,8 +227,8 @@ class OSTREL_API veskDSsearchPDU : public veskPDU {
   veskList* list2;
 };
 
-// What responses with a list of errors share. `code` goes into `status`; a
-// list that is not given, or null, is made empty.
+// Shared by responses with a list of errors. `code` goes into `status`; a list
+// that is not given, or null, is made empty.
 class OSTREL_API veskRespPDU : public veskPDU {
  public:
   veskRespPDU(unsigned int tag, veskList* errors);
@@ -304,9 +304,8 @@ class OSTREL_API veskSetRespPDU : public veskRespPDU {
   using veskType::operator=;
 };
 
-// Answers an action.
-// Kept: it has and sends tag 40, so it arrives as a veskSetRespPDU; tag 42 is
-// known when it arrives and never sent.
+// Answers an action. Kept: it has and sends tag 40, so it arrives as a
+// veskSetRespPDU. Tag 42 is decoded, but never sent.
 class OSTREL_API veskActionRespPDU : public veskSetRespPDU {
  public:
   veskActionRespPDU();
@@ -355,8 +354,8 @@ class OSTREL_API veskVerifyRespPDU : public veskPDU {
   using veskType::operator=;
 };
 
-// Answers a search of the directory service (tag 47).
-// Kept: `list2` travels before `list` and prints behind it.
+// Answers a search of the directory service (tag 47). Kept: `list2` is encoded
+// before `list` and printed after it.
 class OSTREL_API veskDSsearchRespPDU : public veskRespPDU {
  public:
   veskDSsearchRespPDU();

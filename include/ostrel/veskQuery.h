@@ -1,5 +1,5 @@
-// Requests on the object model: what a program reads, writes, creates, removes
-// and finds, it does through a veskQueryHandler.
+// Requests on the object model: a program reads, writes, creates, removes and
+// finds objects through a veskQueryHandler.
 
 #ifndef OSTREL_VESKQUERY_H
 #define OSTREL_VESKQUERY_H
@@ -45,12 +45,11 @@ class OSTREL_API veskQueryHandler {
   veskQueryHandler(const veskQueryHandler&) = delete;
   veskQueryHandler& operator=(const veskQueryHandler&) = delete;
 
-  // Reads the attributes of an object. For each attribute of `attrs` the value
-  // that came back is put into it, null where there is none.
-  // Kept: a value that an attribute held before is not freed; pass attributes
-  // without values, as veskMakeAttrList() makes them. Kept: an answer with
-  // fewer attributes than `attrs` stops the process with the assertion
-  // "i < count".
+  // Reads the attributes of an object. Puts the value that came back into each
+  // attribute of `attrs`, or null where there is none. Kept: a value that an
+  // attribute held before is not freed; pass attributes without values, as
+  // veskMakeAttrList() makes them. Kept: an answer with fewer attributes than
+  // `attrs` stops the process with the assertion "i < count".
   int get(veskAddress* server, veskOid& oid, veskList& attrs, veskList* errors);
 
   // Writes the attributes of an object.
@@ -80,9 +79,9 @@ class OSTREL_API veskQueryHandler {
   int search(veskAddress* server, veskOid& oid, veskList& attrs,
              veskList& results, int scope, veskList* errors);
 
-  // The same through a directory server. When `server` is null one is looked
-  // for first, by multicast in up to four attempts that reach further each
-  // time; they take 16 seconds when nobody answers.
+  // The same through a directory server. When `server` is null the call first
+  // looks for one by multicast, in up to four attempts with a TTL of 1, 2, 4
+  // and 8. They take 16 seconds when nobody answers.
   //   results, list2  as in search(); list2 is sent along.
   //   answeredBy      receives the address of the server that answered.
   //   results2        receives the answer's second list unless null or that
@@ -102,11 +101,10 @@ class OSTREL_API veskQueryHandler {
   // was. A user without a principal object has an invalid identifier.
   int setAccess();
 
-  // Makes a new transaction handler and opens it; one made before is closed
-  // and freed. Multicasts of its socket cross as many networks as the last
-  // discovery of any handler in this process tried, 4 when there was none.
-  // Returns 0, or 10 with the cause in errno; ENOMEM leaves the former handler
-  // in place.
+  // Makes a new transaction handler and opens it; the former one is closed and
+  // freed. Its socket's multicast TTL is that of the last discovery of any
+  // handler in this process, or 4 when there was none. Returns 0, or 10 with
+  // the cause in errno; ENOMEM leaves the former handler in place.
   int comminit();
 
   // Compares two lists of attributes by identifiers. Differences are printed
