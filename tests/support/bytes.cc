@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include <cstdio>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -105,8 +106,9 @@ Encoded encodeInto(veskType& value, std::size_t room) {
   const unsigned used = value.encode(buffer.data(), buffer.size());
   if (used != 0) {
     const Bytes after = buffer.first(room);
-    EXPECT_TRUE(
-        std::equal(before.begin() + used, before.end(), after.begin() + used))
+    const auto behind = static_cast<std::ptrdiff_t>(used);
+    EXPECT_TRUE(std::equal(before.begin() + behind, before.end(),
+                           after.begin() + behind))
         << "changed behind the " << used
         << " bytes that it wrote: " << toHex(after);
   }
