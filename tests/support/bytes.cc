@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 
-#include <cstdio>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
