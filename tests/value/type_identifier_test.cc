@@ -15,20 +15,7 @@
 
 namespace {
 
-using ostrel::test::Bytes;
-using ostrel::test::checkRow;
-using ostrel::test::decodeFrom;
-using ostrel::test::encoded;
-using ostrel::test::encodeInto;
-using ostrel::test::ExactBuffer;
-using ostrel::test::hex;
-using ostrel::test::IsHex;
-using ostrel::test::OwnedValue;
-using ostrel::test::repeated;
-using ostrel::test::row;
-using ostrel::test::rowName;
-using ostrel::test::textOf;
-using ostrel::test::ValueRow;
+using namespace ostrel::test;
 using testing::ElementsAre;
 
 constexpr unsigned kOidRoom = 22;
