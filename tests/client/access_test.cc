@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/bytes.h"
+#include "support/hex_pieces.h"
 #include "support/servers.h"
 
 namespace {
@@ -26,14 +27,8 @@ constexpr int kNetworkError = 10;
 constexpr int kCodingError = 11;
 
 // The principal object 59.110.0.9 names the principal 59.110.1.1.
-#define OBJECT " 0A 01 01 3B 01 6E 00 01 09 "
-#define PRINCIPAL " 0A 01 01 3B 01 6E 01 01 01 01 "
-#define NONE " 80 43 00 "
-#define SUCCESS " 03 00 ID 0A 00 "
-#define REFUSED " 03 01 05 ID 0A 00 "
-#define PARTIAL " 03 04 FF FF FF FF ID 0A 00 "
-const char kFound[] = "29" SUCCESS NONE " 80 43 01 01" OBJECT;
-const char kNamed[] = "27" SUCCESS NONE " 80 43 01 01" PRINCIPAL;
+const char kFound[] = "29" SUCCESS NONE ONE PRINCIPAL_OBJECT;
+const char kNamed[] = "27" SUCCESS NONE ONE PRINCIPAL;
 
 class PrincipalLookup : public ::testing::Test {
  protected:
@@ -132,7 +127,7 @@ TEST_F(PrincipalLookup, OfAUserWithoutOneIsNoErrorAndChangesNothing) {
   const char* const lists[] = {
       NONE,
       " 80 43 01 01 03 01 05",
-      " 80 43 01 02 03 01 05" OBJECT,
+      " 80 43 01 02 03 01 05" PRINCIPAL_OBJECT,
   };
   for (const char* list : lists) {
     server.then(answer(std::string("29" SUCCESS NONE) + list));
@@ -170,7 +165,7 @@ TEST_F(PrincipalLookup, ReturnsTheStatusOfTheSearch) {
 }
 
 TEST_F(PrincipalLookup, TakesNoAnswerOfAnotherClassForTheSearch) {
-  server.then("27" SUCCESS NONE " 80 43 01 01" OBJECT);
+  server.then("27" SUCCESS NONE ONE PRINCIPAL_OBJECT);
   EXPECT_EQ(lookUp(), kCodingError);
   EXPECT_EQ(textOf(result), "1.2.3.4");
 }
@@ -185,9 +180,9 @@ TEST_F(PrincipalLookup, WithoutAnAnswerToTheGetHasTheObject) {
 
 TEST_F(PrincipalLookup, ReturnsTheStatusOfTheGetWithTheObject) {
   server.then(kFound)
-      .then("27" REFUSED NONE " 80 43 01 01" PRINCIPAL)
+      .then("27" REFUSED NONE ONE PRINCIPAL)
       .then(kFound)
-      .then("27" PARTIAL NONE " 80 43 01 01" PRINCIPAL);
+      .then("27" PARTIAL NONE ONE PRINCIPAL);
   EXPECT_EQ(lookUp(), 5);
   EXPECT_EQ(textOf(result), "59.110.0.9");
   result = "1.2.3.4";
@@ -202,7 +197,7 @@ TEST_F(PrincipalLookup, TakesNoAnswerOfAnotherClassForTheGet) {
 }
 
 TEST_F(PrincipalLookup, WaitsOnAfterWhatAnswersNothing) {
-  server.then(both(answer("29 03 00 43 01 63 0A 00" NONE " 80 43 01 01" OBJECT),
+  server.then(both(answer("29 03 00 43 01 63 0A 00" NONE ONE PRINCIPAL_OBJECT),
                    both(answer("03 01 05"), answer(kFound))));
   server.then(delayed(25, answer(kNamed)));
   EXPECT_EQ(lookUp(), kNoError);

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "support/bytes.h"
+#include "support/hex_pieces.h"
 #include "support/servers.h"
 
 namespace {
@@ -33,8 +34,6 @@ using ::testing::SizeIs;
 constexpr int kNoError = 0;
 constexpr int kNetworkError = 10;
 
-#define NONE " 80 43 00 "
-#define SUCCESS " 03 00 ID 0A 00 "
 #define VALUE " 80 43 01 01 17 0B 00 01 03 01 05 "
 
 sockaddr_in endpoint(const char* address, unsigned short port) {

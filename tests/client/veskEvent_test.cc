@@ -10,6 +10,7 @@
 
 #include "base/platform.h"
 #include "support/bytes.h"
+#include "support/hex_pieces.h"
 #include "support/servers.h"
 
 namespace {
@@ -32,21 +33,12 @@ constexpr int kAddressError = 12;
 constexpr long kUser = 1000;
 
 // Pieces of PDUs.
-#define PRINCIPAL " 0A 01 01 3B 01 6E 01 01 01 01 "  // 59.110.1.1
-#define OBJECT " 0A 01 01 3B 01 07 00 01 01 "        // 59.7.0.1
-#define EVENT " 0B 01 01 3B 01 07 01 05 "            // 59.7.5
+#define SOURCE " 0A 01 01 3B 01 07 00 01 01 "        // 59.7.0.1
 #define REGISTRATION " 0A 01 01 3B 01 06 00 01 03 "  // 59.6.0.3
-#define NOTIFY_EXPIRE " 0B 01 01 3B 01 06 01 06 "    // 59.6.6
-#define NONE " 80 43 00 "
-#define ERRORS " 80 43 01 01 1A 43 01 01 03 01 05 "  // item 1, code 5
-#define SUCCESS " 03 00 ID 0A 00 "
-#define PARTIAL " 03 04 FF FF FF FF ID 0A 00 "
-#define REFUSED " 03 01 05 ID 0A 00 "
-#define HEADER " 03 00 43 00 0A 00 "  // of events, which answer nothing
 
 const char kRegistered[] = "25" SUCCESS NONE REGISTRATION;
 const char kRemoved[] = "2B" SUCCESS;
-const char kAnEvent[] = "22" HEADER OBJECT EVENT " 80 43 01 01 03 01 2A ";
+const char kAnEvent[] = "22" HEADER SOURCE EVENT " 80 43 01 01 03 01 2A ";
 
 class EventHandler : public ::testing::Test {
  protected:
@@ -521,7 +513,7 @@ TEST_F(OpenEventHandler, ReceiveHandsOverAnEvent) {
 }
 
 TEST_F(OpenEventHandler, ReceiveHandsOverAnEventOfManyFragments) {
-  std::string message = "22" HEADER OBJECT EVENT " 80 43 01 01 09 43 02 0B B8";
+  std::string message = "22" HEADER SOURCE EVENT " 80 43 01 01 09 43 02 0B B8";
   for (int i = 0; i < 3000; ++i) message += " 78";
   EXPECT_EQ(receive(message), kNoError);
   EXPECT_EQ(textOf(args), std::string(3000, 'x'));
@@ -558,13 +550,13 @@ TEST_F(OpenEventHandler, ReceiveKeepsFormerArgumentsAlive) {
 TEST_F(OpenEventHandler, ReceiveHandsOverNoArgumentsWithAnEventThatHasNone) {
   auto* former = new veskInt(1);
   args.append(former);
-  EXPECT_EQ(receive("22" HEADER OBJECT EVENT NONE), kNoError);
+  EXPECT_EQ(receive("22" HEADER SOURCE EVENT NONE), kNoError);
   EXPECT_EQ(args.count, 0U);
   delete former;
 }
 
 TEST_F(OpenEventHandler, ReceiveHandsOverEventsWithoutAValidIdentifier) {
-  EXPECT_EQ(receive("22" HEADER OBJECT " 0B 00 80 43 01 01 03 01 2A"),
+  EXPECT_EQ(receive("22" HEADER SOURCE " 0B 00 80 43 01 01 03 01 2A"),
             kNoError);
   EXPECT_EQ(textOf(event), "Invalid");
   EXPECT_EQ(textOf(args), "42");
@@ -582,7 +574,7 @@ TEST_F(OpenEventHandler, ReceiveReportsEventsWhenDebugging) {
 TEST_F(OpenEventHandler, ReceiveDropsPDUsThatAreNoEvents) {
   for (const char* message :
        {"27" HEADER NONE " 80 43 01 01 09 43 01 01 78",
-        "1F" HEADER OBJECT " 80 43 01 01 03 01 05", "2B" HEADER}) {
+        "1F" HEADER SOURCE " 80 43 01 01 03 01 05", "2B" HEADER}) {
     EXPECT_EQ(receive(message), kNoError) << message;
     expectNoEvent();
   }

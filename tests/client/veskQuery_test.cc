@@ -12,6 +12,7 @@
 
 #include "base/platform.h"
 #include "support/bytes.h"
+#include "support/hex_pieces.h"
 #include "support/servers.h"
 
 namespace {
@@ -39,25 +40,16 @@ constexpr long kUser = 1000;
 constexpr unsigned char kFirstTtl = 4;
 
 // Pieces of PDUs.
-#define PRINCIPAL " 0A 01 01 3B 01 6E 01 01 01 01 "  // 59.110.1.1
-#define NOBODY " 0A 00 "
-#define OBJECT " 0A 01 01 3B 01 06 00 01 01 "      // 59.6.0.1
-#define NEW_OBJECT " 0A 01 01 3B 01 06 00 01 09 "  // 59.6.0.9
 #define ASKED                                   \
   " 80 43 01 02"                                \
   " 17 0B 01 01 3B 01 06 01 01 00" /* 59.6.1 */ \
   " 17 0B 01 01 3B 01 06 01 02 00" /* 59.6.2 */
-#define NONE " 80 43 00 "
-#define ERRORS " 80 43 01 01 1A 43 01 01 03 01 05 "  // item 1, code 5
 #define VALUES                                                     \
   " 80 43 01 02"                                                   \
   " 17 0B 01 01 3B 01 06 01 01 01 03 01 05"       /* 59.6.1 = 5 */ \
   " 17 0B 01 01 3B 01 06 01 02 01 09 43 01 01 78" /* 59.6.2 = x */
 #define NO_VALUES " 80 43 01 02 17 0B 00 00 17 0B 00 00 "
-#define OBJECTS " 80 43 01 01" OBJECT
-#define SUCCESS " 03 00 ID 0A 00 "
-#define PARTIAL " 03 04 FF FF FF FF ID 0A 00 "
-#define REFUSED " 03 01 05 ID 0A 00 "
+#define OBJECTS ONE OBJECT
 
 // What a caller passes, with something in every list that must not get lost.
 struct Caller {
@@ -869,8 +861,8 @@ TEST_F(Discovery, DropsAnAnswerToAnAttemptThatIsOver) {
 
 // An object server on this host that knows principals. Principal 1 belongs to
 // object 9 and user 1000.
-#define FOUND_9 "29" SUCCESS NONE " 80 43 01 01 0A 01 01 3B 01 6E 00 01 09 "
-#define NAMES_1 "27" SUCCESS NONE " 80 43 01 01" PRINCIPAL
+#define FOUND_9 "29" SUCCESS NONE ONE PRINCIPAL_OBJECT
+#define NAMES_1 "27" SUCCESS NONE ONE PRINCIPAL
 #define NAMES_2 "27" SUCCESS NONE " 80 43 01 01 0A 01 01 3B 01 6E 01 01 01 02 "
 
 class Principals : public QueryHandler {

@@ -13,24 +13,17 @@
 #include <string>
 
 #include "support/bytes.h"
+#include "support/hex_pieces.h"
 #include "support/servers.h"
 
 namespace fake {
 
 // Pieces of PDUs.
-#define NONE " 80 43 00 "
-#define SUCCESS " 03 00 ID 0A 00 "
-#define ERRORS " 80 43 01 01 1A 43 01 01 03 01 05 "  // item 1, code 5
 #define VALUES                                          \
   " 80 43 01 02"                                        \
   " 17 0B 01 01 3B 01 06 01 01 01 09 43 01 03 61 62 63" \
   " 17 0B 01 01 3B 01 06 01 02 01 80 43 01 01 03 01 05"
-#define OBJECT " 0A 01 01 3B 01 06 00 01 09 "  // 59.6.0.9
-#define OBJECTS " 80 43 01 02" OBJECT OBJECT
-#define PRINCIPAL " 80 43 01 01 17 0B 00 01 0A 01 01 3B 01 6E 01 01 01 01 "
-#define HEADER " 03 00 43 00 0A 00 "
-#define EVENT " 0B 01 01 3B 01 07 01 05 "          // 59.7.5
-#define NOTIFY_EXPIRE " 0B 01 01 3B 01 06 01 06 "  // 59.6.6
+#define OBJECTS TWO NEW_OBJECT NEW_OBJECT
 
 // What a caller passes.
 struct Caller {
@@ -79,7 +72,8 @@ struct Scene {
       local.then([](const Peer& peer, const Request& request) {
         const bool isSearch = request.pdu.substr(0, 2) == "21";
         answer(isSearch ? "29" SUCCESS NONE OBJECTS
-                        : "27" SUCCESS NONE PRINCIPAL)(peer, request);
+                        : "27" SUCCESS NONE ONE
+                          "17 0B 00 01" PRINCIPAL)(peer, request);
       });
     }
   }
@@ -143,14 +137,14 @@ const Operation kOperations[] = {
        return s.query.set(&c.address, c.object, c.attrs, &c.errors);
      }},
     {"create",
-     [](Scene& s) { Scene::always(s.server, "25" SUCCESS NONE OBJECT); },
+     [](Scene& s) { Scene::always(s.server, "25" SUCCESS NONE NEW_OBJECT); },
      [](Scene& s) {
        Caller& c = s.caller;
        return s.query.create(&c.address, c.object, c.attrs, c.newOid,
                              &c.errors);
      }},
     {"clone",
-     [](Scene& s) { Scene::always(s.server, "26" SUCCESS ERRORS OBJECT); },
+     [](Scene& s) { Scene::always(s.server, "26" SUCCESS ERRORS NEW_OBJECT); },
      [](Scene& s) {
        Caller& c = s.caller;
        return s.query.clone(&c.address, c.object, c.attrs, c.newOid, &c.errors);
@@ -190,7 +184,8 @@ const Operation kOperations[] = {
      }},
     {"setAccess", [](Scene&) {}, [](Scene& s) { return s.query.setAccess(); }},
     {"comminit", [](Scene&) {}, [](Scene& s) { return s.query.comminit(); }},
-    {"reg", [](Scene& s) { Scene::always(s.here, "25" SUCCESS NONE OBJECT); },
+    {"reg",
+     [](Scene& s) { Scene::always(s.here, "25" SUCCESS NONE NEW_OBJECT); },
      [](Scene& s) {
        Caller& c = s.caller;
        return s.event.reg(c.object, c.event, &c.newOid, &c.errors, nullptr);
@@ -203,7 +198,7 @@ const Operation kOperations[] = {
        s.event.events.append(record);
      },
      [](Scene& s) { return s.event.unreg(s.caller.object, nullptr); }},
-    {"receive", [](Scene& s) { s.arrive("22" HEADER OBJECT EVENT VALUES); },
+    {"receive", [](Scene& s) { s.arrive("22" HEADER NEW_OBJECT EVENT VALUES); },
      [](Scene& s) {
        Caller& c = s.caller;
        return s.event.receive(&c.address, &c.newOid, &c.event, &c.results);
@@ -211,7 +206,8 @@ const Operation kOperations[] = {
     {"renewal",
      [](Scene& s) {
        Scene::always(s.server, "28" SUCCESS NONE);
-       s.arrive("22" HEADER OBJECT NOTIFY_EXPIRE " 80 43 01 01 0C 02 03 E8");
+       s.arrive("22" HEADER NEW_OBJECT NOTIFY_EXPIRE
+                " 80 43 01 01 0C 02 03 E8");
      },
      [](Scene& s) {
        Caller& c = s.caller;
@@ -221,7 +217,8 @@ const Operation kOperations[] = {
      [](Scene& s) {
        s.event.setEventDebugOn();
        Scene::always(s.server, "28" SUCCESS NONE);
-       s.arrive("22" HEADER OBJECT NOTIFY_EXPIRE " 80 43 01 01 0C 02 03 E8");
+       s.arrive("22" HEADER NEW_OBJECT NOTIFY_EXPIRE
+                " 80 43 01 01 0C 02 03 E8");
      },
      [](Scene& s) {
        Caller& c = s.caller;
@@ -229,16 +226,8 @@ const Operation kOperations[] = {
      }},
 };
 
-#undef NONE
-#undef SUCCESS
-#undef ERRORS
 #undef VALUES
-#undef OBJECT
 #undef OBJECTS
-#undef PRINCIPAL
-#undef HEADER
-#undef EVENT
-#undef NOTIFY_EXPIRE
 
 }  // namespace fake
 
