@@ -31,10 +31,10 @@ Decoding decode(std::string_view bytes) {
   veskType* value = nullptr;
   const unsigned used = veskType::decodeCreate(
       buffer, static_cast<unsigned>(bytes.size()), &value);
-  return {Arrived<veskType>(value), used};
+  return {Owned<veskType>(value), used};
 }
 
-Arrived<veskType> decoded(std::string_view bytes) {
+Owned<veskType> decoded(std::string_view bytes) {
   Decoding decoding = decode(bytes);
   if (decoding.used == 0 || decoding.used != bytes.size()) return nullptr;
   return std::move(decoding.value);

@@ -25,13 +25,13 @@ std::optional<std::string> encoded(veskType& value,
 
 // What decoding gave.
 struct Decoding {
-  Arrived<veskType> value;  // as far as it got; null: no class has this tag
-  std::size_t used = 0;     // bytes consumed; 0: they are no such value
+  Owned<veskType> value;  // as far as it got; null: no class has this tag
+  std::size_t used = 0;   // bytes consumed; 0: they are no such value
 };
 Decoding decode(std::string_view bytes);
 
 // The value whose encoding the bytes are, all of them; null when they are none.
-Arrived<veskType> decoded(std::string_view bytes);
+Owned<veskType> decoded(std::string_view bytes);
 
 }  // namespace ostrel::tools
 

@@ -11,42 +11,35 @@
 
 namespace ostrel::tools {
 
-// Frees a value that was built here, with its elements and lists.
-struct DestroyBuilt {
-  void operator()(veskType* value) const;
+// Frees a value with all that can be reached from it, whether a program built
+// it or a peer sent it or it was stored: nothing in the programs shares values.
+struct DestroyWhole {
+  void operator()(veskType* value) const { veskType::destroyDecoded(value); }
 };
 template <class Value>
-using Owned = std::unique_ptr<Value, DestroyBuilt>;
+using Owned = std::unique_ptr<Value, DestroyWhole>;
 
 template <class Value, class... Arguments>
 Owned<Value> make(Arguments&&... arguments) {
   return Owned<Value>(new Value(std::forward<Arguments>(arguments)...));
 }
 
-// Frees a value that was decoded, whole or not, with all that came inside it.
-// Nothing else in the programs frees such a value.
-struct DestroyDecoded {
-  void operator()(veskType* value) const;
-};
-template <class Value>
-using Arrived = std::unique_ptr<Value, DestroyDecoded>;
-
 // The value as one of another class, which takes it over; null, and the value
 // stays where it is, when it is none.
-template <class Value, class Base, class Destroy>
-std::unique_ptr<Value, Destroy> takeAs(std::unique_ptr<Base, Destroy>& value) {
+template <class Value, class Base>
+Owned<Value> takeAs(Owned<Base>& value) {
   auto* typed = dynamic_cast<Value*>(value.get());
   if (typed != nullptr) value.release();
-  return std::unique_ptr<Value, Destroy>(typed);
+  return Owned<Value>(typed);
 }
 
-// A list that owns its elements, which were built here.
+// A list that owns its elements, and frees them whole.
 class OwnedList : public veskList {
  public:
   OwnedList() = default;
   OwnedList(const OwnedList&) = delete;
   OwnedList& operator=(const OwnedList&) = delete;
-  ~OwnedList() override { clear(1); }
+  ~OwnedList() override { destroyDecodedElements(); }
 
   // Hands all elements over to another list, which becomes their owner.
   void moveTo(veskList* other);

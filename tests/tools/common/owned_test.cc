@@ -36,9 +36,9 @@ TEST(Owned, FreesListsInsideLists) {
   EXPECT_EQ(outer->count, 1U);
 }
 
-TEST(Arrived, FreesWhatCameInsideOtherValues) {
+TEST(Owned, FreesWhatCameInsideOtherValues) {
   // A list with a set in it, whose list has a set in it.
-  const Arrived<veskType> value =
+  const Owned<veskType> value =
       decoded(std::string("\x80\x43\x01\x01"
                           "\x20\x03\x00\x43\x00\x0a\x00\x0a\x00\x80\x43\x01\x01"
                           "\x20\x03\x00\x43\x00\x0a\x00\x0a\x00\x80\x43\x00",

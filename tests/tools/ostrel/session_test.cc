@@ -48,7 +48,7 @@ class Peer {
     sockaddr_in from = {};
     veskPDU* arrived = nullptr;
     if (messages_.recv(&from, &arrived) != kNoError) return;
-    const Arrived<veskPDU> request(arrived);
+    const Owned<veskPDU> request(arrived);
     const Owned<veskPDU> answer = answer_(*request);
     if (answer == nullptr) return;
     answer->requestId = request->requestId;
@@ -65,7 +65,7 @@ class SessionTest : public testing::Test {
   SessionTest() { settings.principal = "none"; }
 
   // What asking whether an object is there comes to, at that port.
-  Arrived<veskVerifyRespPDU> verify(std::uint16_t port) {
+  Owned<veskVerifyRespPDU> verify(std::uint16_t port) {
     veskOid oid("59.200.0.1");
     veskVerifyPDU request(oid);
     return session().askAt<veskVerifyRespPDU>(loopbackAddress(), port, request);

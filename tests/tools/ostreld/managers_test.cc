@@ -43,7 +43,7 @@ class ManagersTest : public ServerTest {
     router.add(&principals);
   }
 
-  Arrived<veskSetRespPDU> act(const char* action, veskList* arguments) {
+  Owned<veskSetRespPDU> act(const char* action, veskList* arguments) {
     veskOid oid;
     veskAid aid(action);
     auto request = make<veskActionPDU>(oid, aid, nullptr);

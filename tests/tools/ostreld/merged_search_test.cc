@@ -34,13 +34,13 @@ class ScriptedServer {
   }
 
   // The next request; null when there is none.
-  Arrived<veskPDU> take() {
+  Owned<veskPDU> take() {
     char byte = 0;
     if (recv(messages_.socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0)
       return nullptr;
     veskPDU* pdu = nullptr;
     messages_.recv(&client_, &pdu);
-    return Arrived<veskPDU>(pdu);
+    return Owned<veskPDU>(pdu);
   }
 
   // Answers the next request with these objects.
@@ -105,10 +105,9 @@ class MergedSearchTest : public testing::Test {
   }
 
   // The one answer that was sent.
-  Arrived<veskDSsearchRespPDU> answer() {
+  Owned<veskDSsearchRespPDU> answer() {
     EXPECT_THAT(sent, SizeIs(1));
-    Arrived<veskType> value =
-        sent.size() == 1 ? decoded(sent[0].bytes) : nullptr;
+    Owned<veskType> value = sent.size() == 1 ? decoded(sent[0].bytes) : nullptr;
     auto typed = takeAs<veskDSsearchRespPDU>(value);
     EXPECT_NE(typed, nullptr);
     if (typed == nullptr) typed.reset(new veskDSsearchRespPDU);

@@ -71,6 +71,21 @@ TEST_F(RequestRouterTest, GetNamesWhatIsMissing) {
               ElementsAre(Pair(0, kNoSuchName), Pair(2, kAidFormat)));
 }
 
+// The address checks look for what is left of them.
+TEST_F(RequestRouterTest, StoredValuesThatHoldOthersAreFreedWhole) {
+  auto* inside = newList();
+  inside->append(new veskError(1, 5));
+  auto* list = with(newList(), "59.200.1", new veskSetRespPDU(0, inside));
+  const std::string oid = created("59.200.0.0", list);
+  const std::string text =
+      "59.200.1 = 0 : 0 : Invalid : index 1 : "
+      "5(Permission Denied)";
+  EXPECT_THAT(texts(*get(oid)->list), ElementsAre(text));
+  EXPECT_THAT(texts(*get(oid, {"59.200.1"})->list), ElementsAre(text));
+  EXPECT_EQ(verify(oid), 0);
+  EXPECT_EQ(texts(*search("59.200", newList())->list).size(), 1u);
+}
+
 TEST_F(RequestRouterTest, WhatIsNotThereIsNoSuchName) {
   EXPECT_EQ(get("59.200.0.7")->status.value, kNoSuchName);
   EXPECT_EQ(set("59.200.0.7", newList())->status.value, kNoSuchName);

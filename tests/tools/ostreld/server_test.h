@@ -105,20 +105,20 @@ class ServerTest : public testing::Test {
         router(&stored, &registrations, std::move(policy)) {}
 
   template <class Answer, class Request>
-  Arrived<Answer> ask(Owned<Request> request, sockaddr_in from = local()) {
+  Owned<Answer> ask(Owned<Request> request, sockaddr_in from = local()) {
     const RequestKind* kind = kindOf(*request);
     EXPECT_NE(kind, nullptr);
     if (kind == nullptr) return nullptr;
     const Owned<veskPDU> answer = router.answer(*kind, *request, from);
     EXPECT_EQ(answer->requestId.value, request->requestId.value);
-    Arrived<veskType> copy = decoded(*encoded(*answer));
+    Owned<veskType> copy = decoded(*encoded(*answer));
     auto typed = takeAs<Answer>(copy);
     EXPECT_NE(typed, nullptr) << "tag " << int{answer->tag};
     return typed;
   }
 
-  Arrived<veskCreateRespPDU> create(const char* classText, veskList* list,
-                                    sockaddr_in from = local()) {
+  Owned<veskCreateRespPDU> create(const char* classText, veskList* list,
+                                  sockaddr_in from = local()) {
     veskOid oid(classText);
     return ask<veskCreateRespPDU>(make<veskCreatePDU>(oid, list), from);
   }
@@ -129,8 +129,8 @@ class ServerTest : public testing::Test {
     return answer->status.value == 0 ? text(answer->oid) : "";
   }
 
-  Arrived<veskGetRespPDU> get(const std::string& object,
-                              std::vector<const char*> names = {}) {
+  Owned<veskGetRespPDU> get(const std::string& object,
+                            std::vector<const char*> names = {}) {
     veskOid oid(object.c_str());
     names.push_back(nullptr);
     auto* list = newList();
@@ -138,8 +138,8 @@ class ServerTest : public testing::Test {
     return ask<veskGetRespPDU>(make<veskGetPDU>(oid, list));
   }
 
-  Arrived<veskSetRespPDU> set(const std::string& object, veskList* list,
-                              sockaddr_in from = local()) {
+  Owned<veskSetRespPDU> set(const std::string& object, veskList* list,
+                            sockaddr_in from = local()) {
     veskOid oid(object.c_str());
     return ask<veskSetRespPDU>(make<veskSetPDU>(oid, list), from);
   }
@@ -154,7 +154,7 @@ class ServerTest : public testing::Test {
     return ask<veskVerifyRespPDU>(make<veskVerifyPDU>(oid))->status.value;
   }
 
-  Arrived<veskSearchRespPDU> search(const std::string& where, veskList* list) {
+  Owned<veskSearchRespPDU> search(const std::string& where, veskList* list) {
     veskOid oid(where.c_str());
     return ask<veskSearchRespPDU>(make<veskSearchPDU>(oid, list, 1U));
   }

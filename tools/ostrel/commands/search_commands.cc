@@ -8,8 +8,8 @@
 namespace ostrel::tools::cli {
 namespace {
 
-Arrived<veskSearchRespPDU> search(Session& session, veskOid& oid,
-                                  veskList& conditions) {
+Owned<veskSearchRespPDU> search(Session& session, veskOid& oid,
+                                veskList& conditions) {
   veskSearchPDU request(oid, &conditions, kSearchFlag);
   return session.ask<veskSearchRespPDU>(request);
 }

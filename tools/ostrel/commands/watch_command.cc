@@ -286,7 +286,7 @@ void Watch::watch() {
     veskPDU* arrived = nullptr;
     sockaddr_in from = {};
     if (events_.recv(&from, &arrived) != 0 || arrived == nullptr) continue;
-    const Arrived<veskPDU> pdu(arrived);
+    const Owned<veskPDU> pdu(arrived);
     // Whoever sends something else to this port gets no answer.
     if (auto* event = dynamic_cast<veskEventPDU*>(arrived)) take(from, *event);
   }

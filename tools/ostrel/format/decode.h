@@ -40,7 +40,7 @@ Json datagramJson(const Datagram& datagram);
 struct Decoded {
   std::vector<Datagram> datagrams;  // those that carried it; may be none
   std::string bytes;                // the whole encoding
-  Arrived<veskType> value;          // null when it could not be decoded
+  Owned<veskType> value;            // null when it could not be decoded
   std::size_t used = 0;             // how many of the bytes it took
   std::string problem;              // why there is no value, or empty
 };

@@ -148,7 +148,7 @@ bool Exchange::receive(const Take& take) {
   sockaddr_in from = {};
   handler_.recv(&from, &arrived);
   // What is no answer, or cannot be read, does not end the wait.
-  return arrived != nullptr && take(from, Arrived<veskPDU>(arrived));
+  return arrived != nullptr && take(from, Owned<veskPDU>(arrived));
 }
 
 void throwWrongClass(veskPDU& answer) {

@@ -44,7 +44,7 @@ class Exchange {
   // until `take` returns true. Throws Failure: it cannot be sent, nobody
   // answered, or a signal came.
   using Take =
-      std::function<bool(const sockaddr_in& from, Arrived<veskPDU> answer)>;
+      std::function<bool(const sockaddr_in& from, Owned<veskPDU> answer)>;
   void run(const Course& course, const Take& take);
 
  private:
@@ -72,7 +72,7 @@ class Exchange {
 [[noreturn]] void throwWrongClass(veskPDU& answer);
 void checkStatus(veskPDU& answer);
 template <class Response>
-Arrived<Response> checked(Arrived<veskPDU> answer) {
+Owned<Response> checked(Owned<veskPDU> answer) {
   auto response = takeAs<Response>(answer);
   if (response == nullptr) throwWrongClass(*answer);
   checkStatus(*response);

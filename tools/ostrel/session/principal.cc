@@ -26,13 +26,13 @@ class LocalServer {
       : exchange_(exchange), output_(output), retries_(retries) {}
 
   template <class Response>
-  Arrived<Response> ask(veskPDU& request) {
-    Arrived<veskPDU> answer;
+  Owned<Response> ask(veskPDU& request) {
+    Owned<veskPDU> answer;
     exchange_.run(
         {address_, request, output_.settings().timeout, retries_,
          "looking up this user's principal at " + endpointText(address_) +
              " (--principal none does without)"},
-        [&](const sockaddr_in&, Arrived<veskPDU> arrived) {
+        [&](const sockaddr_in&, Owned<veskPDU> arrived) {
           answer = std::move(arrived);
           return true;
         });

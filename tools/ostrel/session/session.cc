@@ -46,8 +46,8 @@ void Session::wouldSend(const sockaddr_in& to, veskPDU& request) {
                " chosen when it is");
 }
 
-Arrived<veskPDU> Session::exchange(in_addr host, std::uint16_t port,
-                                   veskPDU& request) {
+Owned<veskPDU> Session::exchange(in_addr host, std::uint16_t port,
+                                 veskPDU& request) {
   const Settings& settings = output_.settings();
   const sockaddr_in to = endpoint(host, port);
   request.principal = principal(to);
@@ -55,9 +55,9 @@ Arrived<veskPDU> Session::exchange(in_addr host, std::uint16_t port,
     wouldSend(to, request);
     return nullptr;
   }
-  Arrived<veskPDU> answer;
+  Owned<veskPDU> answer;
   exchange_.run({to, request, settings.timeout, settings.retries},
-                [&](const sockaddr_in&, Arrived<veskPDU> arrived) {
+                [&](const sockaddr_in&, Owned<veskPDU> arrived) {
                   answer = std::move(arrived);
                   return true;
                 });
@@ -74,7 +74,7 @@ bool Session::gather(veskPDU& request, int hops, long seconds,
   exchange_.setHops(hops);
   try {
     exchange_.run({to, request, seconds, 0},
-                  [&](const sockaddr_in& from, Arrived<veskPDU> answer) {
+                  [&](const sockaddr_in& from, Owned<veskPDU> answer) {
                     return take(from.sin_addr, *answer);
                   });
     return true;

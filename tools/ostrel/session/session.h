@@ -33,12 +33,12 @@ class Session {
   // Throws Failure: nobody answered, the answer is of another class, or its
   // status is neither 0 nor -1.
   template <class Response>
-  Arrived<Response> ask(veskPDU& request) {
+  Owned<Response> ask(veskPDU& request) {
     return askAt<Response>(server(), kObjectServerPort, request);
   }
   template <class Response>
-  Arrived<Response> askAt(in_addr host, std::uint16_t port, veskPDU& request) {
-    Arrived<veskPDU> answer = exchange(host, port, request);
+  Owned<Response> askAt(in_addr host, std::uint16_t port, veskPDU& request) {
+    Owned<veskPDU> answer = exchange(host, port, request);
     if (answer == nullptr) return nullptr;
     return checked<Response>(std::move(answer));
   }
@@ -56,7 +56,7 @@ class Session {
   void wouldSend(const sockaddr_in& to, veskPDU& request);
   veskOid principal(const sockaddr_in& to);
   veskOid findPrincipal(const sockaddr_in& to);
-  Arrived<veskPDU> exchange(in_addr host, std::uint16_t port, veskPDU& request);
+  Owned<veskPDU> exchange(in_addr host, std::uint16_t port, veskPDU& request);
 
   Output& output_;
   Trace trace_;

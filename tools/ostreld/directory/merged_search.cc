@@ -72,7 +72,7 @@ void MergedSearch::handle(const sockaddr_in& from, std::string_view request,
     return;
   }
   if (underWay_.count(key) != 0) return;
-  Arrived<veskType> value = decoded(request);
+  Owned<veskType> value = decoded(request);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
   if (pdu == nullptr) return;
   log(Level::kDebug, endpointText(from) + " tag " + std::to_string(pdu->tag));
@@ -123,7 +123,7 @@ void MergedSearch::answer(const sockaddr_in& from, const std::string& key,
 }
 
 void MergedSearch::begin(const sockaddr_in& from, const std::string& key,
-                         Arrived<veskDSsearchPDU> request) {
+                         Owned<veskDSsearchPDU> request) {
   auto query = std::make_shared<Query>();
   query->from = from;
   query->key = key;
@@ -157,7 +157,7 @@ bool MergedSearch::receive() {
   sockaddr_in from = {};
   veskPDU* arrived = nullptr;
   handler_->recv(&from, &arrived);
-  Arrived<veskPDU> pdu(arrived);
+  Owned<veskPDU> pdu(arrived);
   if (pdu == nullptr) return true;
   const auto found = asks_.find(pdu->requestId.value);
   if (found == asks_.end()) return true;
@@ -182,7 +182,7 @@ long MergedSearch::tick() {
 
 // One server has answered, or will not.
 void MergedSearch::end(std::uint32_t requestId, int code,
-                       Arrived<veskSearchRespPDU> answer) {
+                       Owned<veskSearchRespPDU> answer) {
   const auto found = asks_.find(requestId);
   if (found == asks_.end()) return;
   const Ask ended = std::move(found->second);

@@ -67,12 +67,12 @@ class MergedSearch {
   struct Part {
     sockaddr_in server;
     int code;
-    Arrived<veskSearchRespPDU> answer;
+    Owned<veskSearchRespPDU> answer;
   };
   struct Query {
     sockaddr_in from;
     std::string key;
-    Arrived<veskDSsearchPDU> request;
+    Owned<veskDSsearchPDU> request;
     std::vector<Part> parts;
     std::size_t outstanding;
   };
@@ -85,10 +85,9 @@ class MergedSearch {
   void answer(const sockaddr_in& from, const std::string& key, veskPDU& request,
               veskPDU& answer);
   void begin(const sockaddr_in& from, const std::string& key,
-             Arrived<veskDSsearchPDU> request);
+             Owned<veskDSsearchPDU> request);
   void ask(const std::shared_ptr<Query>& query, std::size_t part);
-  void end(std::uint32_t requestId, int code,
-           Arrived<veskSearchRespPDU> answer);
+  void end(std::uint32_t requestId, int code, Owned<veskSearchRespPDU> answer);
   void finish(Query& query);
   bool mayBegin(const sockaddr_in& from) const;
 

@@ -53,7 +53,7 @@ std::set<std::string> usersNow() {
 
 HostManager::HostManager(in_addr address) : self_(kSelf), address_(address) {}
 
-HostManager::~HostManager() { users_.clear(1); }
+HostManager::~HostManager() { users_.destroyDecodedElements(); }
 
 std::vector<veskOid> HostManager::classes() { return {veskOid(kHostClass)}; }
 
@@ -94,7 +94,7 @@ void HostManager::look() {
   for (int i = 0; i < 3; ++i) load_[i].value = static_cast<float>(averages[i]);
   memory_.value = memoryLine("MemTotal:");
   memoryFree_.value = memoryLine("MemAvailable:");
-  users_.clear(1);
+  users_.destroyDecodedElements();
   for (const std::string& name : usersNow())
     users_.append(new veskString(name.c_str()));
   time_.value = static_cast<std::uint32_t>(std::time(nullptr));

@@ -37,7 +37,7 @@ int ObjectManager::verify(veskOid& oid) {
 
 int ObjectManager::get(veskOid& oid, veskList& wanted, veskList* attributes,
                        veskList* errors) {
-  held_.clear(1);
+  held_.destroyDecodedElements();
   const int code = read(oid, &held_);
   if (code != kNoError) return code;
   if (wanted.count == 0) {

@@ -9,21 +9,12 @@
 namespace ostrel::tools::server {
 namespace {
 
-// Its value was decoded by itself, so that the library does not know that all
-// inside it is the attribute's too.
-class StoredAttribute : public veskAttribute {
- public:
-  explicit StoredAttribute(const Store::Entry& entry) {
-    id = entry.id;
-    value = decoded(entry.value).release();
-  }
-  StoredAttribute(const StoredAttribute&) = delete;
-  StoredAttribute& operator=(const StoredAttribute&) = delete;
-  ~StoredAttribute() override {
-    DestroyDecoded()(value);
-    value = nullptr;
-  }
-};
+veskAttribute* attributeOf(const Store::Entry& entry) {
+  auto attribute = make<veskAttribute>();
+  attribute->id = entry.id;
+  attribute->value = decoded(entry.value).release();
+  return attribute.release();
+}
 
 }  // namespace
 
@@ -42,7 +33,7 @@ int StoredObjects::verify(veskOid& oid) {
 int StoredObjects::read(veskOid& oid, veskList* attributes) {
   if (!store_->has(oid)) return kNoSuchName;
   for (const Store::Entry& entry : store_->read(oid))
-    attributes->append(new StoredAttribute(entry));
+    attributes->append(attributeOf(entry));
   return kNoError;
 }
 

@@ -54,7 +54,7 @@ std::string RequestExecutor::handle(const sockaddr_in& from,
     log(Level::kDebug, endpointText(from) + " asked again: same answer");
     return *given;
   }
-  const Arrived<veskType> value = decoded(request);
+  const Owned<veskType> value = decoded(request);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
   if (pdu == nullptr) {
     log(Level::kDebug, endpointText(from) + " sent what is no PDU");
