@@ -281,6 +281,17 @@ std::size_t copyOut(const std::string& bytes, std::size_t from, void* to,
   return size;
 }
 
+// The socket that a call takes a datagram off; null when the call fails.
+Fake::Socket* withDatagram(Call call, int socket) {
+  if (!system().enter(call)) return nullptr;
+  Fake::Socket* found = system().socket(socket);
+  if (found == nullptr) return nullptr;
+  system().run();
+  if (!found->queue.empty()) return found;
+  errno = EAGAIN;
+  return nullptr;
+}
+
 void setting(Call call, int socket, int value) {
   if (system().recording) system().settings.push_back({call, socket, value});
 }
@@ -431,14 +442,8 @@ long peek(int socket, sockaddr_in* from, void* header, std::size_t size) {
 long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
                   std::size_t dataSize) {
   const Inside inside;
-  if (!system().enter(Call::kReceive)) return -1;
-  Fake::Socket* found = system().socket(socket);
+  Fake::Socket* found = withDatagram(Call::kReceive, socket);
   if (found == nullptr) return -1;
-  system().run();
-  if (found->queue.empty()) {
-    errno = EAGAIN;
-    return -1;
-  }
   const std::string& bytes = found->queue.front().bytes;
   const std::size_t size = copyOut(bytes, 0, header, headerSize) +
                            copyOut(bytes, headerSize, data, dataSize);
@@ -448,14 +453,8 @@ long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
 
 int discard(int socket) {
   const Inside inside;
-  if (!system().enter(Call::kDiscard)) return -1;
-  Fake::Socket* found = system().socket(socket);
+  Fake::Socket* found = withDatagram(Call::kDiscard, socket);
   if (found == nullptr) return -1;
-  system().run();
-  if (found->queue.empty()) {
-    errno = EAGAIN;
-    return -1;
-  }
   found->queue.pop_front();
   return 0;
 }
