@@ -192,17 +192,16 @@ TEST_F(Lists, MoveOfAnEmptyListEmptiesTheOther) {
 
 // A list remembers the node that was asked for last.
 TEST_F(Lists, AreReadByIndexAsBefore) {
-  from.append(&one);
-  from.append(&two);
-  to.append(&three);
-  EXPECT_EQ(from.index(1)->data, &two);
-  EXPECT_EQ(to.index(0)->data, &three);
+  for (veskInt* number : {&one, &two, &three}) from.append(number);
+  to.append(&four);
+  EXPECT_EQ(from.at<veskInt>(1), &two);
+  EXPECT_EQ(to.at<veskInt>(0), &four);
   ostrel::appendElements(&from, &to);
-  EXPECT_EQ(to.at<veskInt>(0), &three);
+  EXPECT_EQ(to.at<veskInt>(0), &four);
   EXPECT_EQ(to.at<veskInt>(2), &two);
-  from.append(&four);
-  EXPECT_EQ(from.at<veskInt>(0), &four);
-  EXPECT_EQ(text(), "4 | 3, 1, 2");
+  for (veskInt* number : {&three, &one, &two}) from.append(number);
+  EXPECT_EQ(from.at<veskInt>(1), &one);
+  EXPECT_EQ(text(), "3, 1, 2 | 4, 1, 2, 3");
 }
 
 TEST_F(Lists, MoveOfErrorsFreesTheFormerOnes) {
