@@ -32,29 +32,6 @@ const in_addr* addressOf(veskAddress* value) {
   return nullptr;
 }
 
-// The kinds of PDUs that may answer a request.
-struct Answers {
-  unsigned request;
-  Kinds kinds;
-};
-constexpr Answers kAnswers[] = {
-    {kTagGetPDU, kindOf(kTagGetRespPDU)},
-    {kTagSetPDU, kindOf(kTagSetRespPDU) | kindOf(kTagActionRespPDU)},
-    {kTagCreatePDU, kindOf(kTagCreateRespPDU) | kindOf(kTagCloneRespPDU)},
-    {kTagClonePDU, kindOf(kTagCloneRespPDU)},
-    {kTagRemovePDU, kindOf(kTagRemoveRespPDU)},
-    {kTagVerifyPDU, kindOf(kTagVerifyRespPDU)},
-    {kTagSearchPDU, kindOf(kTagSearchRespPDU)},
-    {kTagDSsearchPDU, kindOf(kTagDSsearchRespPDU)},
-};
-
-Kinds answersTo(const veskPDU& request) {
-  for (const Answers& answers : kAnswers) {
-    if (answers.request == request.tag) return answers.kinds;
-  }
-  return kAnyKind;
-}
-
 }  // namespace
 
 // One request from its sending to its end. However it ends, the handler
@@ -66,7 +43,7 @@ class Exchange {
       : handler_(handler),
         socket_(socket),
         request_(request),
-        kinds_(wanted == Wanted::kAnything ? kAnyKind : answersTo(request)),
+        kinds_(wanted == Wanted::kAnything ? kAnyKind : answersTo(request.tag)),
         from_(from) {}
   ~Exchange() {
     const KeepErrno keep;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "model/answers.h"
 #include "value/members.h"
 #include "value/tag_table.h"
 #include "value/values.h"
@@ -75,7 +76,30 @@ void freeLists(veskList*& first, veskList*& second) {
   freeList(std::exchange(second, nullptr));
 }
 
+// The kinds of PDUs that may answer a request.
+struct Answers {
+  unsigned request;
+  Kinds kinds;
+};
+constexpr Answers kAnswers[] = {
+    {kTagGetPDU, kindOf(kTagGetRespPDU)},
+    {kTagSetPDU, kindOf(kTagSetRespPDU) | kindOf(kTagActionRespPDU)},
+    {kTagCreatePDU, kindOf(kTagCreateRespPDU) | kindOf(kTagCloneRespPDU)},
+    {kTagClonePDU, kindOf(kTagCloneRespPDU)},
+    {kTagRemovePDU, kindOf(kTagRemoveRespPDU)},
+    {kTagVerifyPDU, kindOf(kTagVerifyRespPDU)},
+    {kTagSearchPDU, kindOf(kTagSearchRespPDU)},
+    {kTagDSsearchPDU, kindOf(kTagDSsearchRespPDU)},
+};
+
 }  // namespace
+
+Kinds ostrel::answersTo(unsigned requestTag) {
+  for (const Answers& answers : kAnswers) {
+    if (answers.request == requestTag) return answers.kinds;
+  }
+  return kAnyKind;
+}
 
 // The header
 

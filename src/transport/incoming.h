@@ -9,12 +9,9 @@
 
 #include <cstdint>
 
-namespace ostrel {
+#include "model/answers.h"
 
-// A set of kinds of PDUs: a bit for each tag.
-using Kinds = std::uint64_t;
-constexpr Kinds kAnyKind = ~Kinds{0};
-constexpr Kinds kindOf(unsigned tag) { return tag < 64 ? Kinds{1} << tag : 0; }
+namespace ostrel {
 
 // Owns the message's bytes.
 class Incoming {

@@ -149,67 +149,75 @@ struct Row {
   Tag tag;
   Maker make;
   PartsFreer freeParts;  // null: it has none
+  Layout layout;         // its wire order
 };
 
 template <class Value>
-constexpr Row plainRow(Tag tag) {
-  return {tag, plain<Value>, nullptr};
+constexpr Row plainRow(Tag tag, Layout layout) {
+  return {tag, plain<Value>, nullptr, layout};
 }
 template <class Value>
-constexpr Row holderRow(Tag tag) {
-  return {tag, holder<Value>, freePartsOf<Value>};
+constexpr Row holderRow(Tag tag, Layout layout) {
+  return {tag, holder<Value>, freePartsOf<Value>, layout};
 }
 
 // Kept: gauges (77), counters (78) and the bare PDU headers (27, 36) have no
 // row. They can be sent and are refused when they arrive.
 constexpr Row kRows[] = {
-    plainRow<veskType>(kTagNull),
-    plainRow<veskChar>(kTagChar),
-    plainRow<veskShort>(kTagShort),
-    plainRow<veskInt>(kTagInt),
-    plainRow<veskLong>(kTagLong),
-    plainRow<veskFloat>(kTagFloat),
-    plainRow<veskDouble>(kTagDouble),
-    plainRow<veskBool>(kTagBool),
-    plainRow<veskOpaque>(kTagOpaque),
-    plainRow<veskString>(kTagString),
-    plainRow<veskOid>(kTagOid),
-    plainRow<veskAid>(kTagAid),
-    plainRow<veskTime>(kTagTime),
-    plainRow<veskAddress>(kTagAddress),
-    plainRow<veskArgumentDesc>(kTagArgumentDesc),
-    holderRow<veskAttributeDesc>(kTagAttributeDesc),
-    holderRow<veskActionDesc>(kTagActionDesc),
-    holderRow<veskEventDesc>(kTagEventDesc),
-    holderRow<veskObjectDesc>(kTagObjectDesc),
-    holderRow<veskAttribute>(kTagAttribute),
-    holderRow<veskAttributeValueOp>(kTagAttributeValueOp),
-    holderRow<veskObject>(kTagObject),
-    plainRow<veskError>(kTagError),
-    holderRow<veskCreatePDU>(kTagCreatePDU),
-    holderRow<veskClonePDU>(kTagClonePDU),
-    plainRow<veskRemovePDU>(kTagRemovePDU),
-    holderRow<veskGetPDU>(kTagGetPDU),
-    holderRow<veskSetPDU>(kTagSetPDU),
-    holderRow<veskSearchPDU>(kTagSearchPDU),
-    holderRow<veskDSsearchPDU>(kTagDSsearchPDU),
-    plainRow<veskVerifyPDU>(kTagVerifyPDU),
-    holderRow<veskEventPDU>(kTagEventPDU),
-    holderRow<veskActionPDU>(kTagActionPDU),
-    holderRow<veskCreateRespPDU>(kTagCreateRespPDU),
-    holderRow<veskCloneRespPDU>(kTagCloneRespPDU),
-    holderRow<veskGetRespPDU>(kTagGetRespPDU),
-    holderRow<veskSetRespPDU>(kTagSetRespPDU),
-    holderRow<veskSearchRespPDU>(kTagSearchRespPDU),
-    holderRow<veskDSsearchRespPDU>(kTagDSsearchRespPDU),
-    holderRow<veskActionRespPDU>(kTagActionRespPDU),
-    plainRow<veskRemoveRespPDU>(kTagRemoveRespPDU),
-    plainRow<veskVerifyRespPDU>(kTagVerifyRespPDU),
-    plainRow<veskUnsignedChar>(kTagUnsignedChar),
-    plainRow<veskUnsignedShort>(kTagUnsignedShort),
-    plainRow<veskUnsignedInt>(kTagUnsignedInt),
-    plainRow<veskUnsignedLong>(kTagUnsignedLong),
-    holderRow<veskList>(kTagList),
+    plainRow<veskType>(kTagNull, {kTag}),
+    plainRow<veskChar>(kTagChar, {kOne}),
+    plainRow<veskShort>(kTagShort, {kTwo}),
+    plainRow<veskInt>(kTagInt, {kInteger}),
+    plainRow<veskLong>(kTagLong, {kInteger}),
+    plainRow<veskFloat>(kTagFloat, {kFour}),
+    plainRow<veskDouble>(kTagDouble, {kEight}),
+    plainRow<veskBool>(kTagBool, {kInteger}),
+    plainRow<veskOpaque>(kTagOpaque, {kCounted}),
+    plainRow<veskString>(kTagString, {kCounted}),
+    plainRow<veskOid>(kTagOid, {kOid}),
+    plainRow<veskAid>(kTagAid, {kAid}),
+    plainRow<veskTime>(kTagTime, {kInteger}),
+    plainRow<veskAddress>(kTagAddress, {kAddress}),
+    plainRow<veskArgumentDesc>(kTagArgumentDesc, {kTag, kCounted, kInteger}),
+    holderRow<veskAttributeDesc>(
+        kTagAttributeDesc, {kTag, kCounted, kAid, kInteger, kDefault, kInteger,
+                            kInteger, kInteger}),
+    holderRow<veskActionDesc>(kTagActionDesc, {kTag, kCounted, kAid, kList}),
+    holderRow<veskEventDesc>(kTagEventDesc, {kTag, kCounted, kAid, kList}),
+    holderRow<veskObjectDesc>(
+        kTagObjectDesc, {kTag, kCounted, kOid, kOid, kList, kList, kList}),
+    holderRow<veskAttribute>(kTagAttribute, {kTag, kAid, kOptional}),
+    holderRow<veskAttributeValueOp>(kTagAttributeValueOp,
+                                    {kTag, kAid, kOptional, kOne}),
+    holderRow<veskObject>(kTagObject, {kTag, kOid, kList}),
+    plainRow<veskError>(kTagError, {kTag, kInteger, kInteger}),
+    holderRow<veskCreatePDU>(kTagCreatePDU, {kPDUHeader, kOid, kList}),
+    holderRow<veskClonePDU>(kTagClonePDU, {kPDUHeader, kOid, kList}),
+    plainRow<veskRemovePDU>(kTagRemovePDU, {kPDUHeader, kOid}),
+    holderRow<veskGetPDU>(kTagGetPDU, {kPDUHeader, kOid, kList}),
+    holderRow<veskSetPDU>(kTagSetPDU, {kPDUHeader, kOid, kList}),
+    holderRow<veskSearchPDU>(kTagSearchPDU,
+                             {kPDUHeader, kOid, kList, kInteger}),
+    holderRow<veskDSsearchPDU>(kTagDSsearchPDU,
+                               {kPDUHeader, kOid, kList, kList}),
+    plainRow<veskVerifyPDU>(kTagVerifyPDU, {kPDUHeader, kOid}),
+    holderRow<veskEventPDU>(kTagEventPDU, {kPDUHeader, kOid, kAid, kList}),
+    holderRow<veskActionPDU>(kTagActionPDU, {kPDUHeader, kAid, kList}),
+    holderRow<veskCreateRespPDU>(kTagCreateRespPDU, {kPDUHeader, kList, kOid}),
+    holderRow<veskCloneRespPDU>(kTagCloneRespPDU, {kPDUHeader, kList, kOid}),
+    holderRow<veskGetRespPDU>(kTagGetRespPDU, {kPDUHeader, kList, kList}),
+    holderRow<veskSetRespPDU>(kTagSetRespPDU, {kPDUHeader, kList}),
+    holderRow<veskSearchRespPDU>(kTagSearchRespPDU, {kPDUHeader, kList, kList}),
+    holderRow<veskDSsearchRespPDU>(kTagDSsearchRespPDU,
+                                   {kPDUHeader, kList, kList, kList}),
+    holderRow<veskActionRespPDU>(kTagActionRespPDU, {kPDUHeader, kList}),
+    plainRow<veskRemoveRespPDU>(kTagRemoveRespPDU, {kPDUHeader}),
+    plainRow<veskVerifyRespPDU>(kTagVerifyRespPDU, {kPDUHeader}),
+    plainRow<veskUnsignedChar>(kTagUnsignedChar, {kOne}),
+    plainRow<veskUnsignedShort>(kTagUnsignedShort, {kTwo}),
+    plainRow<veskUnsignedInt>(kTagUnsignedInt, {kInteger}),
+    plainRow<veskUnsignedLong>(kTagUnsignedLong, {kInteger}),
+    holderRow<veskList>(kTagList, {kList}),
 };
 
 constexpr unsigned kTagCount = 256;
@@ -365,6 +373,8 @@ char* writeQuickly(char* to, std::size_t left, const veskType& value) {
 }
 
 }  // namespace
+
+const Layout& layoutOf(unsigned char tag) { return kTable.of[tag].layout; }
 
 void readElements(ByteReader& reader, std::uint32_t count, veskList& list) {
   // An attribute is a level of nesting of its own.

@@ -5,9 +5,13 @@
 
 #include <ostrel/type.h>
 
+#include "value/layout.h"
 #include "value/wire.h"
 
 namespace ostrel {
+
+// The layout of the class with this tag; an empty one where there is none.
+const Layout& layoutOf(unsigned char tag);
 
 // Reads elements and appends them to the list. After a failure the reader has
 // failed; elements read before it stay in the list.
