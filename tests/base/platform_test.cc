@@ -10,6 +10,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -244,11 +245,12 @@ TEST_F(PlatformDeathTest, EffectiveUserIsNotTheRealOne) {
   EXPECT_EXIT(::_exit(asAnother()), ::testing::ExitedWithCode(0), "");
 }
 
+constexpr int kNoSystem = 255;
+
 // Resolves a name in a system of its own whose table of hosts is `hosts`.
-// Returns the last number of the address, 0 without an address, or 255
-// when there can be no such system.
+// Returns the last number of the address, 0 without an address, or kNoSystem
+// when there can be none: in a chroot, whose root cannot be mounted apart.
 int resolveAmong(const char* hosts, const char* name) {
-  constexpr int kNoSystem = 255;
   constexpr const char* kTable = "/etc/hosts";
   if (::unshare(CLONE_NEWNS) != 0) return kNoSystem;
   if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
@@ -265,15 +267,23 @@ int resolveAmong(const char* hosts, const char* name) {
   return static_cast<int>(ntohl(address.s_addr) & 0xff);
 }
 
-TEST_F(PlatformDeathTest, ResolveTakesTheFirstAddressInTheResolversOrder) {
+TEST_F(Platform, ResolveTakesTheFirstAddressInTheResolversOrder) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root may replace the hosts";
   // Sorted by how near they are, the last two would come first.
   const char hosts[] =
       "203.0.113.7 several\n"
       "127.0.0.2 several\n"
       "192.0.2.3 several\n";
-  EXPECT_EXIT(::_exit(resolveAmong(hosts, "several")),
-              ::testing::ExitedWithCode(7), "");
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) ::_exit(resolveAmong(hosts, "several"));
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == kNoSystem) {
+    GTEST_SKIP() << "the table of hosts cannot be replaced here";
+  }
+  EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 }  // namespace
