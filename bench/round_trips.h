@@ -14,6 +14,7 @@
 #define OSTREL_BENCH_ROUND_TRIPS_H
 
 #include <netinet/in.h>
+#include <ostrel/codes.h>
 #include <ostrel/transaction.h>
 #include <ostrel/veskPDU.h>
 #include <sys/types.h>
@@ -27,8 +28,9 @@
 
 namespace round_trips {
 
-constexpr std::size_t kHeader = 16;
-constexpr unsigned short kObjectServerPort = 5135;
+using ostrel::kObjectServerPort;
+
+constexpr std::size_t kHeader = ostrel::kFragmentHeader;
 constexpr int kRoundTripsInATurn = 200;
 constexpr char kShortText[] = "a short text";
 

@@ -3,6 +3,7 @@
 //
 //   search 127.0.0.1 59.200.0.0 59.200.1 "a name"
 
+#include <ostrel/names.h>
 #include <ostrel/veskAttr.h>
 #include <ostrel/veskQuery.h>
 
@@ -16,12 +17,13 @@ int main(int argc, char** argv) {
   veskOid classOid(argv[2]);
   veskAid attribute(argv[3]);
   veskString text(argv[4]);
-  constexpr int kEquals = 1;
   veskList terms;
-  terms.append(new veskAttributeValueOp(&attribute, &text, kEquals));
+  terms.append(
+      new veskAttributeValueOp(&attribute, &text, ostrel::kOperatorEquals));
   veskList found;
   veskList errors;
-  const int code = handler.search(&server, classOid, terms, found, 1, &errors);
+  const int code = handler.search(&server, classOid, terms, found,
+                                  ostrel::kSearchFlag, &errors);
   const int status = report(code, &errors);
 
   for (unsigned i = 0; i < found.count; ++i) print(found.at(i));

@@ -47,6 +47,10 @@ check() {
   done < <(grep -E '^#include' "$file")
 }
 
+for entry in src/*; do
+  name=${entry#src/}
+  [ "${rank[$name]+known}" ] || complain "$entry: in no layer"
+done
 for layer in "${layers[@]}"; do
   for file in src/"$layer"/*; do
     [ "$file" = src/value/tag_table.cc ] || check "${rank[$layer]}" "$file"

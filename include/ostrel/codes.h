@@ -36,9 +36,24 @@ constexpr std::uint16_t kDirectoryPort = 5136;
 constexpr std::uint32_t kDirectoryGroup = 0xe0000102;
 
 // A message travels in fragments, each a datagram: a header and data.
+constexpr unsigned kFragmentVersion = 1;
 constexpr unsigned kFragmentHeader = 16;    // bytes
 constexpr unsigned kFragmentData = 1456;    // bytes, at most
 constexpr unsigned kMostFragments = 65535;  // of a message
+constexpr unsigned kLongestMessage = kMostFragments * kFragmentData;  // bytes
+
+// The families of address values, on the wire and in veskAddress::family.
+constexpr std::uint8_t kNoFamily = 0;
+constexpr std::uint8_t kIPv4 = 2;
+
+// How a directory server is looked for: an empty search goes to the group, at
+// first to the nearest networks alone.
+struct DiscoveryAttempt {
+  long seconds;      // how long to wait for an answer
+  std::uint8_t ttl;  // networks that the search may cross
+};
+constexpr DiscoveryAttempt kDiscoveryAttempts[] = {
+    {3, 1}, {3, 2}, {5, 4}, {5, 8}};
 
 }  // namespace ostrel
 

@@ -22,6 +22,9 @@ constexpr const char* kRegistrationAddress = "59.6.3";  // veskAddress: where to
 constexpr const char* kRegistrationPort = "59.6.4";     // veskUnsignedShort
 constexpr const char* kRegistrationExpiry = "59.6.5";   // veskTime
 
+// How long a registration lives, and what a renewal adds.
+constexpr std::uint32_t kRegistrationSeconds = 3600;
+
 // Events: of a registration that is about to end, and of every other object.
 constexpr const char* kEventExpiry = "59.6.6";
 constexpr const char* kEventAny = "59.6.0";  // in a registration: all of these

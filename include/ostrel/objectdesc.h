@@ -65,7 +65,8 @@ class OSTREL_API veskAttributeDesc : public veskType {
   veskString name;
   veskAid id;
   veskUnsignedInt type;
-  veskType* defval;  // never null; a null value stands for no default
+  veskType* defval;  // a null value stands for no default; the pointer is null
+                     // only after decode() has run out of memory
   veskUnsignedInt access;
   veskUnsignedInt storage;
   veskBool requiredOnCreate;

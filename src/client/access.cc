@@ -55,8 +55,8 @@ int localPrincipalSearch(veskTransactionHandler& handler, int socket, long id,
   veskAid userId(kPrincipalUserId);
   veskLong user(id);
   veskInt wanted(user.value);  // the low 32 bits
-  OwnedList terms;
-  Owned<veskAttributeValueOp> term(
+  ScopedList terms;
+  Scoped<veskAttributeValueOp> term(
       new veskAttributeValueOp(&userId, &wanted, kOperatorEquals));
   terms.get()->append(term.get());
   static_cast<void>(term.release());  // now the list's
@@ -84,7 +84,7 @@ int localPrincipalSearch(veskTransactionHandler& handler, int socket, long id,
 int getPrincipalOid(long id, veskOid* result, unsigned int,
                     veskTransactionHandler* handler, int socket) {
   return orOutOfMemory([&] {
-    Owned<veskTransactionHandler> own;
+    Scoped<veskTransactionHandler> own;
     veskTransactionHandler* asking = handler;
     int descriptor = socket;
     if (asking == nullptr) {

@@ -19,7 +19,7 @@ int Client::setAccess() {
     return kNoError;
   }
   return orOutOfMemory([&] {
-    Owned<idMap> found(new idMap);
+    Scoped<idMap> found(new idMap);
     found->id = user;
     const int code = getPrincipalOid(user, found.get(), 0, handler, socket);
     if (code != kNoError) return code;

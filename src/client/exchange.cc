@@ -11,8 +11,6 @@
 namespace ostrel {
 namespace {
 
-constexpr unsigned kNoFamily = 0;  // of an address value
-constexpr unsigned kIPv4 = 2;
 constexpr std::int64_t kMicroseconds = 1000000;  // in a second
 constexpr long kLongestWait = 1000000;           // seconds; then another begins
 

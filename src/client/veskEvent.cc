@@ -13,7 +13,6 @@ using namespace ostrel;
 namespace {
 
 constexpr const char* kNoEvent = "Invalid";
-constexpr std::uint32_t kRegistrationSeconds = 3600;
 constexpr unsigned short kAnyPort = 0;
 constexpr int kNoSocket = -1;
 constexpr std::size_t kHostNameSize = 64;
@@ -62,7 +61,7 @@ void renew(veskEventHandler& handler, veskEventPDU& notice,
   veskTime expiry = renewedExpiry(handler, notice.list);
   Reply<veskSetRespPDU> reply = {kNetworkError};
   orOutOfMemory([&] {
-    OwnedList attributes;
+    ScopedList attributes;
     veskAppendAttr(attributes.get(), kRegistrationExpiry, &expiry);
     veskSetPDU request(notice.oid, attributes.get());
     reply = clientOf(handler).ask<veskSetRespPDU>(&sender, &request);
@@ -176,7 +175,7 @@ int veskEventHandler::reg(veskOid& oid, veskAid& event, veskOid* regOid,
   if (requestSocket < 0) return noSocket();
   return orOutOfMemory([&] {
     veskAddress to(server != nullptr ? *server : myHost);
-    Owned<veskObject> record(new veskObject);
+    Scoped<veskObject> record(new veskObject);
     veskList* attributes = record->attributeList;
     veskAppendAttr(attributes, kHostAddress, &to);
     veskAppendAttr(attributes, kRegistrationObject, &oid);

@@ -90,13 +90,6 @@ char* identifierText(veskAttribute* attribute) {
                               : veskAid().getString();
 }
 
-// One attempt at discovery: seconds to wait, and the TTL.
-struct Attempt {
-  long timeout;
-  unsigned char ttl;
-};
-constexpr Attempt kAttempts[] = {{3, 1}, {3, 2}, {5, 4}, {5, 8}};
-
 // Looks for a directory server with a growing TTL. Returns 0 with the address
 // of the first one that answers, whatever the answer says; else 10.
 int discover(veskQueryHandler& handler, veskAddress* found) {
@@ -105,8 +98,8 @@ int discover(veskQueryHandler& handler, veskAddress* found) {
   veskList noAttributes;
   veskList noList2;
   veskDSsearchPDU request(anything, &noAttributes, &noList2);
-  for (const Attempt& attempt : kAttempts) {
-    transactions.initialTimeout = attempt.timeout;
+  for (const DiscoveryAttempt& attempt : kDiscoveryAttempts) {
+    transactions.initialTimeout = attempt.seconds;
     transactions.retries = 0;
     multicastTtl = attempt.ttl;
     if (applyMulticastTtl(handler.socket) != kNoError) return kNetworkError;
@@ -129,7 +122,7 @@ veskQueryHandler::~veskQueryHandler() { delete transactionHandler; }
 
 int veskQueryHandler::comminit() {
   return orOutOfMemory([this] {
-    const Owned<veskTransactionHandler> former(
+    const Scoped<veskTransactionHandler> former(
         std::exchange(transactionHandler, new veskTransactionHandler));
     socket = transactionHandler->open();
     if (socket < 0) return kNetworkError;

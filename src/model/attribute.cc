@@ -62,7 +62,7 @@ Members wireOrder(veskAttributeDesc& self) {
 }  // namespace
 
 unsigned veskAttributeDesc::encode(char* buffer, unsigned length) {
-  // The default value is null when decode() ran out of memory.
+  // Null: there was no memory for it.
   if (defval == nullptr) return 0;
   return encodeMembers(veskType::encode(buffer, length), buffer, length,
                        wireOrder(*this));
@@ -71,6 +71,7 @@ unsigned veskAttributeDesc::encode(char* buffer, unsigned length) {
 unsigned veskAttributeDesc::decode(char* buffer, unsigned length) {
   // Kept: a plain veskType reads only the tag of the default value. The next
   // member then reads its body.
+  defval = nullptr;
   defval = new veskType;
   return decodeMembers(veskType::decode(buffer, length), buffer, length,
                        wireOrder(*this));
@@ -81,7 +82,8 @@ char* veskAttributeDesc::getString() {
   addOpening(&text, "\tattribute ", name);
   addField(&text, "\t\tid ", id);
   addField(&text, "\t\ttype ", type);
-  addField(&text, "\t\tdefval ", *defval);
+  veskType none;
+  addField(&text, "\t\tdefval ", defval != nullptr ? *defval : none);
   addField(&text, "\t\taccess ", access);
   addField(&text, "\t\tstorage ", storage);
   addField(&text, "\t\trequiredOnCreate ", requiredOnCreate);
@@ -89,6 +91,7 @@ char* veskAttributeDesc::getString() {
 }
 
 veskType* veskAttributeDesc::dup() {
+  if (defval == nullptr) return new veskAttributeDesc(*this);
   return new veskAttributeDesc(name, id, type, *defval, access, storage,
                                requiredOnCreate);
 }

@@ -155,8 +155,9 @@ void append(veskList* list, std::unique_ptr<veskAttribute> attribute) {
 void veskAtAppendAttr(veskList* list, const char* name, veskType* value) {
   auto attribute = std::make_unique<veskAttribute>();
   attribute->id = name;
-  attribute->value = value;
+  veskAttribute* const made = attribute.get();
   append(list, std::move(attribute));
+  made->value = value;  // only now: without memory it stays the caller's
 }
 
 void veskAppendAttr(veskList* list, const char* name, veskType* value) {

@@ -19,11 +19,11 @@ using ostrel::ByteReader;
 using ostrel::ByteWriter;
 using ostrel::kFragmentData;
 using ostrel::kFragmentHeader;
+using ostrel::kFragmentVersion;
 using ostrel::kMostFragments;
 namespace platform = ostrel::platform;
 using Entry = veskDatagramReassemblyEntry;
 
-constexpr std::uint16_t kVersion = 1;
 constexpr unsigned kLargestDatagram = 65507;  // what UDP over IPv4 carries
 constexpr unsigned kLargestSingle = kLargestDatagram - kFragmentHeader;
 constexpr int kSocketBuffer = 65536;
@@ -187,8 +187,8 @@ int veskDatagramHandler::send(const sockaddr_in* to, void* data,
     errno = EMSGSIZE;
     return 0;
   }
-  FragmentHeader header = {kVersion, id,     static_cast<std::uint16_t>(count),
-                           0,        length, 0};
+  FragmentHeader header = {
+      kFragmentVersion, id, static_cast<std::uint16_t>(count), 0, length, 0};
   const char* bytes = static_cast<const char*>(data);
   for (unsigned sent = 0; sent < count;) {
     const unsigned left = length - header.offset;
@@ -232,7 +232,7 @@ unsigned int veskDatagramHandler::take(sockaddr_in* from, void** data,
     return tooShort();
   }
   const FragmentHeader header = readHeader(bytes);
-  if (header.version != kVersion) return refuse(EPROTONOSUPPORT);
+  if (header.version != kFragmentVersion) return refuse(EPROTONOSUPPORT);
 
   unsigned at = 0;
   Entry* entry = nullptr;

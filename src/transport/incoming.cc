@@ -80,7 +80,7 @@ int Incoming::decodeHeader(veskPDU** pdu) {
   *pdu = nullptr;
   const int code = judge();
   if (code != kNoError) return code;
-  Owned<veskPDU> header(new (std::nothrow) veskPDU(tag_));
+  Scoped<veskPDU> header(new (std::nothrow) veskPDU(tag_));
   if (header == nullptr) return outOfMemory();
   if (header->decode(bytes_, length_) == 0) return undecodable();
   *pdu = header.release();

@@ -14,11 +14,6 @@ namespace {
 
 constexpr unsigned kFirstBufferSize = 1024;
 
-// The most that the fragments of one message hold. A PDU that does not encode
-// into so much room never will.
-constexpr unsigned kLargestMessage =
-    ostrel::kMostFragments * ostrel::kFragmentData;
-
 char* newBuffer(unsigned size) {
   return static_cast<char*>(ostrel::platform::allocate(size));
 }
@@ -54,7 +49,7 @@ unsigned veskMessageHandler::encode(veskPDU* pdu) {
   while (encodeBuffer != nullptr) {
     const unsigned length = pdu->encode(encodeBuffer, encodeBufferSize);
     if (length != 0) return length;
-    const bool hopeless = encodeBufferSize >= kLargestMessage;
+    const bool hopeless = encodeBufferSize >= ostrel::kLongestMessage;
     // Then the PDU is at fault, not the size of the buffer.
     if (hopeless) errno = EINVAL;
     if (hopeless && encodeBufferSize == sizeBefore) return 0;

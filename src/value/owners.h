@@ -43,18 +43,18 @@ struct Delete {
 };
 
 template <class Object>
-using Owned = std::unique_ptr<Object, Delete>;
+using Scoped = std::unique_ptr<Object, Delete>;
 
 // A list whose elements are freed with it.
-class OwnedList {
+class ScopedList {
  public:
-  OwnedList() = default;
-  ~OwnedList() {
+  ScopedList() = default;
+  ~ScopedList() {
     const KeepErrno keep;
     list_.clear(1);
   }
-  OwnedList(const OwnedList&) = delete;
-  OwnedList& operator=(const OwnedList&) = delete;
+  ScopedList(const ScopedList&) = delete;
+  ScopedList& operator=(const ScopedList&) = delete;
 
   veskList* get() { return &list_; }
 

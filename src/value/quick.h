@@ -6,11 +6,13 @@
 // virtual call for a value whose class is certain. It leaves unusual values to
 // the general code: those with little room, a long number, an invalid
 // identifier or a program's own class. A shortcut does exactly what the general
-// code does, or nothing.
+// code does, or returns null: what it has written by then the general code
+// writes again.
 
 #ifndef OSTREL_SRC_QUICK_H
 #define OSTREL_SRC_QUICK_H
 
+#include <ostrel/codes.h>
 #include <ostrel/type.h>
 
 #include <cstddef>
@@ -113,7 +115,6 @@ inline const char* readString(Pool::Lists& pool, const char* from,
 
 inline const char* readAddress(Pool::Lists& pool, const char* from,
                                veskType** out) {
-  constexpr char kIPv4 = 2;
   if (from[1] != kIPv4) return nullptr;
   auto* value = make<veskAddress>(pool);
   *out = value;
@@ -200,7 +201,8 @@ inline char* writeString(char* to, const char* end, const veskType& value) {
   if (!isExactly<veskString>(value)) return nullptr;
   const auto& string = static_cast<const veskString&>(value);
   const std::uint32_t count = string.length.value;
-  if (count > string.capacity) return nullptr;
+  const bool isHeld = count <= string.capacity && string.text != nullptr;
+  if (count != 0 && !isHeld) return nullptr;
   to[0] = static_cast<char>(value.tag);
   to[1] = static_cast<char>(string.length.tag);
   char* const text = storeInteger(to + 2, count);
@@ -212,7 +214,6 @@ inline char* writeString(char* to, const char* end, const veskType& value) {
 inline char* writeAddress(char* to, const veskType& value) {
   if (!isExactly<veskAddress>(value)) return nullptr;
   const auto& address = static_cast<const veskAddress&>(value);
-  constexpr std::uint8_t kIPv4 = 2;
   if (address.family != kIPv4 || address.addr == nullptr) return nullptr;
   to[0] = static_cast<char>(value.tag);
   to[1] = kIPv4;

@@ -145,16 +145,22 @@ void freePartsOfAny(veskType& value) {
   static_cast<void>((freePartsOfSome<Values>(value) || ...));
 }
 
+// The same for a class that has no such parts.
+template <class Value>
+bool hasNoParts(veskType& value) {
+  return isExactly<Value>(value);
+}
+
 struct Row {
   Tag tag;
   Maker make;
-  PartsFreer freeParts;  // null: it has none
-  Layout layout;         // its wire order
+  PartsFreer freeParts;
+  Layout layout;  // its wire order
 };
 
 template <class Value>
 constexpr Row plainRow(Tag tag, Layout layout) {
-  return {tag, plain<Value>, nullptr, layout};
+  return {tag, plain<Value>, hasNoParts<Value>, layout};
 }
 template <class Value>
 constexpr Row holderRow(Tag tag, Layout layout) {

@@ -1,4 +1,5 @@
 #include <arpa/inet.h>
+#include <ostrel/codes.h>
 #include <ostrel/elements.h>
 #include <ostrel/tags.h>
 #include <ostrel/type.h>
@@ -558,10 +559,6 @@ int veskOpaque::operator==(veskOpaque& other) {
 }
 
 namespace {
-
-// Families on the wire: the same numbers on every machine.
-constexpr std::uint8_t kNoFamily = 0;
-constexpr std::uint8_t kIPv4 = 2;
 
 inline in_addr* newAddress(const in_addr& a) {
   return new (Pool::allocate(sizeof(in_addr))) in_addr(a);

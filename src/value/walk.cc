@@ -1,5 +1,6 @@
 #include "value/walk.h"
 
+#include <ostrel/codes.h>
 #include <ostrel/type.h>
 
 #include <cstddef>
@@ -84,8 +85,6 @@ class Walker {
   }
 
   void address() {
-    constexpr std::uint8_t kNoFamily = 0;
-    constexpr std::uint8_t kIPv4 = 2;
     tag();
     const std::uint8_t family = byte();
     if (family == kIPv4) return bytes(sizeof(in_addr));

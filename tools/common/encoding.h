@@ -14,10 +14,6 @@
 
 namespace ostrel::tools {
 
-// No message is longer, in bytes.
-constexpr std::size_t kLongestMessage =
-    std::size_t{kMostFragments} * kFragmentData;
-
 // The value's encoding, or nothing when it has none or is longer than `limit`
 // bytes.
 std::optional<std::string> encoded(veskType& value,

@@ -10,22 +10,15 @@
 namespace ostrel::tools::cli {
 namespace {
 
-// How far the attempts of a discovery reach, and how long each waits.
-struct Attempt {
-  int hops;
-  long seconds;
-};
-constexpr Attempt kAttempts[] = {{1, 3}, {2, 3}, {4, 5}, {8, 5}};
-
 // Asks for directory servers until `take` returns true or somebody answered.
 // Returns whether somebody did.
 bool discover(Session& session, int hops, const Session::Take& take) {
   bool answered = false;
-  for (const Attempt& attempt : kAttempts) {
-    if (attempt.hops > hops) break;
+  for (const DiscoveryAttempt& attempt : kDiscoveryAttempts) {
+    if (attempt.ttl > hops) break;
     veskDSsearchPDU request;
     const Owned<veskList> list(request.list), list2(request.list2);
-    const bool ended = session.gather(request, attempt.hops, attempt.seconds,
+    const bool ended = session.gather(request, attempt.ttl, attempt.seconds,
                                       [&](in_addr from, veskPDU& answer) {
                                         answered = true;
                                         return take(from, answer);
@@ -66,10 +59,11 @@ Exit runFind(Session& session, const Arguments& arguments) {
   in_addr directory = {};
   if (!output.settings().server.empty()) {
     directory = session.server();
-  } else if (!discover(session, kAttempts[3].hops, [&](in_addr from, veskPDU&) {
-               directory = from;
-               return true;
-             })) {
+  } else if (!discover(session, kDiscoveryAttempts[3].ttl,
+                       [&](in_addr from, veskPDU&) {
+                         directory = from;
+                         return true;
+                       })) {
     throwNobody();
   }
   // Without an answer to the discovery there is nobody to send the search to;

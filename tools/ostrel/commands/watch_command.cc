@@ -22,8 +22,6 @@
 namespace ostrel::tools::cli {
 namespace {
 
-constexpr std::uint32_t kRenewal = 3600;  // seconds
-
 struct Named {
   const char* name;
   const char* id;
@@ -217,7 +215,7 @@ void Watch::renew(Registration& registration, veskEventPDU& notice) {
   veskTime until((ends != nullptr
                       ? ends->value
                       : static_cast<std::uint32_t>(std::time(nullptr))) +
-                 kRenewal);
+                 kRegistrationSeconds);
   const Owned<veskList> list(new veskList);
   veskAppendAttr(list.get(), kRegistrationExpiry, &until);
   veskSetPDU request(registration.oid, list.get());

@@ -9,8 +9,6 @@
 namespace ostrel::tools::cli {
 namespace {
 
-constexpr unsigned kVersion = 1;
-
 std::uint32_t bigEndian(std::string_view bytes) {
   std::uint32_t number = 0;
   for (const char c : bytes)
@@ -103,7 +101,7 @@ std::string readDatagram(std::string_view bytes, Datagram* datagram) {
            "are " +
            std::to_string(bytes.size()) + " bytes";
   const unsigned version = bigEndian(bytes.substr(0, 2));
-  if (version != kVersion)
+  if (version != kFragmentVersion)
     return "the version of the datagram is " + std::to_string(version) +
            ", not 1";
   datagram->messageId = bigEndian(bytes.substr(2, 2));

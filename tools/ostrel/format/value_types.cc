@@ -1,5 +1,6 @@
 #include "format/value_types.h"
 
+#include <ostrel/codes.h>
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -349,17 +350,18 @@ struct Format<veskAddress> {
   static Value parse(const TypedText& typed) {
     if (typed.text.empty() || typed.text == "none") return make<veskAddress>();
     auto value = make<veskAddress>(std::string(typed.text).c_str());
-    if (value->family == 0)
+    if (value->family == kNoFamily)
       throw TextError(quoted(typed.text) +
                       " is no address: four numbers such as 10.0.0.1 are, "
                       "or none");
     return value;
   }
   static std::string print(veskAddress& address, bool) {
-    return address.family != 0 ? printed(address) : "none";
+    return address.family != kNoFamily ? printed(address) : "none";
   }
   static void fill(Json& json, veskAddress& address) {
-    const std::string text = address.family != 0 ? printed(address) : "";
+    const std::string text =
+        address.family != kNoFamily ? printed(address) : "";
     json["value"] = text.empty() ? Json(nullptr) : Json(text);
   }
 };

@@ -6,6 +6,7 @@
 #define OSTREL_TOOLS_OSTRELD_OBJECTS_REGISTRATIONS_H
 
 #include <netinet/in.h>
+#include <ostrel/names.h>
 
 #include <cstdint>
 #include <optional>
@@ -26,7 +27,7 @@ struct Outgoing {
 
 class Registrations : public ObjectManager {
  public:
-  static constexpr std::uint32_t kLife = 3600;       // seconds
+  static constexpr std::uint32_t kLife = kRegistrationSeconds;  // seconds
   static constexpr std::uint32_t kNoticeLead = 300;  // before the end
   static constexpr std::uint32_t kNoticeRepeat = 60;
 
