@@ -1,5 +1,6 @@
 // The commands that ask the directory service.
 
+#include <ostrel/codes.h>
 #include <ostrel/elements.h>
 #include <ostrel/veskError.h>
 
