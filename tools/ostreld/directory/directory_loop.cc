@@ -20,7 +20,6 @@
 namespace ostrel::tools::server {
 namespace {
 
-constexpr int kMillisecondsPerSecond = 1000;
 constexpr int kShortestWait = 20;  // milliseconds; due times are whole seconds
 
 // The addresses of all interfaces that are up.

@@ -21,6 +21,8 @@
 
 namespace ostrel::tools::server {
 
+constexpr int kMillisecondsPerSecond = 1000;
+
 struct ServerOptions {
   in_addr listen = {};
   std::uint16_t port = 0;

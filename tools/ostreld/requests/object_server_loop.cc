@@ -18,7 +18,6 @@ namespace ostrel::tools::server {
 namespace {
 
 constexpr double kRetrySeconds = 10;
-constexpr double kMillisecondsPerSecond = 1000;
 
 // How often old answers are forgotten. It is the longest wait, too, so that a
 // jump of the calendar's time is noticed.
