@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
+#include <ostrel/elements.h>
 #include <ostrel/tags.h>
 #include <ostrel/veskPDU.h>
 
@@ -57,12 +58,11 @@ void addValue(veskType* value, Checksum* sum) {
     case kTagBool:
       return sum->add(static_cast<veskUnsignedInt*>(value)->value);
     case kTagString: {
-      unsigned length = 0;
-      const char* text = static_cast<veskString*>(value)->get(&length);
-      return sum->addText(text, length);
+      const auto* string = static_cast<veskString*>(value);
+      return sum->addText(string->text, string->length.value);
     }
     case kTagAddress: {
-      const in_addr* address = static_cast<veskAddress*>(value)->get(nullptr);
+      const in_addr* address = static_cast<veskAddress*>(value)->addr;
       return sum->add(ntohl(address->s_addr));
     }
     case kTagDouble:
@@ -74,8 +74,7 @@ void addValue(veskType* value, Checksum* sum) {
 }
 
 void addAttributes(veskList& list, Checksum* sum) {
-  for (unsigned i = 0; i < list.count; i++) {
-    veskType* const element = list.at(i);
+  for (veskType* element : Elements(list)) {
     if (element->tag != kTagAttribute) stop("an element is no attribute");
     auto* attribute = static_cast<veskAttribute*>(element);
     for (const std::uint32_t number : attribute->id.component) sum->add(number);
