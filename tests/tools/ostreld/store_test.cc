@@ -57,6 +57,39 @@ TYPED_TEST(StoreTest, ListsClassesAndTheirObjectsInAscendingOrder) {
   EXPECT_THAT(this->store.objects(veskOid("59.2")), IsEmpty());
 }
 
+TYPED_TEST(StoreTest, ListsPagesOfAClass) {
+  for (const char* oid :
+       {"59.1.0.1", "59.200.0.1", "59.200.0.2", "59.200.1.0", "59.201.0.1"})
+    this->insert(oid);
+  const auto page = [&](const char* after, std::size_t most) {
+    return this->texts(
+        this->store.objects(veskOid("59.200"), veskOid(after), most));
+  };
+  EXPECT_THAT(page("59.200.0.0", 2), ElementsAre("59.200.0.1", "59.200.0.2"));
+  EXPECT_THAT(page("59.200.0.2", 2), ElementsAre("59.200.1.0"));
+  EXPECT_THAT(page("59.200.1.0", 2), IsEmpty());
+}
+
+TYPED_TEST(StoreTest, UndoesASavepointThatIsNotKept) {
+  {
+    Transaction transaction(this->store);
+    this->insert("59.200.0.1");
+    {
+      Savepoint kept(this->store);
+      this->insert("59.200.0.2");
+      kept.keep();
+    }
+    {
+      Savepoint dropped(this->store);
+      this->insert("59.200.0.3");
+      this->store.remove(veskOid("59.200.0.1"));
+    }
+    transaction.commit();
+  }
+  EXPECT_THAT(this->texts(this->store.objects(veskOid("59.200"))),
+              ElementsAre("59.200.0.1", "59.200.0.2"));
+}
+
 TYPED_TEST(StoreTest, KeepsOneValueForEachAttribute) {
   this->insert("59.200.0.1");
   this->write("59.200.0.1", "59.200.300", "later");

@@ -5,6 +5,7 @@
 #include <ostrel/veskOmAttr.h>
 
 #include "objects/attributes.h"
+#include "support/value_order.h"
 
 namespace ostrel::tools::server {
 
@@ -28,6 +29,19 @@ int ObjectManager::remove(const Asker&, veskOid& oid) {
 
 int ObjectManager::action(const Asker&, veskAid&, veskList&, veskList*) {
   return kNoObjectManager;
+}
+
+int ObjectManager::listPage(veskOid& classOid, veskOid& after, std::size_t most,
+                            veskList* oids) {
+  OwnedList all;
+  const int code = list(classOid, &all);
+  if (code != kNoError) return code;
+  for (auto* oid : Elements<veskOid>(all)) {
+    if (oids->count >= most) break;
+    if (compareValues(*oid, after) == Order::kGreater)
+      oids->append(new veskOid(*oid));
+  }
+  return kNoError;
 }
 
 int ObjectManager::verify(veskOid& oid) {

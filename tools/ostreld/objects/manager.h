@@ -14,6 +14,7 @@
 #include <ostrel/type.h>
 #include <ostrel/veskAttr.h>
 
+#include <cstddef>
 #include <vector>
 
 #include "common/owned.h"
@@ -36,6 +37,12 @@ class ObjectManager {
   // Appends the identifiers of all objects of a class, each a new veskOid, in
   // ascending order.
   virtual int list(veskOid& classOid, veskList* oids) = 0;
+
+  // The same, but only those behind `after`, an object of the class or the
+  // class itself, and `most` of them at the most. The list is empty before.
+  // Unless overridden, it chooses from what list() gives.
+  virtual int listPage(veskOid& classOid, veskOid& after, std::size_t most,
+                       veskList* oids);
 
   // Appends all attributes of an object. They may be veskOmAttributes, which
   // point at values that the manager keeps: those have to stay as they are

@@ -26,6 +26,13 @@ int StoredObjects::list(veskOid& classOid, veskList* oids) {
   return kNoError;
 }
 
+int StoredObjects::listPage(veskOid& classOid, veskOid& after, std::size_t most,
+                            veskList* oids) {
+  for (const veskOid& oid : store_->objects(classOid, after, most))
+    oids->append(new veskOid(oid));
+  return kNoError;
+}
+
 int StoredObjects::verify(veskOid& oid) {
   return store_->has(oid) ? kNoError : kNoSuchName;
 }

@@ -18,6 +18,8 @@ class StoredObjects : public ObjectManager {
   // come in ascending order of their identifiers.
   std::vector<veskOid> classes() override;
   int list(veskOid& classOid, veskList* oids) override;
+  int listPage(veskOid& classOid, veskOid& after, std::size_t most,
+               veskList* oids) override;
   int read(veskOid& oid, veskList* attributes) override;
   int verify(veskOid& oid) override;
   int set(const Asker& asker, veskOid& oid, veskList& attributes,

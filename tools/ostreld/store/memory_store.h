@@ -38,6 +38,19 @@ class MemoryStore : public Store {
     return result;
   }
 
+  std::vector<veskOid> objects(const veskOid& classOid, const veskOid& after,
+                               std::size_t most) override {
+    std::vector<veskOid> result;
+    for (auto at = content_.objects.upper_bound(keyOf<4>(after));
+         at != content_.objects.end() && result.size() < most &&
+         at->first[0] == classOid.component[0] &&
+         at->first[1] == classOid.component[1];
+         ++at) {
+      result.push_back(fromKey<veskOid>(at->first));
+    }
+    return result;
+  }
+
   bool has(const veskOid& oid) override {
     return content_.objects.count(keyOf<4>(oid)) != 0;
   }
@@ -143,17 +156,28 @@ class MemoryStore : public Store {
   void begin() override { recording_ = true; }
   void commit() override { end(); }
   void rollback() noexcept override {
-    for (; !undo_.empty(); undo_.pop_back()) undo_.back()();
+    undoBackTo(0);
     end();
+  }
+  void savepoint() override { savepoints_.push_back(undo_.size()); }
+  void release() override { savepoints_.pop_back(); }
+  void rollBackTo() noexcept override {
+    undoBackTo(savepoints_.back());
+    savepoints_.pop_back();
+  }
+  void undoBackTo(std::size_t length) noexcept {
+    for (; undo_.size() > length; undo_.pop_back()) undo_.back()();
   }
   void end() {
     recording_ = false;
     undo_.clear();
+    savepoints_.clear();
   }
 
   Content content_;
   bool recording_ = false;
   std::vector<std::function<void()>> undo_;  // the last change at the end
+  std::vector<std::size_t> savepoints_;      // lengths of undo_
 };
 
 }  // namespace ostrel::tools::server

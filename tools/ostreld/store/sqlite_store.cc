@@ -38,6 +38,15 @@ std::string keyOf(const Identifier& id) {
   return key;
 }
 
+// The last identifier that a class can have.
+std::string lastKeyOf(const veskOid& classOid) {
+  std::string last = keyOf(classOid);
+  const std::size_t length = last.size();
+  last.resize(kClassBytes);
+  last.resize(length, '\xFF');
+  return last;
+}
+
 template <class Identifier>
 Identifier fromKey(std::string_view key) {
   Identifier id;
@@ -132,6 +141,9 @@ SqliteStore::SqliteStore(const std::string& path)
       listQuery_(database_,
                  "SELECT oid FROM object WHERE oid BETWEEN ? AND ?"
                  " ORDER BY oid"),
+      pageQuery_(database_,
+                 "SELECT oid FROM object WHERE oid > ? AND oid <= ?"
+                 " ORDER BY oid LIMIT ?"),
       objectQuery_(database_, "SELECT 1 FROM object WHERE oid = ?"),
       attributesQuery_(database_,
                        "SELECT aid, value FROM attribute WHERE oid = ?"
@@ -158,10 +170,21 @@ std::vector<veskOid> SqliteStore::classes() {
 
 std::vector<veskOid> SqliteStore::objects(const veskOid& classOid) {
   const std::string first = keyOf(classOid);
-  std::string last = first.substr(0, kClassBytes);
-  last.resize(first.size(), '\xFF');
+  const std::string last = lastKeyOf(classOid);
   std::vector<veskOid> result;
   Rows rows(listQuery_, std::string_view(first), std::string_view(last));
+  while (rows.next()) result.push_back(fromKey<veskOid>(rows.bytes(0)));
+  return result;
+}
+
+std::vector<veskOid> SqliteStore::objects(const veskOid& classOid,
+                                          const veskOid& after,
+                                          std::size_t most) {
+  const std::string first = keyOf(after);
+  const std::string last = lastKeyOf(classOid);
+  std::vector<veskOid> result;
+  Rows rows(pageQuery_, std::string_view(first), std::string_view(last),
+            static_cast<std::int64_t>(most));
   while (rows.next()) result.push_back(fromKey<veskOid>(rows.bytes(0)));
   return result;
 }
@@ -240,6 +263,17 @@ void SqliteStore::rollback() noexcept {
   // There is nothing to do about a rollback that fails: the next BEGIN will.
   if (database_.inTransaction())
     sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void SqliteStore::savepoint() { database_.execute("SAVEPOINT request"); }
+
+void SqliteStore::release() { database_.execute("RELEASE request"); }
+
+void SqliteStore::rollBackTo() noexcept {
+  // SQLite rolls the whole transaction back after some errors.
+  if (!database_.inTransaction()) return;
+  sqlite3_exec(database_.handle(), "ROLLBACK TO request; RELEASE request",
+               nullptr, nullptr, nullptr);
 }
 
 }  // namespace ostrel::tools::server

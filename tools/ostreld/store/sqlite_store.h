@@ -22,6 +22,8 @@ class SqliteStore : public Store {
 
   std::vector<veskOid> classes() override;
   std::vector<veskOid> objects(const veskOid& classOid) override;
+  std::vector<veskOid> objects(const veskOid& classOid, const veskOid& after,
+                               std::size_t most) override;
   bool has(const veskOid& oid) override;
   std::vector<Entry> read(const veskOid& oid) override;
   void insert(const veskOid& oid) override;
@@ -44,6 +46,9 @@ class SqliteStore : public Store {
   void begin() override;
   void commit() override;
   void rollback() noexcept override;
+  void savepoint() override;
+  void release() override;
+  void rollBackTo() noexcept override;
 
   Database database_;
 
@@ -55,6 +60,7 @@ class SqliteStore : public Store {
   } schema_;
   Statement classesQuery_;
   Statement listQuery_;
+  Statement pageQuery_;
   Statement objectQuery_;
   Statement attributesQuery_;
   Statement insertObject_;

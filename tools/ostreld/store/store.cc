@@ -22,4 +22,15 @@ void Transaction::commit() {
   open_ = false;
 }
 
+Savepoint::Savepoint(Store& store) : store_(store) { store_.savepoint(); }
+
+Savepoint::~Savepoint() {
+  if (open_) store_.rollBackTo();
+}
+
+void Savepoint::keep() {
+  store_.release();
+  open_ = false;
+}
+
 }  // namespace ostrel::tools::server

@@ -10,6 +10,7 @@
 
 #include <ostrel/type.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -35,6 +36,12 @@ class Store {
 
   // The objects of a class, in ascending order.
   virtual std::vector<veskOid> objects(const veskOid& classOid) = 0;
+
+  // The same, but only those behind `after`, an object of the class or the
+  // class itself, and `most` of them at the most.
+  virtual std::vector<veskOid> objects(const veskOid& classOid,
+                                       const veskOid& after,
+                                       std::size_t most) = 0;
   virtual bool has(const veskOid& oid) = 0;
 
   // A value's identifier and encoding.
@@ -75,6 +82,7 @@ class Store {
 
  private:
   friend class Transaction;
+  friend class Savepoint;
 
   // Changes between begin() and commit() are kept together; rollback() undoes
   // them, and does not throw. Both end what begin() began; a commit() that
@@ -82,6 +90,12 @@ class Store {
   virtual void begin() = 0;
   virtual void commit() = 0;
   virtual void rollback() noexcept = 0;
+
+  // Inside a transaction: rollBackTo() undoes what was changed since the
+  // savepoint, and does not throw. Either ends the savepoint; they nest.
+  virtual void savepoint() = 0;
+  virtual void release() = 0;
+  virtual void rollBackTo() noexcept = 0;
 
   bool inTransaction_ = false;
 };
@@ -100,6 +114,22 @@ class Transaction {
  private:
   Store& store_;
   bool open_;  // this one is the outermost, and did not end
+};
+
+// A part of a transaction that can fail alone: without keep() its changes are
+// undone, and those before it stay.
+class Savepoint {
+ public:
+  explicit Savepoint(Store& store);
+  ~Savepoint();
+  Savepoint(const Savepoint&) = delete;
+  Savepoint& operator=(const Savepoint&) = delete;
+
+  void keep();
+
+ private:
+  Store& store_;
+  bool open_ = true;
 };
 
 }  // namespace ostrel::tools::server
