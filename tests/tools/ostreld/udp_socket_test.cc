@@ -35,12 +35,22 @@ class UdpSocketTest : public testing::Test {
     poll(&ready, 1, 1000);
   }
 
-  UdpSocket::Taken take() { return server.take(&from, &message); }
+  UdpSocket::Taken take() {
+    Message taken;
+    const auto result = server.take(&taken);
+    if (result == UdpSocket::Taken::kMessage) {
+      from = taken.from;
+      id = taken.id;
+      message = taken.bytes;
+    }
+    return result;
+  }
 
   UdpSocket server;
   veskDatagramHandler client;
   sockaddr_in to = {};
   sockaddr_in from = {};
+  std::uint16_t id = 0;
   std::string message;
 };
 

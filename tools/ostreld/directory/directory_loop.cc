@@ -61,9 +61,8 @@ class DirectoryServer : public ServerLoop {
   }
 
  private:
-  void handle(const sockaddr_in& from, std::string_view request,
-              Time now) override {
-    search_.handle(from, request, now);
+  void handle(Message& request, Time now) override {
+    search_.handle(request.from, request.bytes, now);
   }
 
   int runTimers() override {

@@ -18,11 +18,14 @@ ServerLoop::ServerLoop(const ServerOptions& options)
 int ServerLoop::run() {
   for (;;) {
     const int milliseconds = runTimers();
-    wait(outbox_.empty() ? milliseconds : 0);
+    wait(outbox_.empty() && !working_ ? milliseconds : 0);
     if (ended()) return 0;
     receive();
     for (UdpSocket* socket : sockets_)
       if (!takeRequests(*socket)) return 0;
+    const Time now = std::chrono::steady_clock::now();
+    finishBatch(now);
+    working_ = work(now + kTurn);
     outbox_.sendNext();
   }
 }
@@ -50,17 +53,16 @@ bool ServerLoop::ended() {
 // Returns whether the server goes on.
 bool ServerLoop::takeRequests(UdpSocket& socket) {
   for (int i = 0; i < kBatch; ++i) {
-    sockaddr_in from = {};
-    std::string request;
-    const auto taken = socket.take(&from, &request);
+    Message request;
+    const auto taken = socket.take(&request);
     if (taken == UdpSocket::Taken::kNothing) break;
     if (taken == UdpSocket::Taken::kPart) continue;
     const Time now = std::chrono::steady_clock::now();
-    if (!rate_.allows(from.sin_addr, now)) {
-      log(Level::kDebug, "too many requests of " + endpointText(from));
+    if (!rate_.allows(request.from.sin_addr, now)) {
+      log(Level::kDebug, "too many requests of " + endpointText(request.from));
       continue;
     }
-    handle(from, request, now);
+    handle(request, now);
     if (ended()) return false;
   }
   return true;

@@ -11,13 +11,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "net/outbox.h"
 #include "net/rate_limit.h"
 #include "net/signals.h"
 #include "net/udp_socket.h"
+#include "support/counters.h"
 
 namespace ostrel::tools::server {
 
@@ -53,8 +53,15 @@ class ServerLoop {
   explicit ServerLoop(const ServerOptions& options);
 
   // Takes a request and sends its answer, now or later.
-  virtual void handle(const sockaddr_in& from, std::string_view request,
-                      Time now) = 0;
+  virtual void handle(Message& request, Time now) = 0;
+
+  // All requests that had arrived were handled: what was put off until then is
+  // done now.
+  virtual void finishBatch(Time) {}
+
+  // Goes on with requests that take longer than a turn, until then. Returns
+  // whether there is more to do.
+  virtual bool work(Time) { return false; }
 
   // Does what is due. Returns the milliseconds until there is something again.
   virtual int runTimers() = 0;
@@ -69,6 +76,7 @@ class ServerLoop {
   void answer(const sockaddr_in& to, std::string& bytes);
 
   UdpSocket& socket() { return socket_; }
+  Counters& counters() { return counters_; }
 
   // Takes requests from another socket as well, which has to stay.
   void listenAlso(UdpSocket* socket) { sockets_.push_back(socket); }
@@ -81,12 +89,17 @@ class ServerLoop {
   bool ended();
   bool takeRequests(UdpSocket& socket);
 
+  // How long requests that take longer may keep others waiting.
+  static constexpr std::chrono::milliseconds kTurn{5};
+
+  Counters counters_;
   Signals signals_;
   UdpSocket socket_;
   RateLimit rate_;
   Outbox outbox_;
   std::vector<UdpSocket*> sockets_;
   std::vector<int> descriptors_;
+  bool working_ = false;  // there is more for work() to do
 };
 
 }  // namespace ostrel::tools::server

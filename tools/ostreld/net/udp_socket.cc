@@ -21,8 +21,9 @@ namespace {
 constexpr int kReceiveBuffer = 1 << 20;
 constexpr int kSendBuffer = 1 << 18;
 
-// A datagram's header as the library describes it: the length of the whole
-// message stands at offset 8.
+// A datagram's header as the library describes it: the message's id and the
+// length of the whole message.
+constexpr std::size_t kIdOffset = 2;
 constexpr std::size_t kTotalOffset = 8;
 
 std::string explain(const sockaddr_in& address) {
@@ -100,11 +101,13 @@ bool UdpSocket::join(in_addr group, in_addr interface) {
                     sizeof request) == 0;
 }
 
-UdpSocket::Taken UdpSocket::take(sockaddr_in* from, std::string* message) {
+UdpSocket::Taken UdpSocket::take(Message* message) {
   unsigned char header[kFragmentHeader] = {};
   const ssize_t got =
       ::recv(socket, header, sizeof header, MSG_PEEK | MSG_DONTWAIT);
   if (got < 0) return Taken::kNothing;
+  std::uint16_t id = 0;
+  std::memcpy(&id, header + kIdOffset, sizeof id);
   std::uint32_t total = 0;
   std::memcpy(&total, header + kTotalOffset, sizeof total);
   if (ntohl(total) > longestMessage_) {
@@ -115,10 +118,12 @@ UdpSocket::Taken UdpSocket::take(sockaddr_in* from, std::string* message) {
   }
   void* data = nullptr;
   bool owned = false;
-  const unsigned length = veskDatagramHandler::take(from, &data, &owned);
+  const unsigned length =
+      veskDatagramHandler::take(&message->from, &data, &owned);
   const std::unique_ptr<void, Free> buffer(owned ? data : nullptr);
   if (length == 0 || data == nullptr) return Taken::kPart;
-  message->assign(static_cast<const char*>(data), length);
+  message->id = ntohs(id);
+  message->bytes.assign(static_cast<const char*>(data), length);
   return Taken::kMessage;
 }
 

@@ -14,6 +14,14 @@
 
 namespace ostrel::tools::server {
 
+// A message as it arrived: its sender, and the id that the sender gave it,
+// which counts up with each message and each retransmission.
+struct Message {
+  sockaddr_in from = {};
+  std::uint16_t id = 0;
+  std::string bytes;
+};
+
 class UdpSocket : public veskDatagramHandler {
  public:
   // The longest message, in bytes, that leaves at once: the library rests for
@@ -43,7 +51,7 @@ class UdpSocket : public veskDatagramHandler {
 
   // Takes one datagram, never waiting for one. kPart: there was one and it
   // completed no message.
-  Taken take(sockaddr_in* from, std::string* message);
+  Taken take(Message* message);
 
   // Whether all of it was handed to the system.
   bool sendTo(const sockaddr_in& to, std::string& message);

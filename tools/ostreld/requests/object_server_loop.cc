@@ -40,10 +40,9 @@ class ObjectServer : public ServerLoop {
   }
 
  private:
-  void handle(const sockaddr_in& from, std::string_view request,
-              Time now) override {
-    std::string bytes = executor_.handle(from, request, now);
-    answer(from, bytes);
+  void handle(Message& request, Time now) override {
+    std::string bytes = executor_.handle(request.from, request.bytes, now);
+    answer(request.from, bytes);
     sendEvents();
   }
 
