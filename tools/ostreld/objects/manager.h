@@ -25,6 +25,7 @@ namespace ostrel::tools::server {
 struct Asker {
   sockaddr_in address = {};
   veskOid principal;
+  bool administrator = false;  // may end what others registered
 };
 
 class ObjectManager {

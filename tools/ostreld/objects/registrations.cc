@@ -225,7 +225,9 @@ void Registrations::send(const Registration& registration, veskOid& oid,
     veskEventPDU bare(oid, event, &none);
     bytes = encoded(bare, kLongestEvent);
   }
-  if (bytes) outgoing_.push_back({registration.to, std::move(*bytes)});
+  if (bytes)
+    outgoing_.push_back(
+        {registration.to, registration.to.sin_addr, std::move(*bytes)});
 }
 
 double Registrations::tick() {

@@ -22,6 +22,7 @@ namespace ostrel::tools::server {
 // A message that is not an answer.
 struct Outgoing {
   sockaddr_in to;
+  in_addr askedBy;  // who registered
   std::string bytes;
 };
 

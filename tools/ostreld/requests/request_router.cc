@@ -121,7 +121,7 @@ ObjectManager& RequestRouter::managerOf(const veskOid& oid) {
 
 Owned<veskPDU> RequestRouter::answer(const RequestKind& kind, veskPDU& request,
                                      const sockaddr_in& from) {
-  const Asker asker = {from, request.principal};
+  const Asker asker = {from, request.principal, false};
   if (kind.changes && !policy_.mayWrite(asker))
     return refusal(kind, request, kPermissionDenied);
   Owned<veskPDU> answer = kind.execute(*this, asker, request);
