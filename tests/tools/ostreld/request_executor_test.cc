@@ -1,6 +1,9 @@
 #include "requests/request_executor.h"
 
+#include <optional>
+
 #include "net/rate_limit.h"
+#include "requests/answer_cache.h"
 #include "server_test.h"
 
 namespace ostrel::tools::server {
@@ -14,8 +17,7 @@ constexpr std::size_t kLongestAnswer = 2000;
 
 class RequestExecutorTest : public ServerTest {
  protected:
-  RequestExecutorTest()
-      : executor(&store, &registrations, &router, kLongestAnswer) {}
+  RequestExecutorTest() { restart(); }
 
   static std::string createRequest(unsigned id) {
     veskOid oid("59.200.0.0");
@@ -26,16 +28,38 @@ class RequestExecutorTest : public ServerTest {
     return bytes;
   }
 
+  // A program's next message, unless its id is given.
+  static std::string setRequest(unsigned id, int value) {
+    veskOid oid("59.200.0.1");
+    veskSetPDU request(oid, with(newList(), "59.200.1", new veskInt(value)));
+    request.requestId.value = id;
+    const std::string bytes = *encoded(request);
+    request.clear();
+    return bytes;
+  }
+
   std::string handle(const std::string& bytes, sockaddr_in from = local()) {
-    return executor.handle(from, bytes, now);
+    return handle(bytes, nextMessage++, from);
+  }
+  std::string handle(const std::string& bytes, std::uint16_t id,
+                     sockaddr_in from = local()) {
+    return executor->handle({from, id, bytes}, now);
+  }
+
+  void restart() {
+    executor.emplace(&store, &registrations, &router, kLongestAnswer);
   }
 
   std::size_t objects() {
     return texts(*search("59.200", newList())->list).size();
   }
 
-  AnswerCache::Time now = std::chrono::steady_clock::now();
-  RequestExecutor executor;
+  // The value of 59.200.1 in 59.200.0.1.
+  std::string value() { return texts(*get("59.200.0.1")->list).at(0); }
+
+  RequestExecutor::Time now = std::chrono::steady_clock::now();
+  std::uint16_t nextMessage = 0;
+  std::optional<RequestExecutor> executor;
 };
 
 TEST_F(RequestExecutorTest, ARequestThatIsSentAgainIsExecutedOnce) {
@@ -53,34 +77,127 @@ TEST_F(RequestExecutorTest, AnotherIdSenderOrPortIsAnotherRequest) {
   EXPECT_EQ(objects(), 4U);
 }
 
-TEST_F(RequestExecutorTest, AnswersAreForgottenAfterAWhile) {
-  handle(createRequest(1));
-  now += 59s;
-  handle(createRequest(1));
+TEST_F(RequestExecutorTest, ADuplicateOnTheWayIsExecutedOnce) {
+  const std::string first = handle(createRequest(1), 7);
+  now += 1ms;
+  EXPECT_EQ(handle(createRequest(1), 7), first);
+  now += 49ms;
+  EXPECT_EQ(handle(createRequest(1), 7), first);
+  now += 50ms;
+  EXPECT_EQ(handle(createRequest(1), 7), first);
   EXPECT_EQ(objects(), 1U);
+}
+
+TEST_F(RequestExecutorTest, RetransmissionsAreExecutedOnce) {
+  const std::string first = handle(createRequest(1), 7);
   now += 3s;
-  handle(createRequest(1));
+  EXPECT_EQ(handle(createRequest(1), 8), first);
+  now += 6s;
+  EXPECT_EQ(handle(createRequest(1), 9), first);
+  now += 51s;
+  EXPECT_EQ(handle(createRequest(1), 7 + 32767), first);
+  EXPECT_EQ(objects(), 1U);
+}
+
+TEST_F(RequestExecutorTest, ARetransmissionAfterAMinuteIsANewRequest) {
+  handle(createRequest(1), 7);
+  now += 60001ms;
+  handle(createRequest(1), 8);
   EXPECT_EQ(objects(), 2U);
 }
 
-TEST_F(RequestExecutorTest, ARequestIsNotExecutedAgainAfterARestart) {
-  const std::string first = handle(createRequest(1));
-  RequestExecutor restarted(&store, &registrations, &router, kLongestAnswer);
-  EXPECT_EQ(restarted.handle(local(), createRequest(1), now), first);
+TEST_F(RequestExecutorTest, ARetransmissionDoesNotHideADuplicateOfTheFirst) {
+  const std::string first = handle(createRequest(1), 7);
+  now += 20ms;
+  EXPECT_EQ(handle(createRequest(1), 8), first);
+  now += 20ms;
+  EXPECT_EQ(handle(createRequest(1), 7), first);
+  now += 3s;
+  EXPECT_EQ(handle(createRequest(1), 8), first);
   EXPECT_EQ(objects(), 1U);
 }
 
-TEST_F(RequestExecutorTest, OtherAnswersDoNotPushOutTheAnswerToAChange) {
-  const std::string first = handle(createRequest(1));
+TEST_F(RequestExecutorTest, ASenderThatBeginsAnewIsANewRequest) {
+  handle(createRequest(1), 7);
+  now += 300ms;
+  handle(createRequest(1), 7);
+  EXPECT_EQ(objects(), 2U);
+  now += 30s;
+  const std::string third = handle(createRequest(1), 7);
+  EXPECT_EQ(objects(), 3U);
+  // Whose retransmission is a repeat of the last.
+  now += 3s;
+  EXPECT_EQ(handle(createRequest(1), 8), third);
+  EXPECT_EQ(objects(), 3U);
+}
+
+TEST_F(RequestExecutorTest, ALowerMessageIdIsANewRequest) {
+  handle(createRequest(1), 7);
+  handle(createRequest(1), 6);
+  EXPECT_EQ(objects(), 2U);
+  handle(createRequest(1), 6 + 32768);
+  EXPECT_EQ(objects(), 3U);
+}
+
+TEST_F(RequestExecutorTest, MessageIdsWrap) {
+  const std::string first = handle(createRequest(1), 65535);
+  now += 3s;
+  EXPECT_EQ(handle(createRequest(1), 0), first);
+  EXPECT_EQ(handle(createRequest(1), 254), first);
+  EXPECT_EQ(objects(), 1U);
+  handle(createRequest(1), 65534);
+  EXPECT_EQ(objects(), 2U);
+}
+
+TEST_F(RequestExecutorTest, RepeatsAreToldAfterARestartOfTheServer) {
+  const std::string first = handle(createRequest(1), 7);
+  restart();
+  now += 50ms;
+  EXPECT_EQ(handle(createRequest(1), 7), first);
+  restart();
+  now += 3s;
+  EXPECT_EQ(handle(createRequest(1), 8), first);
+  EXPECT_EQ(objects(), 1U);
+  restart();
+  handle(createRequest(1), 7);
+  EXPECT_EQ(objects(), 2U);
+}
+
+TEST_F(RequestExecutorTest, ARepeatIsToldAfterTheCalendarWasSetBackALittle) {
+  const std::string first = handle(createRequest(1), 7);
+  now -= 2s;
+  restart();
+  EXPECT_EQ(handle(createRequest(1), 8), first);
+  EXPECT_EQ(objects(), 1U);
+}
+
+TEST_F(RequestExecutorTest, HandlersThatBeginAnewAreAllExecuted) {
+  handle(createRequest(1));
+  for (const int each : {1, 2, 1}) {
+    now += 101ms;
+    handle(setRequest(0, each), 0);
+    EXPECT_EQ(value(), "59.200.1 = " + std::to_string(each));
+  }
+}
+
+TEST_F(RequestExecutorTest, AReadIsNeverAnsweredFromAnOldAnswer) {
+  handle(createRequest(1));
   veskOid object("59.200.0.1");
   veskVerifyPDU request(object);
-  for (unsigned i = 0; i < AnswerCache::kMostBytes / AnswerCache::kEntryBytes;
-       ++i) {
-    request.requestId.value = i;
-    handle(*encoded(request));
-  }
-  EXPECT_EQ(handle(createRequest(1)), first);
-  EXPECT_EQ(objects(), 1U);
+  const std::string bytes = *encoded(request);
+  const std::string there = handle(bytes, 7);
+  EXPECT_EQ(remove("59.200.0.1"), 0);
+  EXPECT_NE(handle(bytes, 7), there);
+  EXPECT_NE(handle(bytes, 8), there);
+}
+
+TEST_F(RequestExecutorTest, AnswersAreForgottenInTheStore) {
+  handle(createRequest(1), 7);
+  executor->tick(now + 59s);
+  const std::string key = Repeats::keyOf(local(), createRequest(1));
+  EXPECT_TRUE(store.answer(key));
+  executor->tick(now + 61s);
+  EXPECT_FALSE(store.answer(key));
 }
 
 TEST_F(RequestExecutorTest, WhatIsNoRequestIsNotAnswered) {

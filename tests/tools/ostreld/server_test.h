@@ -40,10 +40,9 @@ class FakeStore : public MemoryStore {
     if (noMoreObjects) throw StoreError("no room for an object");
     MemoryStore::insert(oid);
   }
-  void keepAnswer(std::string_view request, std::string_view answer,
-                  std::int64_t expires) override {
+  void keepAnswer(std::string_view request, const Answered& answer) override {
     if (noMoreAnswers) throw StoreError("no room for an answer");
-    MemoryStore::keepAnswer(request, answer, expires);
+    MemoryStore::keepAnswer(request, answer);
   }
 
   bool noMoreObjects = false;

@@ -142,7 +142,7 @@ TEST_F(StoreFile, IsUsedByOneServerAtATime) {
 TEST_F(StoreFile, RefusesAFileOfALaterVersion) {
   {
     Opened store(path);
-    store.file.database().execute("PRAGMA user_version = 3");
+    store.file.database().execute("PRAGMA user_version = 1000");
   }
   EXPECT_THROW(Opened store(path), StoreError);
 }
@@ -203,28 +203,26 @@ TEST_F(StoreFile, FreesWhatLiesInsideAValueThatWasRead) {
   EXPECT_THAT(texts(held), SizeIs(2));
 }
 
-TEST_F(StoreFile, RemembersAnswersUntilTheyExpire) {
+TEST_F(StoreFile, KeepsAnswersFromOneOpeningToTheNext) {
   {
     Opened store(path);
-    store.file.keepAnswer("question", "answer", 100);
-    store.file.keepAnswer("later", "", 200);
+    store.file.keepAnswer("question", {std::uint16_t{7}, 100, "answer"});
   }
   Opened store(path);
-  EXPECT_EQ(store.file.answer("question", 100), "answer");
-  EXPECT_EQ(store.file.answer("question", 101), std::nullopt);
-  EXPECT_EQ(store.file.answer("question, other end", 100), std::nullopt);
-  store.file.forgetAnswers(150);
-  EXPECT_EQ(store.file.answer("question", 100), std::nullopt);
-  EXPECT_EQ(store.file.answer("later", 150), "");
+  const auto kept = store.file.answer("question");
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(kept->message, 7);
+  EXPECT_EQ(kept->arrived, 100);
+  EXPECT_EQ(kept->bytes, "answer");
 }
 
 TEST_F(StoreFile, GivesBackTheRoomOfForgottenAnswers) {
   Opened store(path);
   const std::string request(1 << 20, 'q');
-  store.file.keepAnswer(request, "answer", 100);
+  store.file.keepAnswer(request, {std::uint16_t{0}, 100, "answer"});
   // It is there once.
   EXPECT_LT(store.file.database().number("PRAGMA page_count"), 300);
-  store.file.forgetAnswers(150);
+  store.file.forgetAnswers(150, 200);
   store.file.shrink();
   EXPECT_LT(store.file.database().number("PRAGMA page_count"), 50);
 }
@@ -245,22 +243,40 @@ TEST_F(StoreFile, RefusesADatabaseOfAnotherProgram) {
   EXPECT_EQ(other.number("SELECT count(*) FROM sqlite_master"), 1);
 }
 
-TEST_F(StoreFile, AcceptsAFileThatWasMadeBeforeThereWereMarks) {
-  {
+// What the tables of answers were in files of the versions 1 and 2.
+constexpr const char* kFirstAnswers =
+    "DROP TABLE answer; DROP TABLE answer_key;"
+    "CREATE TABLE answer (request BLOB PRIMARY KEY,"
+    "  expires INTEGER NOT NULL, answer BLOB NOT NULL) WITHOUT ROWID;"
+    "CREATE INDEX answer_expires ON answer (expires);"
+    "INSERT INTO answer VALUES (x'71', 161, x'61');"
+    "PRAGMA application_id = 0; PRAGMA user_version = 1";
+constexpr const char* kSecondAnswers =
+    "DROP TABLE answer; DROP TABLE answer_key;"
+    "CREATE TABLE answer (request BLOB NOT NULL, expires INTEGER NOT NULL,"
+    "  answer BLOB NOT NULL);"
+    "CREATE INDEX answer_request ON answer (substr(request, 1, 32));"
+    "CREATE INDEX answer_expires ON answer (expires);"
+    "INSERT INTO answer VALUES (x'71', 161, x'61');"
+    "PRAGMA user_version = 2";
+
+TEST_F(StoreFile, AcceptsFilesOfFormerVersions) {
+  for (const char* former : {kFirstAnswers, kSecondAnswers}) {
+    {
+      Opened store(path);
+      createIn(&store, "old");
+      store.file.database().execute(former);
+    }
     Opened store(path);
-    createIn(&store, "old");
-    store.file.database().execute(
-        "DROP TABLE answer;"
-        "CREATE TABLE answer (request BLOB PRIMARY KEY,"
-        "  expires INTEGER NOT NULL, answer BLOB NOT NULL) WITHOUT ROWID;"
-        "CREATE INDEX answer_expires ON answer (expires);"
-        "INSERT INTO answer VALUES (x'71', 100, x'61');"
-        "PRAGMA application_id = 0; PRAGMA user_version = 1");
+    const auto kept = store.file.answer("q");
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->message, std::nullopt);
+    EXPECT_EQ(kept->arrived, 100000);
+    EXPECT_EQ(kept->bytes, "a");
+    EXPECT_EQ(store.objects.verify(*std::make_unique<veskOid>("59.200.0.1")),
+              0);
+    EXPECT_NE(store.file.database().number("PRAGMA application_id"), 0);
   }
-  Opened store(path);
-  EXPECT_EQ(store.file.answer("q", 100), "a");
-  EXPECT_EQ(store.objects.verify(*std::make_unique<veskOid>("59.200.0.1")), 0);
-  EXPECT_NE(store.file.database().number("PRAGMA application_id"), 0);
 }
 
 }  // namespace

@@ -40,6 +40,16 @@ class StoreTest : public testing::Test {
     store.write(veskOid(oid), veskAid(id), value);
   }
 
+  void keepAnswer(const char* request, std::int64_t arrived,
+                  const char* bytes) {
+    store.keepAnswer(request, {std::uint16_t{0}, arrived, bytes});
+  }
+  std::optional<std::string> answer(const char* request) {
+    const auto kept = store.answer(request);
+    if (!kept) return std::nullopt;
+    return kept->bytes;
+  }
+
   Kind store;
 };
 
@@ -123,7 +133,7 @@ TYPED_TEST(StoreTest, NumbersEachClassByItself) {
 TYPED_TEST(StoreTest, ForgetsATransactionThatWasNotCommitted) {
   this->insert("59.200.0.1");
   this->write("59.200.0.1", "59.200.1", "kept");
-  this->store.keepAnswer("former", "kept", 10);
+  this->keepAnswer("former", 10, "kept");
   {
     Transaction transaction(this->store);
     this->write("59.200.0.1", "59.200.1", "forgotten");
@@ -131,15 +141,16 @@ TYPED_TEST(StoreTest, ForgetsATransactionThatWasNotCommitted) {
     this->insert("59.200.0.2");
     this->store.remove(veskOid("59.200.0.1"));
     EXPECT_EQ(this->store.takeNumber(veskOid("59.200")), 1U);
-    this->store.keepAnswer("question", "answer", 100);
-    this->store.forgetAnswers(50);
+    this->keepAnswer("former", 20, "replaced");
+    this->keepAnswer("question", 100, "answer");
+    this->store.forgetAnswers(50, 200);
   }
-  EXPECT_EQ(this->store.answer("former", 1), "kept");
+  EXPECT_EQ(this->answer("former"), "kept");
   EXPECT_THAT(this->attributes("59.200.0.1"), ElementsAre("59.200.1=kept"));
   EXPECT_THAT(this->texts(this->store.objects(veskOid("59.200"))),
               ElementsAre("59.200.0.1"));
   EXPECT_EQ(this->store.takeNumber(veskOid("59.200")), 1U);
-  EXPECT_EQ(this->store.answer("question", 1), std::nullopt);
+  EXPECT_EQ(this->answer("question"), std::nullopt);
 }
 
 TYPED_TEST(StoreTest, KeepsATransactionThatWasCommitted) {
@@ -164,15 +175,29 @@ TYPED_TEST(StoreTest, TakesAnInnerTransactionForAPartOfTheOuter) {
   EXPECT_FALSE(this->store.has(veskOid("59.200.0.1")));
 }
 
-TYPED_TEST(StoreTest, RemembersAnswersUntilTheyExpire) {
-  this->store.keepAnswer("question", "answer", 100);
-  this->store.keepAnswer("later", "", 200);
-  EXPECT_EQ(this->store.answer("question", 100), "answer");
-  EXPECT_EQ(this->store.answer("question", 101), std::nullopt);
-  EXPECT_EQ(this->store.answer("question, other end", 100), std::nullopt);
-  this->store.forgetAnswers(150);
-  EXPECT_EQ(this->store.answer("question", 100), std::nullopt);
-  EXPECT_EQ(this->store.answer("later", 150), "");
+TYPED_TEST(StoreTest, KeepsTheLastAnswerToEachRequest) {
+  this->store.keepAnswer("question", {std::uint16_t{65535}, 100, "first"});
+  this->store.keepAnswer("question", {std::uint16_t{3}, 200, "second"});
+  this->keepAnswer("later", 300, "");
+  const auto kept = this->store.answer("question");
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(kept->message, 3);
+  EXPECT_EQ(kept->arrived, 200);
+  EXPECT_EQ(kept->bytes, "second");
+  EXPECT_EQ(this->answer("later"), "");
+  EXPECT_EQ(this->answer("question, other end"), std::nullopt);
+}
+
+TYPED_TEST(StoreTest, ForgetsAnswersFromBeforeAndFromAfterATime) {
+  this->keepAnswer("early", 99, "1");
+  this->keepAnswer("first", 100, "2");
+  this->keepAnswer("last", 200, "3");
+  this->keepAnswer("late", 201, "4");
+  this->store.forgetAnswers(100, 200);
+  EXPECT_EQ(this->answer("early"), std::nullopt);
+  EXPECT_EQ(this->answer("first"), "2");
+  EXPECT_EQ(this->answer("last"), "3");
+  EXPECT_EQ(this->answer("late"), std::nullopt);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
-// Answers that were given, so that a request that is sent again gets the same
-// answer again without being executed a second time. What must not be executed
-// twice is not left to a cache: its answer is in the store.
+// Answers that a directory server gave, so that a search that is sent again gets
+// the same answer again without being passed on a second time.
 
 #ifndef OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_CACHE_H
 #define OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_CACHE_H

@@ -2,8 +2,6 @@
 
 #include <ostrel/codes.h>
 
-#include <ctime>
-
 #include "common/addresses.h"
 #include "common/encoding.h"
 #include "common/printed.h"
@@ -28,33 +26,18 @@ RequestExecutor::RequestExecutor(Store* store, Registrations* registrations,
       registrations_(registrations),
       router_(router),
       longestAnswer_(longestAnswer),
-      start_(std::time(nullptr) -
-             std::chrono::floor<std::chrono::seconds>(
-                 std::chrono::steady_clock::now().time_since_epoch())
-                 .count()) {
+      repeats_(store) {
   tick(std::chrono::steady_clock::now());
 }
 
-std::int64_t RequestExecutor::seconds(AnswerCache::Time now) const {
-  const auto passed =
-      std::chrono::floor<std::chrono::seconds>(now.time_since_epoch());
-  return (start_ + passed).count();
-}
-
-void RequestExecutor::tick(AnswerCache::Time now) {
-  store_->forgetAnswers(seconds(now));
+void RequestExecutor::tick(Time now) {
+  repeats_.forget(now);
   store_->shrink();
 }
 
-std::string RequestExecutor::handle(const sockaddr_in& from,
-                                    std::string_view request,
-                                    AnswerCache::Time now) {
-  const std::string key = AnswerCache::keyOf(from, request);
-  if (const std::string* given = answers_.find(key, now)) {
-    log(Level::kDebug, endpointText(from) + " asked again: same answer");
-    return *given;
-  }
-  const Owned<veskType> value = decoded(request);
+std::string RequestExecutor::handle(const Message& message, Time now) {
+  const sockaddr_in& from = message.from;
+  const Owned<veskType> value = decoded(message.bytes);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
   if (pdu == nullptr) {
     log(Level::kDebug, endpointText(from) + " sent what is no PDU");
@@ -63,7 +46,7 @@ std::string RequestExecutor::handle(const sockaddr_in& from,
   logRequest(*pdu, from);
   const RequestKind* kind = kindOf(*pdu);
   if (kind == nullptr) return "";
-  const Asked asked = {*kind, *pdu, from, key, now};
+  const Asked asked = {*kind, *pdu, message, now};
   try {
     return changes(*kind) ? change(asked) : read(asked);
   } catch (const StoreError& error) {
@@ -76,25 +59,24 @@ std::string RequestExecutor::handle(const sockaddr_in& from,
 
 std::string RequestExecutor::read(const Asked& asked) {
   const Owned<veskPDU> answer =
-      router_->answer(asked.kind, asked.pdu, asked.from);
+      router_->answer(asked.kind, asked.pdu, asked.message.from);
   const auto bytes = encoded(*answer, longestAnswer_);
-  std::string result =
-      bytes ? *bytes : tooLongBytes(asked.kind, asked.pdu, longestAnswer_);
-  answers_.keep(asked.key, result, asked.now);
-  return result;
+  return bytes ? *bytes : tooLongBytes(asked.kind, asked.pdu, longestAnswer_);
 }
 
 // The answer is committed with the change: whoever asks again, after a crash
 // too, is told what happened before.
 std::string RequestExecutor::change(const Asked& asked) {
-  const std::int64_t now = seconds(asked.now);
-  if (auto given = store_->answer(asked.key, now)) {
-    log(Level::kDebug, endpointText(asked.from) + " asked again: same answer");
+  const Message& message = asked.message;
+  const std::string key = Repeats::keyOf(message.from, message.bytes);
+  if (auto given = repeats_.answerTo(key, message.id, asked.now)) {
+    log(Level::kDebug,
+        endpointText(message.from) + " asked again: same answer");
     return *given;
   }
   Transaction transaction(*store_);
   const Owned<veskPDU> answer =
-      router_->answer(asked.kind, asked.pdu, asked.from);
+      router_->answer(asked.kind, asked.pdu, message.from);
   const auto bytes = encoded(*answer, longestAnswer_);
   if (!bytes) {
     // What cannot be told is not done.
@@ -103,9 +85,7 @@ std::string RequestExecutor::change(const Asked& asked) {
   }
   const int code = answer->status.value;
   if (code == kNoError || code == kArgListError) {
-    store_->forgetAnswers(now);
-    // The seconds are whole ones: one more makes no life shorter.
-    store_->keepAnswer(asked.key, *bytes, now + AnswerCache::kLife.count() + 1);
+    repeats_.keep(key, message.id, asked.now, *bytes);
     transaction.commit();
   }
   return *bytes;

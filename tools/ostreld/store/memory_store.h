@@ -93,24 +93,27 @@ class MemoryStore : public Store {
     return ++content_.numbers[key];
   }
 
-  void keepAnswer(std::string_view request, std::string_view answer,
-                  std::int64_t expires) override {
+  void keepAnswer(std::string_view request, const Answered& answer) override {
     const std::string key(request);
-    content_.answers[key] = {std::string(answer), expires};
-    remember([this, key] { content_.answers.erase(key); });
+    const auto [at, fresh] = content_.answers.try_emplace(key, answer);
+    if (fresh) {
+      remember([this, key] { content_.answers.erase(key); });
+      return;
+    }
+    remember(
+        [this, key, before = at->second] { content_.answers[key] = before; });
+    at->second = answer;
   }
 
-  std::optional<std::string> answer(std::string_view request,
-                                    std::int64_t now) override {
+  std::optional<Answered> answer(std::string_view request) override {
     const auto found = content_.answers.find(request);
-    if (found == content_.answers.end() || found->second.expires < now)
-      return std::nullopt;
-    return found->second.bytes;
+    if (found == content_.answers.end()) return std::nullopt;
+    return found->second;
   }
 
-  void forgetAnswers(std::int64_t now) override {
+  void forgetAnswers(std::int64_t first, std::int64_t last) override {
     for (auto at = content_.answers.begin(); at != content_.answers.end();) {
-      if (at->second.expires >= now) {
+      if (at->second.arrived >= first && at->second.arrived <= last) {
         ++at;
         continue;
       }
@@ -123,14 +126,10 @@ class MemoryStore : public Store {
   using Oid = std::array<std::uint32_t, 4>;
   using Aid = std::array<std::uint32_t, 3>;
   using Class = std::array<std::uint32_t, 2>;
-  struct Answer {
-    std::string bytes;
-    std::int64_t expires;
-  };
   struct Content {
     std::map<Oid, std::map<Aid, std::string>> objects;
     std::map<Class, std::uint64_t> numbers;
-    std::map<std::string, Answer, std::less<>> answers;
+    std::map<std::string, Answered, std::less<>> answers;
   };
 
   template <std::size_t kCount, class Identifier>

@@ -5,18 +5,52 @@
 namespace ostrel::tools::server {
 namespace {
 
-constexpr std::int64_t kSchemaVersion = 2;
+constexpr std::int64_t kSchemaVersion = 3;
 
 constexpr std::int64_t kFirstVersion = 1;
+constexpr std::int64_t kMessagesVersion = 3;
 
-// The table of answers. A request may be long, so that it is in no index: its
-// first bytes (sender, kind, id) find it, and then all of it is compared.
+// The table of answers. A request may be long, so that it is in no index: a
+// hash finds it, and then all of it is compared. Strangers choose what is
+// hashed, so the hash has a key, which lasts as long as the file.
 constexpr const char* kAnswerTable =
-    "CREATE TABLE answer (request BLOB NOT NULL, expires INTEGER NOT NULL,"
-    "  answer BLOB NOT NULL);"
-    "CREATE INDEX answer_request ON answer (substr(request, 1, 32));"
-    "CREATE INDEX answer_expires ON answer (expires);"
-    "PRAGMA user_version = 2";
+    "CREATE TABLE answer_key (high INTEGER NOT NULL, low INTEGER NOT NULL);"
+    "CREATE TABLE answer (hash INTEGER NOT NULL, request BLOB NOT NULL,"
+    "  message INTEGER, arrived INTEGER NOT NULL, answer BLOB NOT NULL);"
+    "CREATE INDEX answer_hash ON answer (hash);"
+    "CREATE INDEX answer_arrived ON answer (arrived);";
+
+// Before kMessagesVersion an answer had the second of its end, 61 after the
+// arrival, and nobody knew the id of the message.
+constexpr const char* kFormerAnswers =
+    "SELECT request, (expires - 61) * 1000, answer FROM former";
+
+// What stands for an id that nobody knows.
+constexpr std::int64_t kUnknownMessage = -1;
+
+constexpr const char* kKeepAnswer = "INSERT INTO answer VALUES (?, ?, ?, ?, ?)";
+
+// Numbers in a file have a sign.
+HashKey answerKey(Database& database) {
+  Statement statement(database, "SELECT high, low FROM answer_key");
+  Rows rows(statement);
+  if (!rows.next()) database.refuse("a table has lost its row");
+  return {static_cast<std::uint64_t>(rows.number(0)),
+          static_cast<std::uint64_t>(rows.number(1))};
+}
+
+HashKey makeAnswerKey(Database& database) {
+  const HashKey key = randomHashKey();
+  Statement statement(database, "INSERT INTO answer_key VALUES (?, ?)");
+  Rows(statement, static_cast<std::int64_t>(key[0]),
+       static_cast<std::int64_t>(key[1]))
+      .finish();
+  return key;
+}
+
+std::int64_t hashNumber(const HashKey& key, std::string_view request) {
+  return static_cast<std::int64_t>(keyedHash(key, request));
+}
 
 // "ostr": what tells our files from those of other programs.
 constexpr std::int64_t kApplicationId = 0x6F737472;
@@ -117,20 +151,36 @@ void SqliteStore::Schema::prepare(Database& database) {
         "CREATE TABLE counter (class BLOB PRIMARY KEY, last INTEGER NOT NULL)"
         "  WITHOUT ROWID;");
     database.execute(kAnswerTable);
+    makeAnswerKey(database);
   }
-  if (found == kFirstVersion) {
-    database.execute(
-        "DROP INDEX answer_expires;"
-        "ALTER TABLE answer RENAME TO former;");
-    database.execute(kAnswerTable);
-    database.execute(
-        "INSERT INTO answer SELECT request, expires, answer FROM former;"
-        "DROP TABLE former");
-  }
+  if (found >= kFirstVersion && found < kMessagesVersion)
+    renewAnswers(database);
   const std::string mark =
-      "PRAGMA application_id = " + std::to_string(kApplicationId);
+      "PRAGMA user_version = " + std::to_string(kSchemaVersion) +
+      "; PRAGMA application_id = " + std::to_string(kApplicationId);
   database.execute(mark.c_str());
   database.execute("COMMIT");
+}
+
+// The table of answers in files of former versions.
+void SqliteStore::Schema::renewAnswers(Database& database) {
+  database.execute("ALTER TABLE answer RENAME TO former");
+  for (const char* index : {"answer_request", "answer_expires"}) {
+    const std::string sql = std::string("DROP INDEX IF EXISTS ") + index;
+    database.execute(sql.c_str());
+  }
+  database.execute(kAnswerTable);
+  const HashKey key = makeAnswerKey(database);
+  {
+    Statement former(database, kFormerAnswers);
+    Statement keep(database, kKeepAnswer);
+    Rows rows(former);
+    while (rows.next())
+      Rows(keep, hashNumber(key, rows.bytes(0)), rows.bytes(0), kUnknownMessage,
+           rows.number(1), rows.bytes(2))
+          .finish();
+  }
+  database.execute("DROP TABLE former");
 }
 
 SqliteStore::SqliteStore(const std::string& path)
@@ -155,11 +205,15 @@ SqliteStore::SqliteStore(const std::string& path)
       takeNumber_(database_,
                   "INSERT INTO counter VALUES (?, 1)"
                   " ON CONFLICT DO UPDATE SET last = last + 1 RETURNING last"),
-      keepAnswer_(database_, "INSERT INTO answer VALUES (?, ?, ?)"),
-      forgetAnswers_(database_, "DELETE FROM answer WHERE expires < ?"),
+      dropAnswer_(database_,
+                  "DELETE FROM answer WHERE hash = ? AND request = ?"),
+      keepAnswer_(database_, kKeepAnswer),
+      forgetAnswers_(database_,
+                     "DELETE FROM answer WHERE arrived < ? OR arrived > ?"),
       answerQuery_(database_,
-                   "SELECT answer FROM answer WHERE substr(request, 1, 32) ="
-                   " substr(?1, 1, 32) AND request = ?1 AND expires >= ?2") {}
+                   "SELECT message, arrived, answer FROM answer"
+                   " WHERE hash = ? AND request = ?"),
+      answerKey_(answerKey(database_)) {}
 
 std::vector<veskOid> SqliteStore::classes() {
   std::vector<veskOid> result;
@@ -235,20 +289,30 @@ std::uint64_t SqliteStore::takeNumber(const veskOid& classOid) {
   return static_cast<std::uint64_t>(rows.number(0));
 }
 
-void SqliteStore::keepAnswer(std::string_view request, std::string_view answer,
-                             std::int64_t expires) {
-  Rows(keepAnswer_, request, expires, answer).finish();
+std::int64_t SqliteStore::hashOf(std::string_view request) const {
+  return hashNumber(answerKey_, request);
 }
 
-std::optional<std::string> SqliteStore::answer(std::string_view request,
-                                               std::int64_t now) {
-  Rows rows(answerQuery_, request, now);
+void SqliteStore::keepAnswer(std::string_view request, const Answered& answer) {
+  const std::int64_t hash = hashOf(request);
+  const std::int64_t message = answer.message.value_or(kUnknownMessage);
+  Rows(dropAnswer_, hash, request).finish();
+  Rows(keepAnswer_, hash, request, message, answer.arrived,
+       std::string_view(answer.bytes))
+      .finish();
+}
+
+std::optional<Store::Answered> SqliteStore::answer(std::string_view request) {
+  Rows rows(answerQuery_, hashOf(request), request);
   if (!rows.next()) return std::nullopt;
-  return std::string(rows.bytes(0));
+  Answered result = {std::nullopt, rows.number(1), std::string(rows.bytes(2))};
+  if (rows.number(0) != kUnknownMessage)
+    result.message = static_cast<std::uint16_t>(rows.number(0));
+  return result;
 }
 
-void SqliteStore::forgetAnswers(std::int64_t now) {
-  Rows(forgetAnswers_, now).finish();
+void SqliteStore::forgetAnswers(std::int64_t first, std::int64_t last) {
+  Rows(forgetAnswers_, first, last).finish();
 }
 
 void SqliteStore::shrink() {

@@ -9,6 +9,7 @@
 
 #include "store/sqlite.h"
 #include "store/store.h"
+#include "support/keyed_hash.h"
 
 namespace ostrel::tools::server {
 
@@ -31,11 +32,9 @@ class SqliteStore : public Store {
              std::string_view value) override;
   void remove(const veskOid& oid) override;
   std::uint64_t takeNumber(const veskOid& classOid) override;
-  void keepAnswer(std::string_view request, std::string_view answer,
-                  std::int64_t expires) override;
-  std::optional<std::string> answer(std::string_view request,
-                                    std::int64_t now) override;
-  void forgetAnswers(std::int64_t now) override;
+  void keepAnswer(std::string_view request, const Answered& answer) override;
+  std::optional<Answered> answer(std::string_view request) override;
+  void forgetAnswers(std::int64_t first, std::int64_t last) override;
 
   // Files of the first versions do not shrink.
   void shrink() override;
@@ -49,6 +48,7 @@ class SqliteStore : public Store {
   void savepoint() override;
   void release() override;
   void rollBackTo() noexcept override;
+  std::int64_t hashOf(std::string_view request) const;
 
   Database database_;
 
@@ -57,6 +57,7 @@ class SqliteStore : public Store {
     Schema(Database& database, const std::string& path);
     static void prepare(Database& database);
     static std::int64_t version(Database& database);
+    static void renewAnswers(Database& database);
   } schema_;
   Statement classesQuery_;
   Statement listQuery_;
@@ -68,9 +69,11 @@ class SqliteStore : public Store {
   Statement removeAttributes_;
   Statement writeAttribute_;
   Statement takeNumber_;
+  Statement dropAnswer_;
   Statement keepAnswer_;
   Statement forgetAnswers_;
   Statement answerQuery_;
+  HashKey answerKey_;
 };
 
 }  // namespace ostrel::tools::server

@@ -68,14 +68,21 @@ class Store {
   // The next number of a class, from 1; none is ever given out again.
   virtual std::uint64_t takeNumber(const veskOid& classOid) = 0;
 
+  // An answer that was given, the id of the message that asked for it, and when
+  // that message arrived, in milliseconds.
+  struct Answered {
+    std::optional<std::uint16_t> message;  // none in files of former versions
+    std::int64_t arrived;
+    std::string bytes;
+  };
+
   // Answers that were given, so that a request that is sent again is not
-  // executed again. Times are in seconds. A request is kept once: one that has
-  // an answer, even an expired one, has to be forgotten first.
-  virtual void keepAnswer(std::string_view request, std::string_view answer,
-                          std::int64_t expires) = 0;
-  virtual std::optional<std::string> answer(std::string_view request,
-                                            std::int64_t now) = 0;
-  virtual void forgetAnswers(std::int64_t now) = 0;
+  // executed again. Each request has one; a later one takes its place.
+  virtual void keepAnswer(std::string_view request, const Answered& answer) = 0;
+  virtual std::optional<Answered> answer(std::string_view request) = 0;
+
+  // Forgets the answers to what arrived before `first` or after `last`.
+  virtual void forgetAnswers(std::int64_t first, std::int64_t last) = 0;
 
   // Gives room that is no longer used back to the system.
   virtual void shrink() {}
