@@ -9,8 +9,10 @@
 namespace ostrel::tools::server {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 using namespace std::chrono_literals;
 
 constexpr std::size_t kLongestAnswer = 2000;
@@ -43,11 +45,54 @@ class RequestExecutorTest : public ServerTest {
   }
   std::string handle(const std::string& bytes, std::uint16_t id,
                      sockaddr_in from = local()) {
-    return executor->handle({from, id, bytes}, now);
+    begin(bytes, id, from);
+    const std::vector<std::string> answers = finish();
+    EXPECT_LE(answers.size(), 1U);
+    return answers.empty() ? "" : answers[0];
+  }
+
+  // A message of a batch, and the answers when that is over.
+  void begin(const std::string& bytes, std::uint16_t id,
+             sockaddr_in from = local()) {
+    Message message = {from, id, bytes};
+    executor->handle(message, now);
+  }
+  void begin(const std::string& bytes) { begin(bytes, nextMessage++); }
+  std::vector<std::string> finish() {
+    executor->finishBatch();
+    return answers();
+  }
+  std::vector<std::string> answers() {
+    std::vector<std::string> result;
+    for (Answer& each : executor->takeAnswers())
+      result.push_back(std::move(each.bytes));
+    return result;
+  }
+  static std::vector<int> codes(const std::vector<std::string>& answers) {
+    std::vector<int> result;
+    for (const std::string& each : answers)
+      result.push_back(dynamic_cast<veskPDU&>(*decoded(each)).status.value);
+    return result;
+  }
+  static std::string verifyRequest(unsigned id, const char* object) {
+    veskOid oid(object);
+    veskVerifyPDU request(oid);
+    request.requestId.value = id;
+    return *encoded(request);
+  }
+
+  // Has 59.6 tell 127.0.0.1:9000 of new objects of 59.200.
+  void watch() {
+    auto* list = with(newList(), "59.6.1", new veskOid("59.200"));
+    with(list, "59.6.2", new veskAid(kEventCreated));
+    with(list, "59.6.3", new veskAddress("127.0.0.1"));
+    with(list, "59.6.4", new veskUnsignedShort(9000));
+    ASSERT_NE(created("59.6.0.0", list), "");
   }
 
   void restart() {
-    executor.emplace(&store, &registrations, &router, kLongestAnswer);
+    executor.emplace(&store, &registrations, &router, &counters,
+                     kLongestAnswer);
   }
 
   std::size_t objects() {
@@ -59,6 +104,7 @@ class RequestExecutorTest : public ServerTest {
 
   RequestExecutor::Time now = std::chrono::steady_clock::now();
   std::uint16_t nextMessage = 0;
+  Counters counters;
   std::optional<RequestExecutor> executor;
 };
 
@@ -254,11 +300,7 @@ TEST_F(RequestExecutorTest,
 }
 
 TEST_F(RequestExecutorTest, AChangeThatWasNotKeptRaisesNoEvent) {
-  auto* list = with(newList(), "59.6.1", new veskOid("59.200"));
-  with(list, "59.6.2", new veskAid(kEventCreated));
-  with(list, "59.6.3", new veskAddress("127.0.0.1"));
-  with(list, "59.6.4", new veskUnsignedShort(9000));
-  ASSERT_NE(created("59.6.0.0", list), "");
+  watch();
   store.noMoreAnswers = true;
   handle(createRequest(1));
   EXPECT_THAT(registrations.takeOutgoing(), IsEmpty());
@@ -266,6 +308,97 @@ TEST_F(RequestExecutorTest, AChangeThatWasNotKeptRaisesNoEvent) {
   store.noMoreAnswers = false;
   handle(createRequest(1));
   EXPECT_THAT(registrations.takeOutgoing(), SizeIs(1));
+}
+
+TEST_F(RequestExecutorTest, AnswersToABatchComeWhenItIsKept) {
+  begin(createRequest(1));
+  begin(createRequest(2));
+  EXPECT_TRUE(executor->inBatch());
+  EXPECT_THAT(answers(), IsEmpty());
+  EXPECT_THAT(codes(finish()), ElementsAre(0, 0));
+  EXPECT_FALSE(executor->inBatch());
+  EXPECT_EQ(objects(), 2U);
+}
+
+TEST_F(RequestExecutorTest, ReadsWaitForChangesBeforeThemAlone) {
+  begin(verifyRequest(1, "59.200.0.1"));
+  EXPECT_THAT(codes(answers()), ElementsAre(kNoSuchName));
+  begin(createRequest(2));
+  begin(verifyRequest(3, "59.200.0.1"));
+  EXPECT_THAT(answers(), IsEmpty());
+  EXPECT_THAT(codes(finish()), ElementsAre(0, 0));
+}
+
+TEST_F(RequestExecutorTest, WhatFailsInABatchSpoilsNothingElse) {
+  begin(createRequest(1));
+  store.noMoreObjects = true;
+  begin(createRequest(2));
+  store.noMoreObjects = false;
+  begin(createRequest(3));
+  EXPECT_THAT(codes(finish()), UnorderedElementsAre(0, kDatabaseError, 0));
+  EXPECT_EQ(objects(), 2U);
+  EXPECT_EQ(counters.value(Counter::kStoreErrors), 1U);
+}
+
+TEST_F(RequestExecutorTest, WhatIsRefusedInABatchLeavesNoTrace) {
+  handle(createRequest(1));
+  watch();
+  store.noMoreAnswers = true;
+  begin(createRequest(2));
+  store.noMoreAnswers = false;
+  begin(createRequest(3));
+  EXPECT_THAT(codes(finish()), UnorderedElementsAre(0, kDatabaseError));
+  // The number of the one that failed is given again.
+  EXPECT_EQ(verify("59.200.0.2"), 0);
+  EXPECT_EQ(verify("59.200.0.3"), kNoSuchName);
+  EXPECT_THAT(registrations.takeOutgoing(), SizeIs(1));
+}
+
+TEST_F(RequestExecutorTest, ABatchThatIsNotKeptIsADatabaseErrorForAll) {
+  watch();
+  begin(createRequest(1));
+  begin(verifyRequest(2, "59.200.0.1"));
+  begin(createRequest(3));
+  store.noMoreCommits = true;
+  EXPECT_THAT(codes(finish()),
+              ElementsAre(kDatabaseError, kDatabaseError, kDatabaseError));
+  store.noMoreCommits = false;
+  EXPECT_THAT(registrations.takeOutgoing(), IsEmpty());
+  EXPECT_EQ(objects(), 0U);
+  EXPECT_THAT(codes({handle(createRequest(1))}), ElementsAre(0));
+  EXPECT_EQ(objects(), 1U);
+}
+
+TEST_F(RequestExecutorTest, ARepeatInItsOwnBatchIsAnsweredOnce) {
+  begin(createRequest(1), 7);
+  begin(createRequest(1), 7);
+  begin(createRequest(1), 8);
+  EXPECT_THAT(finish(), SizeIs(1));
+  EXPECT_EQ(objects(), 1U);
+  EXPECT_EQ(counters.value(Counter::kRepeats), 2U);
+}
+
+TEST_F(RequestExecutorTest, ARepeatOfAFormerBatchDoesNotFailWithThePresent) {
+  const std::string first = handle(createRequest(1), 7);
+  begin(createRequest(2), 8);
+  begin(createRequest(1), 9);
+  EXPECT_THAT(answers(), ElementsAre(first));
+  store.noMoreCommits = true;
+  EXPECT_THAT(codes(finish()), ElementsAre(kDatabaseError));
+}
+
+TEST_F(RequestExecutorTest, ABatchEndsBeforeItHoldsTooMuch) {
+  const std::string text(1 << 20, 'x');
+  veskOid oid("59.200.0.0");
+  for (unsigned i = 0; i < 16; ++i) {
+    veskCreatePDU request(
+        oid, with(newList(), "59.200.1", new veskString(text.c_str())));
+    request.requestId.value = i;
+    begin(*encoded(request));
+    request.clear();
+  }
+  EXPECT_FALSE(executor->inBatch());
+  EXPECT_THAT(answers(), SizeIs(16));
 }
 
 TEST(AnswerCacheTest, DropsTheOldestBeyondItsBound) {

@@ -45,6 +45,12 @@ class FakeStore : public MemoryStore {
     MemoryStore::keepAnswer(request, answer);
   }
 
+  void commit() override {
+    if (noMoreCommits) throw StoreError("no room for a transaction");
+    MemoryStore::commit();
+  }
+
+  bool noMoreCommits = false;
   bool noMoreObjects = false;
   bool noMoreAnswers = false;
 };

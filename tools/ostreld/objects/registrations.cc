@@ -282,8 +282,10 @@ std::vector<Outgoing> Registrations::takeOutgoing() {
   return result;
 }
 
-void Registrations::dropOutgoing() {
-  outgoing_.clear();
+void Registrations::rollBackTo(std::size_t mark) {
+  if (mark < outgoing_.size())
+    outgoing_.erase(outgoing_.begin() + static_cast<std::ptrdiff_t>(mark),
+                    outgoing_.end());
   loaded_ = false;
 }
 

@@ -64,8 +64,12 @@ class Registrations : public ObjectManager {
   // What raise() and tick() made since the last call.
   std::vector<Outgoing> takeOutgoing();
 
-  // Forgets what was made but not taken: its cause did not happen.
-  void dropOutgoing();
+  // Where in what was made, but not taken, the next begins.
+  std::size_t mark() const { return outgoing_.size(); }
+
+  // Forgets what was made since: its cause did not happen, and the store is as
+  // it was then.
+  void rollBackTo(std::size_t mark);
 
  private:
   struct Registration {

@@ -8,8 +8,9 @@
 
 namespace ostrel::tools::server {
 
-std::string refusalBytes(const RequestKind& kind, veskPDU& request, int code) {
-  const Owned<veskPDU> refused = refusal(kind, request, code);
+std::string refusalBytes(const RequestKind& kind, std::uint32_t requestId,
+                         int code) {
+  const Owned<veskPDU> refused = refusal(kind, requestId, code);
   return encoded(*refused, kLongestRefusal).value_or("");
 }
 
@@ -17,7 +18,7 @@ std::string tooLongBytes(const RequestKind& kind, veskPDU& request,
                          std::size_t longest) {
   log(Level::kWarning, "an answer of more than " + std::to_string(longest) +
                            " bytes was replaced by an error");
-  return refusalBytes(kind, request, kInternalError);
+  return refusalBytes(kind, request.requestId.value, kInternalError);
 }
 
 }  // namespace ostrel::tools::server

@@ -4,13 +4,15 @@
 #define OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_BYTES_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "requests/request_router.h"
 
 namespace ostrel::tools::server {
 
-std::string refusalBytes(const RequestKind& kind, veskPDU& request, int code);
+std::string refusalBytes(const RequestKind& kind, std::uint32_t requestId,
+                         int code);
 
 // What is sent instead of an answer of more than `longest` bytes: error 255.
 // Logs it.

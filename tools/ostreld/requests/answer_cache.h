@@ -1,5 +1,5 @@
-// Answers that a directory server gave, so that a search that is sent again gets
-// the same answer again without being passed on a second time.
+// Answers that a directory server gave, so that a search that is sent again
+// gets the same answer again without being passed on a second time.
 
 #ifndef OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_CACHE_H
 #define OSTREL_TOOLS_OSTRELD_REQUESTS_ANSWER_CACHE_H

@@ -41,7 +41,8 @@ class ObjectServer : public ServerLoop {
         registrations_(&objects_, &clock_),
         host_(options.listen),
         router_(&objects_, &registrations_, options.policy),
-        executor_(&store_, &registrations_, &router_, options.longestAnswer) {
+        executor_(&store_, &registrations_, &router_, &counters(),
+                  options.longestAnswer) {
     router_.add(&host_);
     router_.add(&principals_);
     // From the first time on, the system notes when datagrams arrive.
@@ -50,9 +51,13 @@ class ObjectServer : public ServerLoop {
 
  private:
   void handle(Message& request, Time now) override {
-    std::string bytes = executor_.handle(request, arrival(now));
-    answer(request.from, bytes);
-    sendEvents();
+    executor_.handle(request, arrival(now));
+    send();
+  }
+
+  void finishBatch(Time) override {
+    executor_.finishBatch();
+    send();
   }
 
   // When the last datagram reached this machine. It may have waited here while
@@ -84,13 +89,16 @@ class ObjectServer : public ServerLoop {
     } catch (const StoreError& error) {
       log(Level::kError, error.what());
     }
-    sendEvents();
+    send();
     const double tidy = std::chrono::duration<double>(kTidy).count();
     wait = std::min(wait / clockRate_, tidy) * kMillisecondsPerSecond;
     return std::max(0, static_cast<int>(std::ceil(wait)));
   }
 
-  void sendEvents() {
+  // What a batch has not kept yet is not sent.
+  void send() {
+    for (Answer& each : executor_.takeAnswers()) answer(each.to, each.bytes);
+    if (executor_.inBatch()) return;
     for (Outgoing& event : registrations_.takeOutgoing())
       socket().sendTo(event.to, event.bytes);
   }

@@ -2,6 +2,10 @@
 
 #include <ostrel/codes.h>
 
+#include <algorithm>
+#include <new>
+#include <utility>
+
 #include "common/addresses.h"
 #include "common/encoding.h"
 #include "common/printed.h"
@@ -19,12 +23,40 @@ void logRequest(veskPDU& request, const sockaddr_in& from) {
 
 }  // namespace
 
+// One change of a batch. Without keep() it leaves no trace.
+class RequestExecutor::Change {
+ public:
+  Change(Store& store, Registrations* registrations)
+      : registrations_(registrations),
+        mark_(registrations->mark()),
+        savepoint_(std::in_place, store) {}
+  ~Change() {
+    if (kept_) return;
+    savepoint_.reset();
+    registrations_->rollBackTo(mark_);
+  }
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+
+  void keep() {
+    savepoint_->keep();
+    kept_ = true;
+  }
+
+ private:
+  Registrations* registrations_;
+  std::size_t mark_;
+  std::optional<Savepoint> savepoint_;
+  bool kept_ = false;
+};
+
 RequestExecutor::RequestExecutor(Store* store, Registrations* registrations,
-                                 RequestRouter* router,
+                                 RequestRouter* router, Counters* counters,
                                  std::size_t longestAnswer)
     : store_(store),
       registrations_(registrations),
       router_(router),
+      counters_(counters),
       longestAnswer_(longestAnswer),
       repeats_(store) {
   tick(std::chrono::steady_clock::now());
@@ -35,26 +67,47 @@ void RequestExecutor::tick(Time now) {
   store_->shrink();
 }
 
-std::string RequestExecutor::handle(const Message& message, Time now) {
-  const sockaddr_in& from = message.from;
+void RequestExecutor::handle(Message& message, Time arrived) {
+  if (isHeld(message)) {
+    counters_->add(Counter::kRepeats);
+    return;
+  }
   const Owned<veskType> value = decoded(message.bytes);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
   if (pdu == nullptr) {
-    log(Level::kDebug, endpointText(from) + " sent what is no PDU");
-    return "";
+    log(Level::kDebug, endpointText(message.from) + " sent what is no PDU");
+    return;
   }
-  logRequest(*pdu, from);
+  logRequest(*pdu, message.from);
   const RequestKind* kind = kindOf(*pdu);
-  if (kind == nullptr) return "";
-  const Asked asked = {*kind, *pdu, message, now};
+  if (kind == nullptr) return;
+  const std::string key = Repeats::keyOf(message.from, message.bytes);
+  const Asked asked = {*kind, *pdu, message, key, arrived};
   try {
-    return changes(*kind) ? change(asked) : read(asked);
+    if (changes(*kind) && repeats(asked)) return;
+    deliver(&message, asked, changes(*kind) ? change(asked) : read(asked));
+    return;
   } catch (const StoreError& error) {
-    registrations_->dropOutgoing();
+    counters_->add(Counter::kStoreErrors);
     log(Level::kError, error.what());
-    // A failure is not remembered: the same request may succeed later.
-    return refusalBytes(*kind, *pdu, kDatabaseError);
   }
+  // Some failures undo the whole transaction.
+  if (inBatch() && transaction_->lost()) failBatch();
+  // A failure is not remembered: the same request may succeed later.
+  ready_.push_back({message.from,
+                    refusalBytes(*kind, pdu->requestId.value, kDatabaseError)});
+}
+
+// Whether it was made before, which the sender is told again. That was kept,
+// whatever becomes of the present batch.
+bool RequestExecutor::repeats(const Asked& asked) {
+  auto given = repeats_.answerTo(asked.key, asked.message.id, asked.arrived);
+  if (!given) return false;
+  counters_->add(Counter::kRepeats);
+  log(Level::kDebug,
+      endpointText(asked.message.from) + " asked again: same answer");
+  ready_.push_back({asked.message.from, std::move(*given)});
+  return true;
 }
 
 std::string RequestExecutor::read(const Asked& asked) {
@@ -68,27 +121,83 @@ std::string RequestExecutor::read(const Asked& asked) {
 // too, is told what happened before.
 std::string RequestExecutor::change(const Asked& asked) {
   const Message& message = asked.message;
-  const std::string key = Repeats::keyOf(message.from, message.bytes);
-  if (auto given = repeats_.answerTo(key, message.id, asked.now)) {
-    log(Level::kDebug,
-        endpointText(message.from) + " asked again: same answer");
-    return *given;
-  }
-  Transaction transaction(*store_);
+  if (!inBatch()) beginBatch(asked.arrived);
+  Change change(*store_, registrations_);
   const Owned<veskPDU> answer =
       router_->answer(asked.kind, asked.pdu, message.from);
   const auto bytes = encoded(*answer, longestAnswer_);
-  if (!bytes) {
-    // What cannot be told is not done.
-    registrations_->dropOutgoing();
-    return tooLongBytes(asked.kind, asked.pdu, longestAnswer_);
-  }
+  // What cannot be told is not done.
+  if (!bytes) return tooLongBytes(asked.kind, asked.pdu, longestAnswer_);
   const int code = answer->status.value;
   if (code == kNoError || code == kArgListError) {
-    repeats_.keep(key, message.id, asked.now, *bytes);
-    transaction.commit();
+    repeats_.keep(asked.key, message.id, asked.arrived, *bytes);
+    change.keep();
   }
   return *bytes;
+}
+
+void RequestExecutor::beginBatch(Time now) {
+  transaction_.emplace(*store_);
+  mark_ = registrations_->mark();
+  repeats_.forget(now);
+}
+
+// Whether the same was asked in this batch: it has one answer.
+bool RequestExecutor::isHeld(const Message& message) const {
+  return std::any_of(held_.begin(), held_.end(), [&](const Held& each) {
+    return sameEndpoint(each.message.from, message.from) &&
+           each.message.bytes == message.bytes;
+  });
+}
+
+void RequestExecutor::deliver(Message* message, const Asked& asked,
+                              std::string answer) {
+  if (!inBatch()) {
+    ready_.push_back({message->from, std::move(answer)});
+    return;
+  }
+  heldBytes_ += message->bytes.size() + answer.size();
+  const std::uint32_t requestId = asked.pdu.requestId.value;
+  held_.push_back(
+      {std::move(*message), &asked.kind, requestId, std::move(answer)});
+  if (heldBytes_ >= kMostHeldBytes ||
+      registrations_->mark() - mark_ >= kMostHeldEvents)
+    finishBatch();
+}
+
+void RequestExecutor::finishBatch() {
+  if (!inBatch()) return;
+  try {
+    transaction_->commit();
+  } catch (const StoreError& error) {
+    counters_->add(Counter::kStoreErrors);
+    log(Level::kError, error.what());
+    failBatch();
+    return;
+  }
+  transaction_.reset();
+  for (Held& each : held_)
+    ready_.push_back({each.message.from, std::move(each.answer)});
+  held_.clear();
+  heldBytes_ = 0;
+}
+
+// None of it happened: neither what was changed nor what was read.
+void RequestExecutor::failBatch() {
+  transaction_.reset();
+  registrations_->rollBackTo(mark_);
+  for (const Held& each : held_)
+    ready_.push_back(
+        {each.message.from,
+         refusalBytes(*each.kind, each.requestId, kDatabaseError)});
+  held_.clear();
+  heldBytes_ = 0;
+}
+
+std::vector<Answer> RequestExecutor::takeAnswers() {
+  std::vector<Answer> result;
+  result.swap(ready_);
+  return result;
 }
 
 }  // namespace ostrel::tools::server

@@ -91,9 +91,10 @@ const RequestKind* kindOf(veskPDU& request) {
 
 bool changes(const RequestKind& kind) { return kind.changes; }
 
-Owned<veskPDU> refusal(const RequestKind& kind, veskPDU& request, int code) {
+Owned<veskPDU> refusal(const RequestKind& kind, std::uint32_t requestId,
+                       int code) {
   Owned<veskPDU> answer = kind.refuse(code);
-  answer->requestId = request.requestId;
+  answer->requestId.value = requestId;
   return answer;
 }
 

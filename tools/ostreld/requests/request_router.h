@@ -6,6 +6,7 @@
 
 #include <ostrel/veskPDU.h>
 
+#include <cstdint>
 #include <vector>
 
 #include "common/owned.h"
@@ -25,7 +26,12 @@ const RequestKind* kindOf(veskPDU& request);
 bool changes(const RequestKind& kind);
 
 // An answer of the kind's own class that carries a code and nothing else.
-Owned<veskPDU> refusal(const RequestKind& kind, veskPDU& request, int code);
+Owned<veskPDU> refusal(const RequestKind& kind, std::uint32_t requestId,
+                       int code);
+inline Owned<veskPDU> refusal(const RequestKind& kind, veskPDU& request,
+                              int code) {
+  return refusal(kind, request.requestId.value, code);
+}
 
 class RequestRouter {
  public:

@@ -122,6 +122,9 @@ class MemoryStore : public Store {
     }
   }
 
+ protected:
+  void commit() override { end(); }
+
  private:
   using Oid = std::array<std::uint32_t, 4>;
   using Aid = std::array<std::uint32_t, 3>;
@@ -153,11 +156,11 @@ class MemoryStore : public Store {
   }
 
   void begin() override { recording_ = true; }
-  void commit() override { end(); }
   void rollback() noexcept override {
     undoBackTo(0);
     end();
   }
+  bool inTransaction() const override { return recording_; }
   void savepoint() override { savepoints_.push_back(undo_.size()); }
   void release() override { savepoints_.pop_back(); }
   void rollBackTo() noexcept override {

@@ -45,6 +45,7 @@ class SqliteStore : public Store {
   void begin() override;
   void commit() override;
   void rollback() noexcept override;
+  bool inTransaction() const override { return database_.inTransaction(); }
   void savepoint() override;
   void release() override;
   void rollBackTo() noexcept override;

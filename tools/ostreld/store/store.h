@@ -98,13 +98,16 @@ class Store {
   virtual void commit() = 0;
   virtual void rollback() noexcept = 0;
 
+  // Whether what begin() began is still there: some failures undo all of it.
+  virtual bool inTransaction() const = 0;
+
   // Inside a transaction: rollBackTo() undoes what was changed since the
   // savepoint, and does not throw. Either ends the savepoint; they nest.
   virtual void savepoint() = 0;
   virtual void release() = 0;
   virtual void rollBackTo() noexcept = 0;
 
-  bool inTransaction_ = false;
+  bool open_ = false;  // there is a Transaction
 };
 
 // Groups changes: all of them are kept by commit(), none without it. One that
@@ -117,6 +120,9 @@ class Transaction {
   Transaction& operator=(const Transaction&) = delete;
 
   void commit();
+
+  // Whether a failure undid it already, the changes before it included.
+  bool lost() const;
 
  private:
   Store& store_;
