@@ -8,6 +8,17 @@
 #include <cstring>
 
 namespace ostrel::tools {
+namespace {
+
+constexpr unsigned kAddressBits = 32;
+
+// The bits of an address, in host order, that tell its network.
+std::uint32_t maskOf(unsigned prefix) {
+  if (prefix == 0) return 0;
+  return 0xFFFFFFFF << (kAddressBits - prefix);
+}
+
+}  // namespace
 
 std::optional<in_addr> parseAddress(const std::string& text) {
   in_addr address = {};
@@ -53,6 +64,29 @@ bool isLoopback(in_addr address) {
 bool isUnicast(in_addr address) {
   const std::uint32_t number = ntohl(address.s_addr);
   return number != INADDR_ANY && !IN_MULTICAST(number) && !IN_BADCLASS(number);
+}
+
+std::optional<Network> parseNetwork(const std::string& text) {
+  const std::size_t slash = text.find('/');
+  const auto address = parseAddress(text.substr(0, slash));
+  if (!address) return std::nullopt;
+  unsigned prefix = kAddressBits;
+  if (slash != std::string::npos) {
+    const std::string digits = text.substr(slash + 1);
+    if (digits.empty() || digits.size() > 2 ||
+        digits.find_first_not_of("0123456789") != std::string::npos)
+      return std::nullopt;
+    prefix = static_cast<unsigned>(std::stoul(digits));
+    if (prefix > kAddressBits) return std::nullopt;
+  }
+  if ((ntohl(address->s_addr) & ~maskOf(prefix)) != 0) return std::nullopt;
+  return Network{*address, prefix};
+}
+
+bool contains(Network network, in_addr address) {
+  const std::uint32_t differing =
+      ntohl(network.address.s_addr) ^ ntohl(address.s_addr);
+  return (differing & maskOf(network.prefix)) == 0;
 }
 
 std::string addressText(in_addr address) {

@@ -35,6 +35,17 @@ bool isLoopback(in_addr address);
 // 0.0.0.0.
 bool isUnicast(in_addr address);
 
+// All addresses that begin with the same bits as `address`: "10.0.0.0/8".
+struct Network {
+  in_addr address = {};
+  unsigned prefix = 0;  // bits, 0 to 32
+};
+
+// An address alone is a network of its own. What stands behind the prefix has
+// to be 0.
+std::optional<Network> parseNetwork(const std::string& text);
+bool contains(Network network, in_addr address);
+
 // "127.0.0.1" and "127.0.0.1:5135".
 std::string addressText(in_addr address);
 std::string endpointText(const sockaddr_in& address);

@@ -44,5 +44,29 @@ TEST(Addresses, TellThoseOfOneMachine) {
     EXPECT_FALSE(isUnicast(*parseAddress(text))) << text;
 }
 
+TEST(ParseNetwork, TakesAnAddressAndAPrefix) {
+  for (const char* text :
+       {"10.0.0.0/8", "0.0.0.0/0", "192.0.2.128/25", "192.0.2.7/32"})
+    EXPECT_TRUE(parseNetwork(text).has_value()) << text;
+  const auto alone = parseNetwork("192.0.2.7");
+  ASSERT_TRUE(alone.has_value());
+  EXPECT_EQ(alone->prefix, 32U);
+}
+
+TEST(ParseNetwork, RefusesWhatIsNone) {
+  for (const char* text :
+       {"", "/8", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/-1", "10.0.0.0/8 ",
+        "10.0.0.0/008", "10.0.0.1/8", "10/8", "10.0.0.0/8/8"})
+    EXPECT_FALSE(parseNetwork(text).has_value()) << text;
+}
+
+TEST(Network, ContainsWhatBeginsWithItsBits) {
+  const Network half = *parseNetwork("192.0.2.128/25");
+  EXPECT_TRUE(contains(half, *parseAddress("192.0.2.128")));
+  EXPECT_TRUE(contains(half, *parseAddress("192.0.2.255")));
+  EXPECT_FALSE(contains(half, *parseAddress("192.0.2.127")));
+  EXPECT_TRUE(contains(*parseNetwork("0.0.0.0/0"), *parseAddress("8.8.8.8")));
+}
+
 }  // namespace
 }  // namespace ostrel::tools
