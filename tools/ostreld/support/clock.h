@@ -3,8 +3,8 @@
 #ifndef OSTREL_TOOLS_OSTRELD_SUPPORT_CLOCK_H
 #define OSTREL_TOOLS_OSTRELD_SUPPORT_CLOCK_H
 
-#include <chrono>
 #include <cstdint>
+#include <ctime>
 
 namespace ostrel::tools::server {
 
@@ -19,29 +19,34 @@ class Clock {
   std::uint32_t seconds() const { return static_cast<std::uint32_t>(now()); }
 };
 
-// The machine's time, or one that began with it and runs `rate` times as fast.
+// Begins with the machine's time and then runs on by itself, `rate` times as
+// fast: whoever sets the machine's clock moves nothing. Time goes on while the
+// machine sleeps.
 class SystemClock : public Clock {
  public:
-  explicit SystemClock(double rate = 1)
-      : rate_(rate),
-        wallStart_(std::chrono::system_clock::now()),
-        start_(std::chrono::steady_clock::now()) {}
+  using Reading = double (*)();  // seconds
 
-  double now() const override {
-    using Seconds = std::chrono::duration<double>;
-    if (rate_ == 1) {
-      return Seconds(std::chrono::system_clock::now().time_since_epoch())
-          .count();
-    }
-    const Seconds passed = std::chrono::steady_clock::now() - start_;
-    return Seconds(wallStart_.time_since_epoch()).count() +
-           passed.count() * rate_;
-  }
+  explicit SystemClock(double rate = 1, Reading wall = wallTime,
+                       Reading running = runningTime)
+      : rate_(rate), running_(running), began_(wall()), start_(running()) {}
+
+  double now() const override { return began_ + (running_() - start_) * rate_; }
 
  private:
+  static double read(clockid_t clock) {
+    constexpr double kNanoseconds = 1e9;
+    timespec time = {};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) +
+           static_cast<double>(time.tv_nsec) / kNanoseconds;
+  }
+  static double wallTime() { return read(CLOCK_REALTIME); }
+  static double runningTime() { return read(CLOCK_BOOTTIME); }
+
   double rate_;
-  std::chrono::system_clock::time_point wallStart_;
-  std::chrono::steady_clock::time_point start_;
+  Reading running_;
+  double began_;
+  double start_;
 };
 
 }  // namespace ostrel::tools::server
