@@ -37,6 +37,20 @@ in_addr addressFrom(const std::string& text) {
   return *address;
 }
 
+Network networkFrom(const std::string& text) {
+  const auto network = parseNetwork(text);
+  if (!network) throw std::invalid_argument("not a network: " + text);
+  return *network;
+}
+
+const CLI::Validator kNetwork(
+    [](const std::string& text) {
+      return parseNetwork(text)
+                 ? ""
+                 : "not an IPv4 network, such as 10.0.0.0/8: " + text;
+    },
+    "");
+
 const CLI::Validator kAddress(
     [](const std::string& text) {
       return parseAddress(text) ? "" : "not an IPv4 address: " + text;
@@ -82,6 +96,30 @@ void addBounds(CLI::App* command, ServerOptions* options) {
           "--rate", options->requestsPerSecond,
           "Requests, and further datagrams of answers, in a second for "
           "each sender's address; 0: any number")
+      ->capture_default_str();
+}
+
+// Registrations for events: where to, and how many.
+void addRegistrations(CLI::App* serve, ServeArguments* arguments) {
+  RegistrationRules& rules = arguments->options.registrations;
+  serve
+      ->add_option("--events-to", arguments->eventsTo,
+                   "Network whose addresses anybody may register for; may be "
+                   "repeated; else events go to who registered alone")
+      ->check(kNetwork)
+      ->type_name("NETWORK")
+      ->allow_extra_args(false);
+  serve
+      ->add_option("--max-registrations", rules.most,
+                   "Registrations for events at a time")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  serve
+      ->add_option("--max-registrations-per-address", rules.mostOfOne,
+                   "Those that one address makes, or gets events for")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("NUMBER")
       ->capture_default_str();
 }
 
@@ -167,6 +205,7 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
   addLength(serve, "--max-request", &options.longestRequest,
             "Longest request, in bytes");
   addBounds(serve, &options);
+  addRegistrations(serve, arguments);
   serve
       ->add_option("--clock-rate", options.clockRate,
                    "Let the hours of registrations pass so many times as fast")
@@ -181,6 +220,8 @@ ObjectServerOptions ServeArguments::complete() {
     options.policy = Policy::readOnly();
   else if (!writers.empty())
     options.policy = Policy::writers(writers);
+  for (const std::string& network : eventsTo)
+    options.registrations.eventsTo.push_back(networkFrom(network));
   if (memory) {
     options.store = kInMemory;
     return options;

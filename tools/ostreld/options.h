@@ -30,6 +30,7 @@ struct ServeArguments {
   bool memory = false;
   bool readOnly = false;
   std::vector<std::string> writers;
+  std::vector<std::string> eventsTo;
 
   // Makes the folder of the store. Throws std::exception with a sentence for
   // the user.

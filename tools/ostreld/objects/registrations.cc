@@ -6,8 +6,8 @@
 #include <ostrel/veskPDU.h>
 
 #include <algorithm>
+#include <utility>
 
-#include "common/addresses.h"
 #include "common/encoding.h"
 #include "common/printed.h"
 #include "objects/attributes.h"
@@ -20,23 +20,14 @@ namespace {
 constexpr std::uint32_t kLongestRenewal =
     2 * Registrations::kLife + Registrations::kNoticeLead;
 
-// An event goes to a machine that did not ask for it only if a program on the
-// server's own machine said so: nobody can aim the server at a third one.
-bool mayReceive(const Asker& asker, veskAddress& address) {
-  const in_addr* to = address.get(nullptr);
-  if (to == nullptr || !isUnicast(*to)) return false;
-  return isLoopback(asker.address.sin_addr) ||
-         to->s_addr == asker.address.sin_addr.s_addr;
-}
-
 // What a registration needs: which event of which object, and where to.
 struct Required {
   const char* name;
-  bool (*good)(const Asker& asker, veskType* value);
+  bool (*good)(veskType* value);
 };
 
 template <class Identifier>
-bool isIdentifier(const Asker&, veskType* value) {
+bool isIdentifier(veskType* value) {
   auto* id = dynamic_cast<Identifier*>(value);
   return id != nullptr && id->valid != 0;
 }
@@ -45,18 +36,19 @@ constexpr Required kRequired[] = {
     {kRegistrationObject, isIdentifier<veskOid>},
     {kRegistrationEvent, isIdentifier<veskAid>},
     {kRegistrationAddress,
-     [](const Asker& asker, veskType* value) {
+     [](veskType* value) {
        auto* address = dynamic_cast<veskAddress*>(value);
-       return address != nullptr && mayReceive(asker, *address);
+       const in_addr* to = address != nullptr ? address->get(nullptr) : nullptr;
+       return to != nullptr && isUnicast(*to);
      }},
     {kRegistrationPort,
-     [](const Asker&, veskType* value) {
+     [](veskType* value) {
        auto* port = dynamic_cast<veskUnsignedShort*>(value);
        return port != nullptr && port->value != 0;
      }},
 };
 
-int check(const Asker& asker, const veskList& attributes, veskList* errors) {
+int check(const veskList& attributes, veskList* errors) {
   const int code = checkWritable(attributes, errors);
   if (code != kNoError) return code;
   for (const Required& required : kRequired) {
@@ -67,17 +59,110 @@ int check(const Asker& asker, const veskList& attributes, veskList* errors) {
       attributes, errors, [&](unsigned, veskAttribute* attribute) {
         for (const Required& required : kRequired) {
           veskAid id(required.name);
-          if (attribute->id == id && !required.good(asker, attribute->value))
+          if (attribute->id == id && !required.good(attribute->value))
             return kBadValue;
         }
         return kNoError;
       });
 }
 
+// The value of an attribute as a Value; of two attributes the last one counts,
+// as in the store.
+template <class Value>
+Value* lastOf(const veskList& attributes, const char* name) {
+  veskAid id(name);
+  Value* result = nullptr;
+  for (auto* attribute : Elements<veskAttribute>(attributes))
+    if (attribute != nullptr && attribute->id == id)
+      result = dynamic_cast<Value*>(attribute->value);
+  return result;
+}
+
+void setEnd(Registration* registration, std::uint32_t expires) {
+  if (registration->expires == expires) return;
+  registration->expires = expires;
+  registration->nextNotice =
+      static_cast<double>(expires) - Registrations::kNoticeLead;
+  registration->noticed = false;
+}
+
+std::optional<Registration> registrationFrom(const veskOid& oid,
+                                             const veskList& attributes) {
+  auto* object = lastOf<veskOid>(attributes, kRegistrationObject);
+  auto* event = lastOf<veskAid>(attributes, kRegistrationEvent);
+  auto* address = lastOf<veskAddress>(attributes, kRegistrationAddress);
+  auto* port = lastOf<veskUnsignedShort>(attributes, kRegistrationPort);
+  auto* expires = lastOf<veskUnsignedInt>(attributes, kRegistrationExpiry);
+  if (object == nullptr || event == nullptr || address == nullptr ||
+      address->get(nullptr) == nullptr || port == nullptr ||
+      expires == nullptr) {
+    return std::nullopt;
+  }
+  Registration result;
+  result.oid = oid;
+  result.object = *object;
+  result.event = *event;
+  result.to = endpoint(*address->get(nullptr), port->value);
+  // The first versions kept no owner; there it was nearly always the receiver.
+  auto* owner = lastOf<veskAddress>(attributes, Registrations::kOwner);
+  const in_addr* known = owner != nullptr ? owner->get(nullptr) : nullptr;
+  result.owner = known != nullptr ? *known : result.to.sin_addr;
+  auto* principal = lastOf<veskOid>(attributes, Registrations::kOwnerPrincipal);
+  if (principal != nullptr) result.principal = *principal;
+  setEnd(&result, expires->value);
+  return result;
+}
+
+// What the server alone writes.
+bool isOurs(veskAttribute* attribute) {
+  for (const char* name : {kRegistrationExpiry, Registrations::kOwner,
+                           Registrations::kOwnerPrincipal}) {
+    veskAid id(name);
+    if (attribute->id == id) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
-Registrations::Registrations(StoredObjects* objects, const Clock* clock)
-    : objects_(objects), clock_(clock) {}
+Registrations::Registrations(StoredObjects* objects, const Clock* clock,
+                             Counters* counters, RegistrationRules rules)
+    : objects_(objects),
+      clock_(clock),
+      counters_(counters),
+      rules_(std::move(rules)) {
+  load();
+}
+
+// A clock that was set back while the server did not run must not let them live
+// for as long as it was set back.
+void Registrations::load() {
+  const std::uint32_t latest = clock_->seconds() + kLongestRenewal;
+  veskOid classOid(kRegistrationClass);
+  OwnedList oids;
+  objects_->list(classOid, &oids);
+  std::vector<veskOid> late;
+  for (auto* oid : Elements<veskOid>(oids)) {
+    OwnedList attributes;
+    if (objects_->read(*oid, &attributes) != kNoError) continue;
+    auto registration = registrationFrom(*oid, attributes);
+    if (!registration) continue;
+    if (registration->expires > latest) {
+      setEnd(&*registration, latest);
+      late.push_back(*oid);
+    }
+    table_.replace(*oid, registration);
+  }
+  if (late.empty()) return;
+  try {
+    Transaction transaction(objects_->store());
+    for (veskOid& oid : late) writeEnd(oid, latest);
+    transaction.commit();
+  } catch (const StoreError& error) {
+    // They end in time all the same; only what can be read of them is wrong.
+    log(Level::kError, error.what());
+  }
+}
 
 std::vector<veskOid> Registrations::classes() {
   return {veskOid(kRegistrationClass)};
@@ -91,38 +176,95 @@ int Registrations::read(veskOid& oid, veskList* attributes) {
   return objects_->read(oid, attributes);
 }
 
+int Registrations::refuse(const Asker& asker, const std::string& what,
+                          const std::string& why) {
+  if (counters_ != nullptr) counters_->add(Counter::kRegistrationsRefused);
+  log(Level::kInfo,
+      "refused " + endpointText(asker.address) + " " + what + ": " + why);
+  return kPermissionDenied;
+}
+
+// A program on this machine may name any address of it: a handler names the one
+// that its host's name stands for, often 127.0.1.1.
+bool Registrations::mayReceive(const Asker& asker, in_addr to) const {
+  const in_addr from = asker.address.sin_addr;
+  if (to.s_addr == from.s_addr) return true;
+  if (rules_.isOwn(from) && rules_.isOwn(to)) return true;
+  return std::any_of(
+      rules_.eventsTo.begin(), rules_.eventsTo.end(),
+      [&](const Network& network) { return contains(network, to); });
+}
+
+// Whether there may be such a registration.
+int Registrations::admit(const Asker& asker, const Registration& wanted) {
+  const in_addr to = wanted.to.sin_addr;
+  const std::string what = "a registration for " + addressText(to);
+  if (!mayReceive(asker, to))
+    return refuse(asker, what, "the address is not its own");
+  if (table_.size() >= rules_.most)
+    return refuse(asker, what,
+                  "there are " + std::to_string(rules_.most) + " already");
+  if (table_.of(to) >= rules_.mostOfOne ||
+      table_.of(asker.address.sin_addr) >= rules_.mostOfOne)
+    return refuse(asker, what,
+                  "there are " + std::to_string(rules_.mostOfOne) +
+                      " of one address already");
+  return kNoError;
+}
+
+// Programs come back with other ports, and from other addresses of one machine
+// only where that machine is ours.
+bool Registrations::isOwner(const Asker& asker,
+                            const Registration& held) const {
+  if (asker.administrator) return true;
+  const in_addr from = asker.address.sin_addr;
+  const bool sameMachine = from.s_addr == held.owner.s_addr ||
+                           (rules_.isOwn(from) && rules_.isOwn(held.owner));
+  if (!sameMachine) return false;
+  veskOid owner = held.principal;
+  veskOid principal = asker.principal;
+  return owner.valid == 0 || owner == principal;
+}
+
 int Registrations::create(const Asker& asker, veskOid& classOid,
                           veskList& attributes, veskOid* created,
                           veskList* errors) {
-  const int code = check(asker, attributes, errors);
+  int code = check(attributes, errors);
   if (code != kNoError) return code;
-  OwnedList others;
-  objects_->list(classOid, &others);
-  if (others.count >= kMostRegistrations) {
-    log(Level::kWarning, "too many registrations: refused one of " +
-                             endpointText(asker.address));
-    return kPermissionDenied;
-  }
   veskList complete;
-  appendAll(&complete, attributes);
-  // Behind what was given: of two the last counts.
-  veskAid id(kRegistrationExpiry);
-  veskTime expires(clock_->seconds() + kLife);
-  veskAttribute end(&id, &expires);
-  complete.append(&end);
-  loaded_ = false;
-  return objects_->create(asker, classOid, complete, created, errors);
+  for (auto* attribute : Elements<veskAttribute>(attributes))
+    if (!isOurs(attribute)) complete.append(attribute);
+  OwnedList ours;
+  veskAtAppendAttr(&ours, kRegistrationExpiry,
+                   new veskTime(clock_->seconds() + kLife));
+  veskAtAppendAttr(&ours, kOwner, new veskAddress(asker.address.sin_addr));
+  if (asker.principal.valid != 0)
+    veskAtAppendAttr(&ours, kOwnerPrincipal, new veskOid(asker.principal));
+  appendAll(&complete, ours);
+  auto registration = registrationFrom(veskOid(), complete);
+  if (!registration) return kInternalError;
+  code = admit(asker, *registration);
+  if (code == kNoError)
+    code = objects_->create(asker, classOid, complete, created, errors);
+  if (code != kNoError) return code;
+  registration->oid = *created;
+  replace(*created, registration);
+  return kNoError;
 }
 
 int Registrations::set(const Asker& asker, veskOid& oid, veskList& attributes,
                        veskList* errors) {
-  const auto held = parse(oid);
-  if (!held) return kNoSuchName;
+  const Registration* held = table_.find(oid);
+  if (held == nullptr) return kNoSuchName;
+  if (!isOwner(asker, *held))
+    return refuse(asker, "a change of registration " + printed(oid),
+                  "it is another's");
   // A renewal that comes twice is no mistake, so the present end will do.
   const std::uint32_t earliest = held->expires;
   const std::uint32_t latest = clock_->seconds() + kLongestRenewal;
   veskAid expiryId(kRegistrationExpiry);
   veskList good;
+  Registration renewed = *held;
   const int refused = checkEach<veskAttribute>(
       attributes, errors, [&](unsigned, veskAttribute* attribute) {
         const int code = writable(attribute);
@@ -132,92 +274,51 @@ int Registrations::set(const Asker& asker, veskOid& oid, veskList& attributes,
         if (time == nullptr || time->value < earliest || time->value > latest)
           return kBadValue;
         good.append(attribute);
+        setEnd(&renewed, time->value);
         return kNoError;
       });
-  loaded_ = false;
   const int code = objects_->set(asker, oid, good, errors);
-  return code != kNoError ? code : refused;
+  if (code != kNoError) return code;
+  replace(oid, renewed);
+  return refused;
 }
 
 int Registrations::remove(const Asker& asker, veskOid& oid) {
-  loaded_ = false;
-  return objects_->remove(asker, oid);
+  const Registration* held = table_.find(oid);
+  if (held != nullptr && !isOwner(asker, *held))
+    return refuse(asker, "the removal of registration " + printed(oid),
+                  "it is another's");
+  const int code = objects_->remove(asker, oid);
+  if (code == kNoError) replace(oid, std::nullopt);
+  return code;
 }
 
-std::optional<Registrations::Registration> Registrations::parse(veskOid& oid) {
-  OwnedList attributes;
-  if (objects_->read(oid, &attributes) != kNoError) return std::nullopt;
-  auto* object = valueOf<veskOid>(attributes, kRegistrationObject);
-  auto* event = valueOf<veskAid>(attributes, kRegistrationEvent);
-  auto* address = valueOf<veskAddress>(attributes, kRegistrationAddress);
-  auto* port = valueOf<veskUnsignedShort>(attributes, kRegistrationPort);
-  auto* expires = valueOf<veskUnsignedInt>(attributes, kRegistrationExpiry);
-  if (object == nullptr || event == nullptr || address == nullptr ||
-      address->get(nullptr) == nullptr || port == nullptr ||
-      expires == nullptr) {
-    return std::nullopt;
-  }
-  const double notice = static_cast<double>(expires->value) - kNoticeLead;
-  return Registration{oid,
-                      *object,
-                      *event,
-                      endpoint(*address->get(nullptr), port->value),
-                      expires->value,
-                      notice,
-                      false};
+void Registrations::replace(const veskOid& oid,
+                            std::optional<Registration> by) {
+  auto former = table_.replace(oid, std::move(by));
+  undo_.push_back([this, oid, former] { table_.replace(oid, former); });
 }
 
-// The store is the truth; what is held here is read again after each change, so
-// that a change that was not committed leaves no trace.
-void Registrations::load() {
-  if (loaded_) return;
-  std::vector<Registration> former;
-  former.swap(registrations_);
-  OwnedList oids;
-  veskOid classOid(kRegistrationClass);
-  objects_->list(classOid, &oids);
-  for (auto* oid : Elements<veskOid>(oids)) {
-    auto registration = parse(*oid);
-    if (!registration) continue;
-    for (Registration& known : former) {
-      if (!(known.oid == *oid) || known.expires != registration->expires)
-        continue;
-      registration->nextNotice = known.nextNotice;
-      registration->noticed = known.noticed;
-    }
-    registrations_.push_back(*registration);
-  }
-  loaded_ = true;
+void Registrations::rollBackTo(std::size_t mark) {
+  for (; undo_.size() > mark; undo_.pop_back()) undo_.back()();
 }
 
-bool Registrations::asksFor(Registration& registration, veskOid& oid,
-                            veskAid& event) {
-  veskAid any(kEventAny);
-  if (!(registration.event == event) && !(registration.event == any))
-    return false;
-  veskOid everything(kEverything);
-  veskOid classOid = classOf(oid);
-  return registration.object == oid || registration.object == classOid ||
-         registration.object == everything;
+std::vector<Outgoing> Registrations::takeOutgoing() {
+  undo_.clear();
+  return std::exchange(outgoing_, {});
 }
 
 bool Registrations::wanted(veskOid& oid, veskAid& event) {
-  load();
-  return std::any_of(
-      registrations_.begin(), registrations_.end(),
-      [&](Registration& each) { return asksFor(each, oid, event); });
+  return !table_.watching(oid, event, true).empty();
 }
 
 void Registrations::raise(veskOid& oid, veskAid& event, veskList& arguments) {
-  load();
-  for (Registration& registration : registrations_) {
-    if (asksFor(registration, oid, event))
-      send(registration, oid, event, arguments);
-  }
+  const auto watchers = table_.watching(oid, event);
+  if (!watchers.empty()) send(watchers, oid, event, arguments);
 }
 
-void Registrations::send(const Registration& registration, veskOid& oid,
-                         veskAid& event, veskList& arguments) {
+void Registrations::send(const std::vector<const Registration*>& to,
+                         veskOid& oid, veskAid& event, veskList& arguments) {
   veskEventPDU pdu(oid, event, &arguments);
   auto bytes = encoded(pdu, kLongestEvent);
   if (!bytes) {
@@ -225,68 +326,62 @@ void Registrations::send(const Registration& registration, veskOid& oid,
     veskEventPDU bare(oid, event, &none);
     bytes = encoded(bare, kLongestEvent);
   }
-  if (bytes)
-    outgoing_.push_back(
-        {registration.to, registration.to.sin_addr, std::move(*bytes)});
+  if (!bytes) return;
+  const std::size_t before = outgoing_.size();
+  undo_.push_back([this, before] { outgoing_.resize(before); });
+  const auto shared = std::make_shared<std::string>(std::move(*bytes));
+  for (const Registration* each : to)
+    outgoing_.push_back({each->to, each->owner, shared});
 }
 
 double Registrations::tick() {
-  load();
-  std::vector<Registration> due;
-  for (const Registration& each : registrations_) {
-    if (clock_->now() >= each.expires) due.push_back(each);
-  }
-  if (!due.empty()) finish(due);
-  load();
   const double now = clock_->now();
-  double next = now + kLife;
+  const auto due = table_.expired(now);
+  if (!due.empty()) finish(due);
   veskAid expiry(kEventExpiry);
-  for (Registration& registration : registrations_) {
-    if (now >= registration.nextNotice) {
-      // Datagrams are lost at times, so the notice is repeated.
-      OwnedList arguments;
-      arguments.append(new veskTime(registration.expires));
-      send(registration, registration.oid, expiry, arguments);
-      registration.nextNotice = now + kNoticeRepeat;
-      registration.noticed = true;
-    }
-    const double expires = registration.expires;
-    next = std::min({next, expires, registration.nextNotice});
+  const Registration* first = table_.first();
+  for (; first != nullptr && first->nextNotice <= now; first = table_.first()) {
+    // Datagrams are lost at times, so the notice is repeated.
+    Registration noticed = *first;
+    OwnedList arguments;
+    arguments.append(new veskTime(noticed.expires));
+    send({first}, noticed.oid, expiry, arguments);
+    noticed.nextNotice = now + kNoticeRepeat;
+    noticed.noticed = true;
+    replace(noticed.oid, noticed);
   }
-  return next - now;
+  return first != nullptr ? std::min<double>(kLife, first->due() - now) : kLife;
 }
 
 // What was told of its end goes; the rest gets the time to be told.
-void Registrations::finish(std::vector<Registration>& due) {
-  Transaction transaction(objects_->store());
-  loaded_ = false;
-  for (Registration& registration : due) {
-    if (registration.noticed) {
-      objects_->remove(Asker(), registration.oid);
-      log(Level::kInfo,
-          "registration " + printed(registration.oid) + " was not renewed");
-      continue;
+void Registrations::finish(const std::vector<Registration>& due) {
+  const std::size_t before = mark();
+  try {
+    Transaction transaction(objects_->store());
+    for (Registration registration : due) {
+      veskOid oid = registration.oid;
+      if (registration.noticed) {
+        objects_->remove(Asker(), oid);
+        replace(oid, std::nullopt);
+        log(Level::kInfo, "registration " + printed(oid) + " was not renewed");
+        continue;
+      }
+      setEnd(&registration, clock_->seconds() + kGrace);
+      writeEnd(oid, registration.expires);
+      replace(oid, registration);
     }
-    OwnedList attributes;
-    OwnedList errors;
-    veskAtAppendAttr(&attributes, kRegistrationExpiry,
-                     new veskTime(clock_->seconds() + kGrace));
-    objects_->set(Asker(), registration.oid, attributes, &errors);
+    transaction.commit();
+  } catch (const StoreError&) {
+    rollBackTo(before);
+    throw;
   }
-  transaction.commit();
 }
 
-std::vector<Outgoing> Registrations::takeOutgoing() {
-  std::vector<Outgoing> result;
-  result.swap(outgoing_);
-  return result;
-}
-
-void Registrations::rollBackTo(std::size_t mark) {
-  if (mark < outgoing_.size())
-    outgoing_.erase(outgoing_.begin() + static_cast<std::ptrdiff_t>(mark),
-                    outgoing_.end());
-  loaded_ = false;
+void Registrations::writeEnd(veskOid& oid, std::uint32_t expires) {
+  OwnedList attributes;
+  OwnedList errors;
+  veskAtAppendAttr(&attributes, kRegistrationExpiry, new veskTime(expires));
+  objects_->set(Asker(), oid, attributes, &errors);
 }
 
 }  // namespace ostrel::tools::server

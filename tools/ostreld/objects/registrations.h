@@ -1,6 +1,7 @@
-// Registrations for events: objects of the class 59.6.0.0, kept in the store.
-// This manager checks them, renews and ends them, and makes the event PDUs that
-// they ask for.
+// Registrations for events: objects of the class 59.6.0.0, kept in the store
+// and, for events and timers, in memory. This manager says who may have events
+// sent where, renews and ends registrations, and makes the event PDUs that they
+// ask for.
 
 #ifndef OSTREL_TOOLS_OSTRELD_OBJECTS_REGISTRATIONS_H
 #define OSTREL_TOOLS_OSTRELD_OBJECTS_REGISTRATIONS_H
@@ -9,21 +10,40 @@
 #include <ostrel/names.h>
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "common/addresses.h"
 #include "objects/manager.h"
+#include "objects/registration_table.h"
 #include "objects/stored_objects.h"
 #include "support/clock.h"
+#include "support/counters.h"
+#include "support/own_addresses.h"
 
 namespace ostrel::tools::server {
 
-// A message that is not an answer.
+// A message that is not an answer. The same one may go to many.
 struct Outgoing {
-  sockaddr_in to;
-  in_addr askedBy;  // who registered
-  std::string bytes;
+  sockaddr_in to = {};
+  in_addr askedBy = {};  // who registered
+  std::shared_ptr<std::string> bytes;
+};
+
+// How many registrations there may be, and where events may be sent.
+struct RegistrationRules {
+  std::size_t most = 10000;
+  std::size_t mostOfOne = 100;  // to one address, and made from one
+
+  // Events may go to these, whoever asks. Other events go to the address that
+  // the request came from, and a program on this machine may name any address
+  // of it.
+  std::vector<Network> eventsTo;
+
+  bool (*isOwn)(in_addr address) = isOwnAddress;
 };
 
 class Registrations : public ObjectManager {
@@ -34,11 +54,16 @@ class Registrations : public ObjectManager {
 
   // What one whose end came without a notice lives on, to be told of its end.
   static constexpr std::uint32_t kGrace = 60;
-  static constexpr std::size_t kMostRegistrations = 1000;
   static constexpr std::size_t kLongestEvent = 24 << 10;  // bytes
 
-  // Both have to outlive this object.
-  Registrations(StoredObjects* objects, const Clock* clock);
+  // Who registered; other than the rest these are no part of a request.
+  static constexpr const char* kOwner = "59.6.20";           // veskAddress
+  static constexpr const char* kOwnerPrincipal = "59.6.21";  // veskOid
+
+  // Reads what the store has: throws StoreError when it cannot. What is given
+  // has to outlive this object; `counters` may be null.
+  Registrations(StoredObjects* objects, const Clock* clock,
+                Counters* counters = nullptr, RegistrationRules rules = {});
 
   std::vector<veskOid> classes() override;
   int list(veskOid& classOid, veskList* oids) override;
@@ -52,8 +77,9 @@ class Registrations : public ObjectManager {
   // Whether anybody registered for this event of this object.
   bool wanted(veskOid& oid, veskAid& event);
 
-  // Makes a PDU for each registration that asks for this event of this object.
-  // Arguments that would make it longer than kLongestEvent are left out.
+  // Makes a message for each registration that asks for this event of this
+  // object. Arguments that would make it longer than kLongestEvent are left
+  // out.
   void raise(veskOid& oid, veskAid& event, veskList& arguments);
 
   // Makes the notices that are due and ends what was not renewed; where the
@@ -61,39 +87,39 @@ class Registrations : public ObjectManager {
   // seconds until it has to be called again.
   double tick();
 
-  // What raise() and tick() made since the last call.
+  // What raise() and tick() made since the last call. What happened until then
+  // can no longer be rolled back: it has to be committed.
   std::vector<Outgoing> takeOutgoing();
 
-  // Where in what was made, but not taken, the next begins.
-  std::size_t mark() const { return outgoing_.size(); }
+  // A place to come back to when the store rolls back to where it is now.
+  std::size_t mark() const { return undo_.size(); }
 
-  // Forgets what was made since: its cause did not happen, and the store is as
-  // it was then.
+  // Forgets the messages that were made since the mark, and what was registered
+  // and ended: it did not happen.
   void rollBackTo(std::size_t mark);
 
  private:
-  struct Registration {
-    veskOid oid;
-    veskOid object;
-    veskAid event;
-    sockaddr_in to;
-    std::uint32_t expires;
-    double nextNotice;
-    bool noticed;
-  };
-
   void load();
-  std::optional<Registration> parse(veskOid& oid);
-  void finish(std::vector<Registration>& due);
-  static bool asksFor(Registration& registration, veskOid& oid, veskAid& event);
-  void send(const Registration& registration, veskOid& oid, veskAid& event,
-            veskList& arguments);
+  int refuse(const Asker& asker, const std::string& what,
+             const std::string& why);
+  int admit(const Asker& asker, const Registration& wanted);
+  bool mayReceive(const Asker& asker, in_addr to) const;
+  bool isOwner(const Asker& asker, const Registration& held) const;
+  void replace(const veskOid& oid, std::optional<Registration> by);
+  void writeEnd(veskOid& oid, std::uint32_t expires);
+  void finish(const std::vector<Registration>& due);
+  void send(const std::vector<const Registration*>& to, veskOid& oid,
+            veskAid& event, veskList& arguments);
 
   StoredObjects* objects_;
   const Clock* clock_;
-  std::vector<Registration> registrations_;
-  bool loaded_ = false;
+  Counters* counters_;
+  RegistrationRules rules_;
+  RegistrationTable table_;
   std::vector<Outgoing> outgoing_;
+
+  // What takes back what was done since the last takeOutgoing(), in its order.
+  std::vector<std::function<void()>> undo_;
 };
 
 }  // namespace ostrel::tools::server

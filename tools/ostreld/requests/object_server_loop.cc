@@ -38,7 +38,7 @@ class ObjectServer : public ServerLoop {
         clockRate_(options.clockRate),
         store_(options.store),
         objects_(&store_),
-        registrations_(&objects_, &clock_),
+        registrations_(&objects_, &clock_, &counters(), options.registrations),
         host_(options.listen),
         router_(&objects_, &registrations_, options.policy),
         executor_(&store_, &registrations_, &router_, &counters(),
@@ -100,7 +100,7 @@ class ObjectServer : public ServerLoop {
     for (Answer& each : executor_.takeAnswers()) answer(each.to, each.bytes);
     if (executor_.inBatch()) return;
     for (Outgoing& event : registrations_.takeOutgoing())
-      socket().sendTo(event.to, event.bytes);
+      socket().sendTo(event.to, *event.bytes);
   }
 
   SystemClock clock_;

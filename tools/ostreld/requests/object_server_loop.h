@@ -8,6 +8,7 @@
 #include <string>
 
 #include "net/server_loop.h"
+#include "objects/registrations.h"
 #include "requests/policy.h"
 
 namespace ostrel::tools::server {
@@ -21,6 +22,7 @@ struct ObjectServerOptions : ServerOptions {
 
   std::string store;  // a path, or kInMemory
   Policy policy;
+  RegistrationRules registrations;
   double clockRate = 1;
 };
 
