@@ -5,9 +5,6 @@
 namespace ostrel::tools::cli {
 namespace {
 
-constexpr unsigned kFirstPrintable = 0x20;
-constexpr unsigned kDelete = 0x7f;
-
 unsigned byteAt(std::string_view bytes, std::size_t i) {
   return static_cast<unsigned char>(bytes[i]);
 }
@@ -23,17 +20,6 @@ void appendHexByte(std::string& out, unsigned byte) {
   static const char kDigits[] = "0123456789abcdef";
   out += kDigits[byte >> 4];
   out += kDigits[byte & 0xf];
-}
-
-// The range of a character's second byte: shorter forms of the same character,
-// surrogates and what lies beyond U+10FFFF are not well-formed.
-bool isSecondByte(unsigned first, unsigned second) {
-  unsigned low = 0x80, high = 0xbf;
-  if (first == 0xe0) low = 0xa0;
-  if (first == 0xed) high = 0x9f;
-  if (first == 0xf0) low = 0x90;
-  if (first == 0xf4) high = 0x8f;
-  return second >= low && second <= high;
 }
 
 void appendEscape(std::string& out, unsigned byte) {
@@ -54,43 +40,6 @@ void appendEscape(std::string& out, unsigned byte) {
 }
 
 }  // namespace
-
-std::size_t utf8Length(std::string_view bytes) {
-  if (bytes.empty()) return 0;
-  const unsigned first = byteAt(bytes, 0);
-  if (first < 0x80) return 1;
-  const std::size_t length = first >= 0xc2 && first <= 0xdf   ? 2
-                             : first >= 0xe0 && first <= 0xef ? 3
-                             : first >= 0xf0 && first <= 0xf4 ? 4
-                                                              : 0;
-  if (length == 0 || bytes.size() < length) return 0;
-  if (!isSecondByte(first, byteAt(bytes, 1))) return 0;
-  for (std::size_t i = 2; i < length; ++i)
-    if ((byteAt(bytes, i) & 0xc0) != 0x80) return 0;
-  return length;
-}
-
-bool isUtf8(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::size_t length = utf8Length(bytes);
-    if (length == 0) return false;
-    bytes.remove_prefix(length);
-  }
-  return true;
-}
-
-bool isControl(std::string_view character) {
-  const unsigned first = byteAt(character, 0);
-  if (character.size() == 1) return first < kFirstPrintable || first == kDelete;
-  // U+0080 to U+009F.
-  if (character.size() == 2)
-    return first == 0xc2 && byteAt(character, 1) < 0xa0;
-  if (character.size() != 3 || first != 0xe2) return false;
-  const unsigned second = byteAt(character, 1), third = byteAt(character, 2);
-  return (second == 0x80 && third >= 0xa8 && third <= 0xae) ||
-         (second == 0x80 && third >= 0x8e && third <= 0x8f) ||
-         (second == 0x81 && third >= 0xa6 && third <= 0xa9);
-}
 
 std::string escaped(std::string_view bytes, std::string_view also) {
   std::string out;

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/utf8.h"
+
 namespace ostrel::tools::cli {
 
 // Text that cannot be read; what() says what was expected instead.
@@ -15,16 +17,6 @@ class TextError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-
-// How many of the first bytes make one well-formed UTF-8 character; 0: none.
-std::size_t utf8Length(std::string_view bytes);
-
-bool isUtf8(std::string_view bytes);
-
-// Whether a well-formed character is one that terminals act on: a control
-// character, a separator of lines, or a mark that turns the direction of
-// writing.
-bool isControl(std::string_view character);
 
 // Bytes with everything that a terminal could act on, the backslash and the
 // characters of `also` written as an escape: \n, \t, \r, \\ or \xNN. All other

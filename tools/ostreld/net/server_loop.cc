@@ -6,6 +6,7 @@
 
 #include "common/addresses.h"
 #include "support/log.h"
+#include "support/service_manager.h"
 
 namespace ostrel::tools::server {
 
@@ -16,8 +17,11 @@ ServerLoop::ServerLoop(const ServerOptions& options)
       sockets_{&socket_} {}
 
 int ServerLoop::run() {
+  Watchdog watchdog;
+  tellReady();
   for (;;) {
-    const int milliseconds = runTimers();
+    const int milliseconds =
+        watchdog.alive(runTimers(), std::chrono::steady_clock::now());
     wait(outbox_.empty() && !working_ ? milliseconds : 0);
     if (ended()) return 0;
     receive();
@@ -43,9 +47,12 @@ bool ServerLoop::ended() {
   while (const int signal = signals_.take()) {
     if (signal != SIGHUP) {
       log(Level::kInfo, "ended by a signal");
+      tellStopping();
       return true;
     }
+    tellReloading();
     reload();
+    tellReady();
   }
   return false;
 }

@@ -179,8 +179,9 @@ int Registrations::read(veskOid& oid, veskList* attributes) {
 int Registrations::refuse(const Asker& asker, const std::string& what,
                           const std::string& why) {
   if (counters_ != nullptr) counters_->add(Counter::kRegistrationsRefused);
-  log(Level::kInfo,
-      "refused " + endpointText(asker.address) + " " + what + ": " + why);
+  veskOid principal = asker.principal;
+  logRefusal({asker.address, principal.valid != 0 ? printed(principal) : "",
+              what, why});
   return kPermissionDenied;
 }
 
