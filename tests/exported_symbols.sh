@@ -25,7 +25,9 @@ fi
 mark='(T[VIST]|Th?v?n?[0-9]+_|GV)?'
 public='vesk[A-Z]|genericList|listPointer|timeoutList|timeoutEntry|pendingRequest'
 public="$public|idMap|OSrequest|DSrequest|getPrincipalOid"
-others=$(echo "$names" | grep -Ev "^_Z${mark}N?K?[0-9]+($public)")
+ours='measureValue|canonicalizeValue'
+others=$(echo "$names" |
+  grep -Ev "^_Z(${mark}N?K?[0-9]+($public)|N6ostrel[0-9]+($ours)E)")
 if [ -n "$others" ]; then
   echo "Symbols that are no part of the public interface:"
   echo "$others" | c++filt 2>/dev/null || echo "$others"

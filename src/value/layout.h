@@ -10,8 +10,8 @@
 namespace ostrel {
 
 // The parts of an encoded value. Each begins with a tag unless it says
-// otherwise. The tags are ignored: the first is the value's own, and the layout
-// gives the class of each member.
+// otherwise. The first is the value's own; those of members are ignored, since
+// the layout gives the class of each member.
 enum Part : unsigned char {
   kEnd,
   kTag,        // nothing but the tag
@@ -19,7 +19,9 @@ enum Part : unsigned char {
   kTwo,        //
   kFour,       //
   kEight,      //
-  kInteger,    // an integer body
+  kInteger,    // an integer body; as a member, an unsigned int
+  kSigned,     // the same as a member that is an int
+  kTruth,      // the same as a member that is a bool
   kCounted,    // an integer with its tag, and so many bytes
   kOid,        // a validity, and the components if it is not 0
   kAid,        //

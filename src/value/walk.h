@@ -1,6 +1,7 @@
 // Finds the length of an encoded value, and the number of values in it, without
-// making it. This serves answers of which only the result of decoding matters,
-// and callers that check what a value would cost before they decode it.
+// making it. This serves answers of which only the result of decoding matters;
+// the public form of it, for callers that check what a value would cost before
+// they decode it, is <ostrel/encoding.h>.
 
 #ifndef OSTREL_SRC_WALK_H
 #define OSTREL_SRC_WALK_H

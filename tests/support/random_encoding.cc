@@ -38,7 +38,9 @@ Tag pick(Random& random, const Tag (&tags)[count]) {
 class Writer {
  public:
   Writer(Random& random, Spelling spelling)
-      : random_(random), loose_(spelling == Spelling::kLoose) {}
+      : random_(random),
+        loose_(spelling == Spelling::kLoose),
+        canonical_(spelling == Spelling::kCanonical) {}
 
   Encoding result() const { return {bytes_, copy_}; }
 
@@ -92,7 +94,8 @@ class Writer {
         member(kTagString);
         member(kTagAid);
         member(kTagUnsignedInt);
-        byte(random_.below(256));  // all that is read of the default value
+        // All that is read of the default value.
+        byte(canonical_ ? 0 : random_.below(256));
         member(kTagUnsignedInt);
         member(kTagUnsignedInt);
         return member(kTagBool);
@@ -228,6 +231,7 @@ class Writer {
 
   Random& random_;
   bool loose_;
+  bool canonical_;
   bool shared_ = false;  // in a list that the copy has as well
   Bytes bytes_;
   Bytes copy_;

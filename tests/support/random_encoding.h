@@ -12,7 +12,9 @@ namespace ostrel::test {
 
 // In which ways an encoding may differ from the library's.
 enum class Spelling {
-  kOwn,   // none: the library writes the same bytes when it encodes the value
+  kCanonical,  // none: as it is written by whoever made the value
+  kOwn,   // the library writes the same bytes when it encodes the value again:
+          // the tag of a description's default value may be any
   kLoose  // members with any tag, numbers of any length, flags other than 1
 };
 
