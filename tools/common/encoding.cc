@@ -1,11 +1,20 @@
 #include "common/encoding.h"
 
+#include <ostrel/encoding.h>
+
 #include <limits>
 
 namespace ostrel::tools {
 namespace {
 
 constexpr std::size_t kFirstBuffer = 512;
+
+// As many zeros are the rest of a value of any class: its members are empty.
+constexpr std::size_t kEmptyMembers = 64;
+
+bool tooLong(std::string_view bytes) {
+  return bytes.size() > std::numeric_limits<unsigned>::max();
+}
 
 }  // namespace
 
@@ -24,8 +33,26 @@ std::optional<std::string> encoded(veskType& value, std::size_t limit) {
   }
 }
 
+std::optional<std::string> canonical(veskType& value, std::size_t limit) {
+  auto bytes = encoded(value, limit);
+  if (!bytes) return std::nullopt;
+  const unsigned used =
+      canonicalizeValue(bytes->data(), static_cast<unsigned>(bytes->size()));
+  if (used == 0) return std::nullopt;
+  bytes->resize(used);
+  return bytes;
+}
+
+std::optional<std::size_t> valuesIn(std::string_view bytes) {
+  if (tooLong(bytes)) return std::nullopt;
+  const auto measured =
+      measureValue(bytes.data(), static_cast<unsigned>(bytes.size()));
+  if (!measured || measured->used != bytes.size()) return std::nullopt;
+  return measured->values;
+}
+
 Decoding decode(std::string_view bytes) {
-  if (bytes.size() > std::numeric_limits<unsigned>::max()) return {};
+  if (tooLong(bytes)) return {};
   // The library's buffers are not const; decoding does not write to them.
   auto* buffer = const_cast<char*>(bytes.data());
   veskType* value = nullptr;
@@ -38,6 +65,33 @@ Owned<veskType> decoded(std::string_view bytes) {
   Decoding decoding = decode(bytes);
   if (decoding.used == 0 || decoding.used != bytes.size()) return nullptr;
   return std::move(decoding.value);
+}
+
+Owned<veskType> decodedCanonically(std::string_view bytes) {
+  if (!valuesIn(bytes)) return nullptr;
+  std::string copy(bytes);
+  copy.resize(
+      canonicalizeValue(copy.data(), static_cast<unsigned>(copy.size())));
+  return decoded(copy);
+}
+
+Owned<veskPDU> headerIn(std::string_view bytes) {
+  if (bytes.empty() || tooLong(bytes)) return nullptr;
+  std::string empty(1 + kEmptyMembers, '\0');
+  empty[0] = bytes[0];
+  canonicalizeValue(empty.data(), static_cast<unsigned>(empty.size()));
+  Owned<veskType> value = decode(empty).value;
+  auto pdu = takeAs<veskPDU>(value);
+  veskPDU header(pdu != nullptr ? pdu->tag : 0U);
+  if (pdu == nullptr ||
+      header.decode(const_cast<char*>(bytes.data()),
+                    static_cast<unsigned>(bytes.size())) == 0) {
+    return nullptr;
+  }
+  pdu->status.value = header.status.value;
+  pdu->requestId.value = header.requestId.value;
+  pdu->principal = header.principal;
+  return pdu;
 }
 
 }  // namespace ostrel::tools

@@ -20,6 +20,9 @@ namespace {
 constexpr int kLeastLength = 256;
 constexpr int kMostLength = 64 << 20;
 
+// A registration has eleven values.
+constexpr int kLeastValues = 64;
+
 const std::map<std::string, Level> kLevels = {{"error", Level::kError},
                                               {"warning", Level::kWarning},
                                               {"info", Level::kInfo},
@@ -204,6 +207,13 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
       ->allow_extra_args(false);
   addLength(serve, "--max-request", &options.longestRequest,
             "Longest request, in bytes");
+  serve
+      ->add_option("--max-values", options.mostValues,
+                   "Values in a request, and in an object, those inside others "
+                   "included; what has more is refused with code 2")
+      ->check(CLI::Range(kLeastValues, kMostLength).description(""))
+      ->type_name("NUMBER")
+      ->capture_default_str();
   addBounds(serve, &options);
   addRegistrations(serve, arguments);
   serve

@@ -14,6 +14,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 
 constexpr std::size_t kLongestAnswer = 2000;
 
@@ -253,6 +254,43 @@ TEST_F(RequestExecutorTest, WhatIsNoRequestIsNotAnswered) {
   veskVerifyRespPDU response(0);
   EXPECT_EQ(handle(*encoded(response)), "");
   EXPECT_EQ(handle(createRequest(1) + "x"), "");
+}
+
+// Requests of this class: a set of 59.200.1 with a list of so many nulls.
+std::string setOfNulls(unsigned count) {
+  veskOid object("59.200.0.1");
+  auto* nulls = newList();
+  for (unsigned i = 0; i < count; ++i) nulls->append(new veskType);
+  veskSetPDU request(object, with(newList(), "59.200.1", nulls));
+  request.requestId.value = 7;
+  const std::string bytes = *encoded(request);
+  request.clear();
+  return bytes;
+}
+
+TEST_F(RequestExecutorTest, ARequestWithTooManyValuesIsRefused) {
+  RequestExecutor strict(&store, &registrations, &router, kLongestAnswer, 100);
+  strict.handle(local(), createRequest(1), now);
+  // The PDU, the attribute and the list are values as well.
+  EXPECT_EQ(encoded(*decoded(strict.handle(local(), setOfNulls(97), now))),
+            "\x28\x03\x00\x43\x01\x07\x0A\x00\x80\x43\x00"s);
+  EXPECT_EQ(strict.handle(local(), setOfNulls(98), now),
+            "\x28\x03\x01\x02\x43\x01\x07\x0A\x00\x80\x43\x00"s);
+}
+
+TEST_F(RequestExecutorTest, AnswersCarryNoTagsOfStrangers) {
+  handle(createRequest(1));
+  // A set of 59.200.1 to "abc", whose length has a tag that no class has.
+  EXPECT_EQ(handle("\x20\x03\x00\x43\x01\x02\x0A\x00"
+                   "\x0A\x01\x01\x3B\x01\xC8\x00\x01\x01\x80\x43\x01\x01"
+                   "\x17\x0B\x01\x01\x3B\x01\xC8\x01\x01\x01"
+                   "\x09\x8F\x01\x03\x61\x62\x63"s),
+            "\x28\x03\x00\x43\x01\x02\x0A\x00\x80\x43\x00"s);
+  EXPECT_EQ(handle("\x1F\x03\x00\x43\x01\x03\x0A\x00"
+                   "\x0A\x01\x01\x3B\x01\xC8\x00\x01\x01\x80\x43\x00"s),
+            "\x27\x03\x00\x43\x01\x03\x0A\x00\x80\x43\x00"
+            "\x80\x43\x01\x01\x17\x0B\x01\x01\x3B\x01\xC8\x01\x01\x01"
+            "\x09\x43\x01\x03\x61\x62\x63"s);
 }
 
 TEST_F(RequestExecutorTest, AnAnswerThatIsTooLongBecomesAnError) {

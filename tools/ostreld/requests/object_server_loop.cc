@@ -42,7 +42,7 @@ class ObjectServer : public ServerLoop {
         host_(options.listen),
         router_(&objects_, &registrations_, options.policy),
         executor_(&store_, &registrations_, &router_, &counters(),
-                  options.longestAnswer) {
+                  options.longestAnswer, options.mostValues) {
     router_.add(&host_);
     router_.add(&principals_);
     // From the first time on, the system notes when datagrams arrive.

@@ -10,6 +10,7 @@
 #include "net/server_loop.h"
 #include "objects/registrations.h"
 #include "requests/policy.h"
+#include "support/limits.h"
 
 namespace ostrel::tools::server {
 
@@ -23,6 +24,7 @@ struct ObjectServerOptions : ServerOptions {
   std::string store;  // a path, or kInMemory
   Policy policy;
   RegistrationRules registrations;
+  std::size_t mostValues = kMostValues;  // of a request, and of an object
   double clockRate = 1;
 };
 

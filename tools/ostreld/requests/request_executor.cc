@@ -52,12 +52,14 @@ class RequestExecutor::Change {
 
 RequestExecutor::RequestExecutor(Store* store, Registrations* registrations,
                                  RequestRouter* router, Counters* counters,
-                                 std::size_t longestAnswer)
+                                 std::size_t longestAnswer,
+                                 std::size_t mostValues)
     : store_(store),
       registrations_(registrations),
       router_(router),
       counters_(counters),
       longestAnswer_(longestAnswer),
+      mostValues_(mostValues),
       repeats_(store) {
   tick(std::chrono::steady_clock::now());
 }
@@ -72,15 +74,26 @@ void RequestExecutor::handle(Message& message, Time arrived) {
     counters_->add(Counter::kRepeats);
     return;
   }
-  const Owned<veskType> value = decoded(message.bytes);
+  // Nothing is made of the bytes before it is known what that would cost.
+  const auto values = valuesIn(message.bytes);
+  const bool tooMany = values.value_or(0) > mostValues_;
+  const Owned<veskType> value =
+      tooMany ? headerIn(message.bytes) : decodedCanonically(message.bytes);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
-  if (pdu == nullptr) {
+  if (!values || pdu == nullptr) {
+    counters_->add(Counter::kMalformed);
     log(Level::kDebug, endpointText(message.from) + " sent what is no PDU");
     return;
   }
   logRequest(*pdu, message.from);
   const RequestKind* kind = kindOf(*pdu);
   if (kind == nullptr) return;
+  if (tooMany) {
+    counters_->add(Counter::kMalformed);
+    ready_.push_back({message.from,
+                      refusalBytes(*kind, pdu->requestId.value, kBadValue)});
+    return;
+  }
   const std::string key = Repeats::keyOf(message.from, message.bytes);
   const Asked asked = {*kind, *pdu, message, key, arrived};
   try {

@@ -17,6 +17,7 @@
 #include "requests/request_router.h"
 #include "store/store.h"
 #include "support/counters.h"
+#include "support/limits.h"
 
 namespace ostrel::tools::server {
 
@@ -36,10 +37,12 @@ class RequestExecutor {
   static constexpr std::size_t kMostHeldEvents = 1024;
 
   // What is given has to outlive this object. An answer that would be longer
-  // than `longestAnswer` bytes is a refusal instead.
+  // than `longestAnswer` bytes is a refusal instead, and so is the answer to a
+  // request with more than `mostValues` values in it.
   RequestExecutor(Store* store, Registrations* registrations,
                   RequestRouter* router, Counters* counters,
-                  std::size_t longestAnswer);
+                  std::size_t longestAnswer,
+                  std::size_t mostValues = kMostValues);
 
   // Executes a request. Changes belong to a batch, which the first of them
   // begins; once there is one, other requests see it, and belong to it too.
@@ -92,6 +95,7 @@ class RequestExecutor {
   RequestRouter* router_;
   Counters* counters_;
   std::size_t longestAnswer_;
+  std::size_t mostValues_;
   Repeats repeats_;
 
   std::optional<Transaction> transaction_;  // of the batch

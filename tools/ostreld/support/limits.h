@@ -1,4 +1,4 @@
-// Bounds that hold for both servers, in bytes.
+// Bounds that hold for both servers, in bytes unless they say otherwise.
 
 #ifndef OSTREL_TOOLS_OSTRELD_SUPPORT_LIMITS_H
 #define OSTREL_TOOLS_OSTRELD_SUPPORT_LIMITS_H
@@ -9,6 +9,10 @@ namespace ostrel::tools::server {
 
 // No value is stored or copied that is longer.
 constexpr std::size_t kLongestValue = 16 << 20;
+
+// How many values a request may have, those inside others included, unless the
+// command line says otherwise: each takes up to 600 bytes of memory.
+constexpr std::size_t kMostValues = 65536;
 
 // Longer than any answer that has nothing but a code.
 constexpr std::size_t kLongestRefusal = 256;
