@@ -269,12 +269,13 @@ std::string setOfNulls(unsigned count) {
 }
 
 TEST_F(RequestExecutorTest, ARequestWithTooManyValuesIsRefused) {
-  RequestExecutor strict(&store, &registrations, &router, kLongestAnswer, 100);
-  strict.handle(local(), createRequest(1), now);
+  executor.emplace(&store, &registrations, &router, &counters, kLongestAnswer,
+                   100);
+  handle(createRequest(1));
   // The PDU, the attribute and the list are values as well.
-  EXPECT_EQ(encoded(*decoded(strict.handle(local(), setOfNulls(97), now))),
+  EXPECT_EQ(handle(setOfNulls(97)),
             "\x28\x03\x00\x43\x01\x07\x0A\x00\x80\x43\x00"s);
-  EXPECT_EQ(strict.handle(local(), setOfNulls(98), now),
+  EXPECT_EQ(handle(setOfNulls(98)),
             "\x28\x03\x01\x02\x43\x01\x07\x0A\x00\x80\x43\x00"s);
 }
 

@@ -1,8 +1,12 @@
 #include "support/value_order.h"
 
 #include <gtest/gtest.h>
+#include <ostrel/veskAttr.h>
 
+#include <ctime>
 #include <limits>
+#include <memory>
+#include <string>
 
 #include "common/owned.h"
 
@@ -92,6 +96,51 @@ TEST(ContainsValue, FindsPartsOfTextsAndBytesAndElementsOfLists) {
   EXPECT_TRUE(containsValue(list, seven));
   EXPECT_FALSE(containsValue(list, eight));
   EXPECT_FALSE(containsValue(seven, seven));
+}
+
+TEST(ContainsValue, FindsAnEmptyPartInEveryText) {
+  veskString whole("abc");
+  veskString empty;
+  veskString alsoEmpty;
+  EXPECT_TRUE(containsValue(whole, empty));
+  EXPECT_TRUE(containsValue(alsoEmpty, empty));
+  EXPECT_FALSE(containsValue(empty, whole));
+}
+
+// Seconds of this thread's work that finding the part takes.
+double secondsFor(veskType& whole, veskType& part, bool expected) {
+  const std::clock_t begin = std::clock();
+  EXPECT_EQ(containsValue(whole, part), expected);
+  return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+}
+
+// Comparing the part at each place would take 100,000,000,000 steps.
+TEST(ContainsValue, TakesTimeInProportionToTheLengths) {
+  constexpr std::size_t kText = 1000000;
+  constexpr std::size_t kPart = 200000;
+  std::string part(kPart, 'a');
+  for (const std::size_t odd : {std::size_t{0}, kPart / 2, kPart - 1}) {
+    part[odd] = 'b';
+    veskString whole(std::string(kText, 'a').c_str());
+    veskString wanted(part.c_str());
+    EXPECT_LT(secondsFor(whole, wanted, false), 0.2);
+    part[odd] = 'a';
+  }
+}
+
+// Each element is an object, and they are compared by their encodings.
+TEST(ContainsValue, DoesNotEncodeALongPartForEachElement) {
+  OwnedList list;
+  for (int i = 0; i < 20000; ++i) {
+    veskAid id("59.200.1");
+    list.append(new veskAttribute(&id, std::make_unique<veskInt>(i).get()));
+  }
+  veskAid id("59.200.1");
+  veskString text(std::string(1000000, 'a').c_str());
+  veskAttribute part(&id, &text);
+  EXPECT_LT(secondsFor(list, part, false), 1);
+  list.append(new veskAttribute(&part));
+  EXPECT_LT(secondsFor(list, part, true), 1);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <ostrel/elements.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -74,10 +75,18 @@ bool sameElements(veskList& left, veskList& right) {
                     });
 }
 
+// Takes no longer than the left value is long: a list's elements are compared
+// one after another with one value, which may be as long as all of them.
 bool sameEncoding(veskType& left, veskType& right) {
   const auto a = encoded(left, kLongestValue);
-  const auto b = encoded(right, kLongestValue);
-  return a.has_value() && a == b;
+  return a.has_value() && encoded(right, a->size()) == a;
+}
+
+// In time that grows with the sum of both lengths, whatever the bytes: find()
+// of a string compares the part again at every place where its first byte is.
+bool containsBytes(std::string_view whole, std::string_view part) {
+  return part.empty() || memmem(whole.data(), whole.size(), part.data(),
+                                part.size()) != nullptr;
 }
 
 }  // namespace
@@ -119,7 +128,7 @@ bool containsValue(veskType& whole, veskType& part) {
   if (typeid(whole) != typeid(part)) return false;
   const auto bytes = bytesIn(whole);
   const auto wanted = bytesIn(part);
-  return bytes && wanted && bytes->find(*wanted) != bytes->npos;
+  return bytes && wanted && containsBytes(*bytes, *wanted);
 }
 
 }  // namespace ostrel::tools::server
