@@ -25,9 +25,13 @@ fi
 mark='(T[VIST]|Th?v?n?[0-9]+_|GV)?'
 public='vesk[A-Z]|genericList|listPointer|timeoutList|timeoutEntry|pendingRequest'
 public="$public|idMap|OSrequest|DSrequest|getPrincipalOid"
-ours='measureValue|canonicalizeValue'
+# Of the library's own namespace: what judges encodings, and the classes and
+# functions of the asynchronous client.
+async='Aid|Attributes?|Endpoint|Error|ItemError|Object|Oid|Term|Value|typeName'
+async="$async|fail(EmptyCall|NoError|NoValue)"
+encoding="measureValue|canonicalizeValue"
 others=$(echo "$names" |
-  grep -Ev "^_Z(${mark}N?K?[0-9]+($public)|N6ostrel[0-9]+($ours)E)")
+  grep -Ev "^_Z${mark}N?K?([0-9]+($public)|6ostrel[0-9]+($async|$encoding))")
 if [ -n "$others" ]; then
   echo "Symbols that are no part of the public interface:"
   echo "$others" | c++filt 2>/dev/null || echo "$others"

@@ -17,6 +17,7 @@ for unit in list type elements; do public[$unit]=1; done
 for unit in veskAttr veskOmAttr veskError veskPDU objectdesc; do public[$unit]=2; done
 for unit in timelist datagram message transaction; do public[$unit]=3; done
 for unit in commreq access veskQuery veskEvent; do public[$unit]=4; done
+for unit in function identifier result value attributes; do public[$unit]=4; done
 
 broken=0
 complain() {
@@ -52,9 +53,9 @@ for entry in src/*; do
   [ "${rank[$name]+known}" ] || complain "$entry: in no layer"
 done
 for layer in "${layers[@]}"; do
-  for file in src/"$layer"/*; do
+  while IFS= read -r file; do
     [ "$file" = src/value/tag_table.cc ] || check "${rank[$layer]}" "$file"
-  done
+  done < <(find src/"$layer" -type f)
 done
 for file in include/ostrel/*.h; do
   name=$(basename "$file" .h)

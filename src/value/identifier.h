@@ -5,6 +5,8 @@
 
 #include <ostrel/type.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -32,11 +34,14 @@ template <class Identifier>
 constexpr std::size_t kIdentifierRoom =
     1 + kIntegerRoom* kComponents<Identifier>;
 
+// Text that ends with a NUL, or after `most` characters.
 template <class Identifier>
-void parseIdentifier(Identifier& self, const char* text) {
+void parseIdentifier(Identifier& self, const char* text,
+                     std::size_t most = kTextLimit<Identifier>) {
   self.valid = 0;
   if (text == nullptr) return;
-  const char* const end = text + strnlen(text, kTextLimit<Identifier>);
+  const char* const end =
+      text + strnlen(text, std::min(most, kTextLimit<Identifier>));
   unsigned read = 0;
   while (text != end) {
     if (*text == '.') {
