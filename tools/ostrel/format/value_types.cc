@@ -180,7 +180,7 @@ std::string readIdentifier(std::string_view text, Identifier* id) {
 
 // Whole and real numbers.
 template <class Class>
-struct Format {
+struct NumberFormat {
   using Number = decltype(Class::value);
   using Limits = std::numeric_limits<Number>;
 
@@ -208,6 +208,21 @@ struct Format {
       json["value"] = realJson(static_cast<double>(value.value));
   }
 };
+template <class Class>
+struct Format : NumberFormat<Class> {};
+
+// No receiver decodes these: a server would not even answer.
+template <class Class>
+struct UnreadFormat : NumberFormat<Class> {
+  [[noreturn]] static Value parse(const TypedText& typed) {
+    throw TextError("no server reads a " + std::string(typed.type) +
+                    ": write 'uint:" + escaped(typed.text) + "' instead");
+  }
+};
+template <>
+struct Format<veskGauge> : UnreadFormat<veskGauge> {};
+template <>
+struct Format<veskCounter> : UnreadFormat<veskCounter> {};
 
 // One character; a number in JSON.
 template <class Class>
@@ -376,9 +391,11 @@ struct Format<veskAttribute> : ContainerFormat {};
 template <class Class>
 constexpr ValueFormat rowOf(ValueType<Class> type) {
   if constexpr (std::is_base_of_v<ContainerFormat, Format<Class>>) {
-    return {type.name, nullptr, nullptr, nullptr};
+    return {type.name, true, nullptr, nullptr, nullptr};
   } else {
-    return {type.name, Format<Class>::parse,
+    constexpr bool kRead =
+        !std::is_base_of_v<UnreadFormat<Class>, Format<Class>>;
+    return {type.name, kRead, Format<Class>::parse,
             [](veskType& value, bool nested) {
               return Format<Class>::print(dynamic_cast<Class&>(value), nested);
             },
@@ -396,7 +413,6 @@ constexpr auto kFormats =
 const char* const kValueHelp = R"(Values are written TYPE:VALUE.
   int:5 uint:5 short:5 ushort:5 long:5 ulong:5    whole numbers, 0x for hex
   float:1.5 double:1.5 bool:true
-  gauge:5 counter:5   servers refuse these: send uint:5
   string:abc          escapes: \n \t \r \xNN \\
   char:A uchar:\xff   one character
   time:now+1h         now, now-30m (s m h d w), 2026-11-21T03:19:26Z, seconds
@@ -421,7 +437,7 @@ const ValueFormat* formatOf(veskType& value) {
 std::string typeNames() {
   std::string names;
   for (const ValueFormat& format : kFormats)
-    names += std::string(format.name) + " ";
+    if (format.read) names += std::string(format.name) + " ";
   return names + "null";
 }
 

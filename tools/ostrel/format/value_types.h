@@ -37,6 +37,9 @@ struct TypedText {
 struct ValueFormat {
   const char* name;
 
+  // Whether receivers read it; the others are printed only.
+  bool read;
+
   // Throws TextError.
   Value (*parse)(const TypedText& typed);
 
@@ -51,7 +54,7 @@ struct ValueFormat {
 const ValueFormat* formatNamed(std::string_view name);
 const ValueFormat* formatOf(veskType& value);
 
-// All names, with spaces between.
+// The names of what can be sent, with spaces between.
 std::string typeNames();
 
 // How values are written, for people.
