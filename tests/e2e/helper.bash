@@ -55,6 +55,12 @@ serve() {
   startUntil 'object server on' "$log" "$OSTRELD" serve "$@"
 }
 
+# stranger KIND starts a server that answers as no object server does.
+stranger() {
+  : >"$BATS_TEST_TMPDIR/stranger.log"
+  startUntil ready "$BATS_TEST_TMPDIR/stranger.log" "$STRANGER" "$1"
+}
+
 # Ends what was started, the last first, so that a watch still finds its server.
 # A program that does not end well fails the test.
 stopAll() {

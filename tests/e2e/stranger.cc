@@ -1,7 +1,7 @@
-// stranger verify|garbage
+// stranger verify|garbage|silence
 //
 // An object server on 127.0.0.1 that answers each request with a verify
-// response, or with bytes that are no PDU, for tests of the tool.
+// response, with bytes that are no PDU, or not at all, for tests of the tool.
 
 #include <arpa/inet.h>
 #include <ostrel/codes.h>
@@ -22,8 +22,9 @@ extern "C" void end(int) { _exit(0); }
 
 int main(int, char** argv) {
   signal(SIGTERM, end);
-  const bool garbage =
-      argv[1] != nullptr && std::strcmp(argv[1], "garbage") == 0;
+  const auto isTo = [&](const char* what) {
+    return argv[1] != nullptr && std::strcmp(argv[1], what) == 0;
+  };
   veskMessageHandler handler;
   if (handler.open(ostrel::kObjectServerPort) < 0) return 1;
   std::puts("ready");
@@ -32,10 +33,10 @@ int main(int, char** argv) {
     veskPDU* request = nullptr;
     sockaddr_in from = {};
     if (handler.recv(&from, &request) != 0 || request == nullptr) continue;
-    if (garbage) {
+    if (isTo("garbage")) {
       char bytes[] = "\xff\xff\xff";
       handler.veskDatagramHandler::send(&from, bytes, 3);
-    } else {
+    } else if (!isTo("silence")) {
       veskVerifyRespPDU answer;
       answer.requestId.value = request->requestId.value;
       handler.send(&from, &answer);

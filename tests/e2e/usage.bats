@@ -3,12 +3,6 @@
 
 load helper
 
-# stranger KIND starts a server that answers as no object server does.
-stranger() {
-  : >"$BATS_TEST_TMPDIR/stranger.log"
-  startUntil ready "$BATS_TEST_TMPDIR/stranger.log" "$STRANGER" "$1"
-}
-
 @test "every command has help with examples" {
   run "$OSTREL" --help
   [ "$status" = 0 ]
@@ -70,6 +64,7 @@ END
 }
 
 @test "no answer ends with 3, after all retransmissions" {
+  stranger silence
   run --separate-stderr ostrel --retries 1 get 59.6.0.1
   [ "$status" = 3 ]
   [[ $stderr == 'ostrel: no answer from 127.0.0.1:5135: 10(Network Error): timed out'* ]]
@@ -77,6 +72,19 @@ END
   [ "$status" = 3 ]
   same "$(json '[.failure, .status.code]')" '["noAnswer",10]'
   same "$(jq -c .trace <<<"$stderr")" $'"sent"\n"sent again"'
+  stopAll
+}
+
+@test "a closed port ends with 3 at once" {
+  local start=$SECONDS
+  run --separate-stderr ostrel --timeout 60 get 59.6.0.1
+  [ "$status" = 3 ]
+  same "$stderr" 'ostrel: no answer from 127.0.0.1:5135: the port is closed
+        Is an object server running there (ostreld serve)? --server names another host.'
+  run --separate-stderr ostrel --timeout 60 --json --server 127.0.0.1 find 59.200
+  [ "$status" = 3 ]
+  same "$(json '[.failure, .status.code]')" '["noAnswer",10]'
+  [ $((SECONDS - start)) -lt 30 ]
 }
 
 @test "a host that cannot be resolved ends with 6" {
@@ -92,6 +100,7 @@ END
 }
 
 @test "an interrupted wait ends with 130" {
+  stranger silence
   : >"$BATS_TEST_TMPDIR/err"
   "$OSTREL" --principal none --trace get 59.6.0.1 2>"$BATS_TEST_TMPDIR/err" \
     3>&- &
@@ -101,6 +110,7 @@ END
   wait $pid || code=$?
   [ "$code" = 130 ]
   grep -q interrupted "$BATS_TEST_TMPDIR/err"
+  stopAll
 }
 
 @test "an answer of another class ends with 5" {

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "common/addresses.h"
-#include "format/value_types.h"
+#include "format/value_text.h"
 #include "terminal/signals.h"
 
 namespace ostrel::tools::cli {
@@ -150,6 +150,51 @@ TEST_F(SessionTest, GivesUpASilentServer) {
   EXPECT_EQ(failure.code, kNetworkError);
   EXPECT_EQ(failure.what(),
             "no answer from " + where + ": 10(Network Error): timed out");
+}
+
+// A port of loopback where nobody listens.
+std::uint16_t closedPort() {
+  veskMessageHandler messages;
+  messages.open(0);
+  sockaddr_in address = {};
+  socklen_t length = sizeof address;
+  getsockname(messages.socket, reinterpret_cast<sockaddr*>(&address), &length);
+  messages.close();
+  return ntohs(address.sin_port);
+}
+
+TEST_F(SessionTest, DoesNotWaitForAClosedPort) {
+  settings.timeout = 3600;
+  const std::uint16_t port = closedPort();
+  const Failure failure = failureOf(port);
+  EXPECT_EQ(failure.exit, kNoAnswer);
+  EXPECT_EQ(failure.code, kNetworkError);
+  EXPECT_EQ(failure.what(), "no answer from 127.0.0.1:" + std::to_string(port) +
+                                ": the port is closed");
+  EXPECT_EQ(failure.hint,
+            "Is an object server running there (ostreld serve)? --server names "
+            "another host.");
+}
+
+TEST_F(SessionTest, TellsOfAClosedPortWhenThereAreSeveralFragments) {
+  settings.timeout = 3600;
+  Owned<veskList> list(new veskList);
+  list->append(
+      parseAttribute("59.200.1=" + std::string(5000, 'x'), 0).release());
+  veskOid oid("59.200.0.1");
+  veskSetPDU request(oid, list.get());
+  try {
+    session().askAt<veskSetRespPDU>(loopbackAddress(), closedPort(), request);
+    FAIL() << "somebody answered";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit, kNoAnswer) << failure.what();
+  }
+}
+
+TEST_F(SessionTest, AsksAnotherServerAfterAClosedPort) {
+  EXPECT_EQ(failureOf(closedPort()).exit, kNoAnswer);
+  Peer peer([](veskPDU&) { return make<veskVerifyRespPDU>(0); });
+  EXPECT_NE(verify(peer.port()), nullptr);
 }
 
 TEST_F(SessionTest, EndsTheWaitWhenASignalComes) {

@@ -10,6 +10,7 @@
 
 #include "common/addresses.h"
 #include "format/pdu_text.h"
+#include "session/refusals.h"
 
 namespace ostrel::tools::cli {
 namespace {
@@ -40,6 +41,16 @@ class Pending {
       "Check the network, and the address given with --server.", code);
 }
 
+// What to do about a server that is not there, up to the end of the sentence.
+std::string missingHint(const Course& course) {
+  return std::string(dynamic_cast<veskDSsearchPDU*>(&course.request) != nullptr
+                         ? "Is a directory server running there (ostreld "
+                           "directory)?"
+                         : "Is an object server running there (ostreld "
+                           "serve)?") +
+         " --server names another host";
+}
+
 // The request has given up; `cause` is the errno of that.
 [[noreturn]] void throwNoAnswer(const Course& course, int code, int cause) {
   if (cause != ETIMEDOUT)
@@ -47,16 +58,11 @@ class Pending {
                   "cannot send to " + endpointText(course.to) +
                       " again: " + codeText(code),
                   "", code);
-  const bool directory = ntohs(course.to.sin_port) == kDirectoryPort;
-  throw Failure(
-      kNoAnswer,
-      "no answer from " + endpointText(course.to) + ": " +
-          codeText(code, cause),
-      directory ? "Is a directory server running there (ostreld directory)? "
-                  "--timeout and --retries wait longer."
-                : "Is an object server running there (ostreld serve)? --server "
-                  "names another host, --timeout and --retries wait longer.",
-      code);
+  throw Failure(kNoAnswer,
+                "no answer from " + endpointText(course.to) + ": " +
+                    codeText(code, cause),
+                missingHint(course) + "; --timeout and --retries wait longer.",
+                code);
 }
 
 }  // namespace
@@ -76,6 +82,7 @@ void Exchange::open() {
     throw Failure(kSetup,
                   std::string("cannot open a socket: ") + std::strerror(errno),
                   "", kNetworkError);
+  keepRefusals(socket_);
   std::random_device random;
   handler_.nextRequestId = random();
 }
@@ -97,6 +104,7 @@ void Exchange::run(const Course& course, const Take& take) {
   const Pending pending(handler_, course.request);
   send(course);
   do {
+    endWhenRefused(course);
     sendAgain(course, &progress);
     show(course, &progress);
   } while (!waitFor(socket_) || !receive(take));
@@ -107,7 +115,20 @@ void Exchange::send(const Course& course) {
   const int code = handler_.send(&course.to, &course.request);
   const int cause = errno;
   if (output_.settings().trace) trace_.sent("sent", course.to, course.request);
-  if (code != kNoError) throwNotSent(course, code, cause);
+  if (code == kNoError) return;
+  // The second of several fragments fails when the first was refused.
+  endWhenRefused(course);
+  throwNotSent(course, code, cause);
+}
+
+// Throws when nobody listens where the request went.
+void Exchange::endWhenRefused(const Course& course) {
+  if (!takeRefusals(socket_, course.to)) return;
+  output_.endProgress();
+  throw Failure(
+      kNoAnswer,
+      "no answer from " + endpointText(course.to) + ": the port is closed",
+      missingHint(course) + ".", kNetworkError);
 }
 
 // Does what is due. Throws when the request has given up.
@@ -119,6 +140,7 @@ void Exchange::sendAgain(const Course& course, Progress* progress) {
   handler_.tick(&next, &code, &over);
   const int cause = errno;
   if (over != nullptr) {
+    endWhenRefused(course);
     output_.endProgress();
     throwNoAnswer(course, code, cause);
   }

@@ -42,7 +42,7 @@ class Exchange {
 
   // Sends a request, and again when it is time, and hands over each answer
   // until `take` returns true. Throws Failure: it cannot be sent, nobody
-  // answered, or a signal came.
+  // answered or listens there, or a signal came.
   using Take =
       std::function<bool(const sockaddr_in& from, Owned<veskPDU> answer)>;
   void run(const Course& course, const Take& take);
@@ -57,6 +57,7 @@ class Exchange {
 
   void open();
   void send(const Course& course);
+  void endWhenRefused(const Course& course);
   void sendAgain(const Course& course, Progress* progress);
   void show(const Course& course, Progress* progress);
   bool receive(const Take& take);

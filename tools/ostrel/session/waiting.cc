@@ -45,7 +45,7 @@ bool waitFor(int socket) {
                   "A request that was sent may have been carried out.");
   if (ready < 0 && cause != EINTR)
     throw Failure(kSetup, std::string("cannot wait: ") + std::strerror(cause));
-  return ready > 0 && ends[0].revents != 0;
+  return ready > 0 && (ends[0].revents & POLLIN) != 0;
 }
 
 }  // namespace ostrel::tools::cli
