@@ -4,6 +4,11 @@
 
 bats_require_minimum_version 1.5.0
 
+# What the user who runs the tests has set up must not matter.
+unset XDG_RUNTIME_DIR OSTREL_SERVER OSTREL_DIRECTORY OSTREL_PRINCIPAL \
+  OSTREL_TIMEOUT OSTREL_RETRIES OSTREL_PROFILE
+export XDG_CONFIG_HOME=/nonexistent
+
 # Time-outs are short, and nobody's principal is looked up unless a test says so.
 ostrel() { "$OSTREL" --principal none --timeout 1 "$@"; }
 

@@ -356,9 +356,7 @@ ostrel: so is the port for events, 0 here'
 @test "a lookup that gets no answer is announced and does not stop the request" {
   serve other --memory --listen 127.0.0.2
   ostrel --server 127.0.0.2 create 59.200
-  kill "${running[0]}"
-  wait "${running[0]}"
-  running=("${running[1]}")
+  kill -STOP "${running[0]}"
   run --separate-stderr "$OSTREL" --timeout 2 --server 127.0.0.2 \
     verify 59.200.0.1
   [ "$status" = 0 ]
@@ -369,6 +367,24 @@ ostrel: so is the port for events, 0 here'
     verify 59.200.0.1
   [ "$status" = 0 ]
   same "$(jq -r .note <<<"$stderr" | cut -d ' ' -f 1-2)" $'looking up\nthe request'
+  kill -CONT "${running[0]}"
+}
+
+@test "a failed lookup is remembered until it succeeds" {
+  export XDG_RUNTIME_DIR=$BATS_TEST_TMPDIR
+  serve other --memory --listen 127.0.0.2
+  ostrel --server 127.0.0.2 create 59.200
+  kill -STOP "${running[0]}"
+  run --separate-stderr "$OSTREL" --timeout 2 --server 127.0.0.2 \
+    verify 59.200.0.1
+  [[ $stderr == *'without a principal: no answer from 127.0.0.1:5135'* ]]
+  kill -CONT "${running[0]}"
+  run --separate-stderr "$OSTREL" --server 127.0.0.2 verify 59.200.0.1
+  [ "$status" = 0 ]
+  [[ $stderr == *'without a principal: the lookup failed '*' ago'* ]]
+  "$OSTREL" verify 59.110.1.0
+  run --separate-stderr "$OSTREL" --server 127.0.0.2 verify 59.200.0.1
+  same "$stderr" ''
 }
 
 @test "request identifiers begin at random" {

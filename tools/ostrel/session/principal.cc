@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/addresses.h"
+#include "session/lookup_memory.h"
 
 namespace ostrel::tools::cli {
 namespace {
@@ -72,20 +73,29 @@ veskOid principalOf(unsigned user, LocalServer server) {
 
 veskOid lookUpPrincipal(Exchange& exchange, Output& output,
                         const sockaddr_in& to) {
+  const auto without = [&](const std::string& why) {
+    output.announce("the request goes out without a principal: " + why);
+    output.hint("--principal none does not look for one.");
+    return veskOid();
+  };
   const bool sameServer =
       sameEndpoint(to, endpoint(loopbackAddress(), kObjectServerPort));
+  const auto age = failedLookupAge();
+  // The same server is asked anyway, so it can be asked for this, too.
+  if (age && !sameServer)
+    return without("the lookup failed " + plural(*age, "second") + " ago");
   try {
-    return principalOf(geteuid(),
-                       LocalServer(exchange, output,
-                                   sameServer ? output.settings().retries : 0));
+    const veskOid found = principalOf(
+        geteuid(), LocalServer(exchange, output,
+                               sameServer ? output.settings().retries : 0));
+    if (age) forgetFailedLookup();
+    return found;
   } catch (const Failure& failure) {
     if (failure.exit == kInterrupted ||
         (failure.exit == kNoAnswer && sameServer))
       throw;
-    output.announce("the request goes out without a principal: " +
-                    std::string(failure.what()));
-    output.hint("--principal none does not look for one.");
-    return veskOid();
+    if (!sameServer) rememberFailedLookup();
+    return without(failure.what());
   }
 }
 

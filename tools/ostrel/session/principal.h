@@ -11,7 +11,8 @@
 namespace ostrel::tools::cli {
 
 // Asks for it. The server that the request itself goes to is `to`: another
-// than this host's does without the principal, so that nobody waits long.
+// than this host's does without the principal, so that nobody waits long, and
+// for five minutes after a failure it is not looked for again.
 // Returns an invalid identifier, and tells people why, when there is none.
 // Throws Failure when a signal came, or the server is the same and silent.
 veskOid lookUpPrincipal(Exchange& exchange, Output& output,
