@@ -1,15 +1,13 @@
 #include "options.h"
 
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <stdexcept>
 
 #include "common/addresses.h"
+#include "common/environment.h"
 #include "store/sqlite_store.h"
 
 namespace ostrel::tools::server {
@@ -126,30 +124,12 @@ void addRegistrations(CLI::App* serve, ServeArguments* arguments) {
       ->capture_default_str();
 }
 
-std::string environment(const char* name) {
-  const char* text = std::getenv(name);
-  return text == nullptr ? "" : text;
-}
-
-// The user's home directory; "" when there is none.
-std::string home() {
-  const std::string given = environment("HOME");
-  if (!given.empty()) return given;
-  const passwd* user = getpwuid(geteuid());
-  return user == nullptr ? "" : user->pw_dir;
-}
-
 // Where a service's or user's state belongs; "" when that cannot be told.
 std::string defaultStore() {
   const std::string service = environment("STATE_DIRECTORY");
   if (!service.empty()) return service + "/objects.db";
-  std::string state = environment("XDG_STATE_HOME");
-  if (state.empty()) {
-    const std::string folder = home();
-    if (folder.empty() || folder == "/") return "";
-    state = folder + "/.local/state";
-  }
-  return state + "/ostreld/objects.db";
+  const std::string state = userFolder("XDG_STATE_HOME", ".local/state");
+  return state.empty() ? "" : state + "/ostreld/objects.db";
 }
 
 void makeFolderOf(const std::string& store) {
