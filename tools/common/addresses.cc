@@ -5,7 +5,9 @@
 #include <ostrel/codes.h>
 #include <sys/socket.h>
 
+#include <charconv>
 #include <cstring>
+#include <system_error>
 
 namespace ostrel::tools {
 namespace {
@@ -37,6 +39,19 @@ HostLookup lookUpHost(const std::string& host) {
   std::memcpy(&address, found->ai_addr, sizeof address);
   freeaddrinfo(found);
   return {code, address.sin_addr};
+}
+
+std::optional<ServerName> parseServerName(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  ServerName server;
+  server.host = text.substr(0, colon);
+  if (server.host.empty()) return std::nullopt;
+  if (colon == text.npos) return server;
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data() + colon + 1, end, server.port);
+  if (read.ec != std::errc() || read.ptr != end || server.port == 0)
+    return std::nullopt;
+  return server;
 }
 
 sockaddr_in endpoint(in_addr address, std::uint16_t port) {
@@ -98,6 +113,11 @@ std::string addressText(in_addr address) {
 std::string endpointText(const sockaddr_in& address) {
   return addressText(address.sin_addr) + ":" +
          std::to_string(ntohs(address.sin_port));
+}
+
+std::string serverText(const sockaddr_in& address, std::uint16_t usualPort) {
+  return ntohs(address.sin_port) == usualPort ? addressText(address.sin_addr)
+                                              : endpointText(address);
 }
 
 }  // namespace ostrel::tools

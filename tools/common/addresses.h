@@ -22,6 +22,14 @@ struct HostLookup {
 };
 HostLookup lookUpHost(const std::string& host);
 
+// A server as people name it, HOST or HOST:PORT; port 0 when none is named.
+struct ServerName {
+  std::string host;
+  std::uint16_t port = 0;
+};
+// Nothing when there is no host, or the port is no number from 1 to 65535.
+std::optional<ServerName> parseServerName(const std::string& text);
+
 // A port, in host order, at an address.
 sockaddr_in endpoint(in_addr address, std::uint16_t port);
 bool sameEndpoint(const sockaddr_in& left, const sockaddr_in& right);
@@ -49,6 +57,9 @@ bool contains(Network network, in_addr address);
 // "127.0.0.1" and "127.0.0.1:5135".
 std::string addressText(in_addr address);
 std::string endpointText(const sockaddr_in& address);
+
+// The shorter one where the port is the usual one.
+std::string serverText(const sockaddr_in& address, std::uint16_t usualPort);
 
 }  // namespace ostrel::tools
 

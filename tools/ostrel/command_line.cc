@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/addresses.h"
 #include "completion.h"
+#include "format/value_types.h"
 #include "version.h"
 
 namespace ostrel::tools::cli {
@@ -35,6 +37,43 @@ constexpr const char* kCompletionHelp =
     "  eval \"$(ostrel completion bash)\"\n"
     "  ostrel completion zsh > ~/.zfunc/_ostrel";
 
+constexpr const char* kConfig = "config";
+constexpr const char* kConfigHelp =
+    "An option that is not given has the value of its variable "
+    "(OSTREL_SERVER,\n"
+    "OSTREL_DIRECTORY, OSTREL_PRINCIPAL, OSTREL_TIMEOUT, OSTREL_RETRIES), else "
+    "of\nthe profile (--profile, OSTREL_PROFILE), else of the file, "
+    "ostrel/config.toml\nin $XDG_CONFIG_HOME or ~/.config:\n\n"
+    "  timeout = 2\n"
+    "  [profile.site-a]\n"
+    "  server = \"objects.site-a.example.org:5235\"\n"
+    "  principal = \"59.110.1.1000\"\n\n"
+    "Keys are server, directory, principal, timeout, retries, json and quiet."
+    "\n\n"
+    "Examples:\n"
+    "  ostrel config show\n"
+    "  ostrel --profile site-a config show";
+
+const CLI::Validator kServer(
+    [](const std::string& text) {
+      return text.empty() || parseServerName(text)
+                 ? ""
+                 : "'" + escaped(text) + "' is no HOST or HOST:PORT";
+    },
+    "");
+
+const CLI::Validator kPrincipal(
+    [](const std::string& text) -> std::string {
+      if (text.empty() || text == "none") return "";
+      try {
+        parseOid(text);
+        return "";
+      } catch (const TextError& error) {
+        return error.what();
+      }
+    },
+    "");
+
 std::vector<Command> allCommands() {
   std::vector<Command> all;
   for (const auto part : {objectCommands, searchCommands, directoryCommands,
@@ -57,9 +96,21 @@ CommandLine::CommandLine() : app_(kAbout, "ostrel") {
   formatter->label("SUBCOMMAND", "COMMAND");
   // So that an alias may give options which the command line overrides.
   app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  addOptions();
+  for (const Command& command : allCommands()) add(command);
+  addConfig();
+  addCompletion();
+}
+
+void CommandLine::addOptions() {
   app_.add_option("-s,--server", settings_.server,
-                  "Server, by name or address; else this host")
-      ->type_name("NAME|ADDRESS");
+                  "Object server, by name or address; else this host")
+      ->type_name("HOST[:PORT]")
+      ->check(kServer);
+  app_.add_option("--directory", settings_.directory,
+                  "Directory server for find; else --server, or a multicast")
+      ->type_name("HOST[:PORT]")
+      ->check(kServer);
   app_.add_option("-t,--timeout", settings_.timeout,
                   "Wait so long before sending again, then twice as long (3)")
       ->type_name("SECONDS")
@@ -70,7 +121,11 @@ CommandLine::CommandLine() : app_(kAbout, "ostrel") {
       ->check(CLI::Range(0, 20).description(""));
   app_.add_option("-p,--principal", settings_.principal,
                   "On whose behalf; else this host's server is asked")
-      ->type_name("OID|none");
+      ->type_name("OID|none")
+      ->check(kPrincipal);
+  app_.add_option("--profile", profile_,
+                  "Take what is not given from this part of the configuration")
+      ->type_name("NAME");
   app_.add_flag("-n,--dry-run", settings_.dryRun,
                 "Show what would be sent, and send nothing");
   app_.add_flag("-j,--json", settings_.json,
@@ -79,8 +134,6 @@ CommandLine::CommandLine() : app_(kAbout, "ostrel") {
                 "Print only values and identifiers");
   app_.add_flag("--trace", settings_.trace,
                 "Show all that is sent and received, in text and hex");
-  for (const Command& command : allCommands()) add(command);
-  addCompletion();
 }
 
 CLI::App& CommandLine::add(const char* name, const char* description,
@@ -116,10 +169,61 @@ void CommandLine::addCompletion() {
       ->check(CLI::IsMember({"bash", "zsh"}).description(""));
 }
 
+void CommandLine::addConfig() {
+  CLI::App& command =
+      add(kConfig, "Show what is configured, and where", kConfigHelp,
+          [this](Output& output) { return showConfiguration(output); });
+  command.add_option("WHAT", what_, "show")
+      ->required()
+      ->check(CLI::IsMember({"show"}).description(""));
+}
+
+Exit CommandLine::showConfiguration(Output& output) const {
+  constexpr std::size_t kNameWidth = 11;
+  constexpr std::size_t kValueWidth = 30;
+  const auto padded = [](std::string text, std::size_t width) {
+    if (text.size() < width) text.append(width - text.size(), ' ');
+    return text + " ";
+  };
+  const std::string& file = configuration_.file();
+  Json json;
+  json["command"] = kConfig;
+  json["file"] = file.empty() ? Json(nullptr) : Json(file);
+  json["fileIsThere"] = configuration_.fileIsThere();
+  const std::string& profile = configuration_.profile();
+  json["profile"] = profile.empty() ? Json(nullptr) : Json(profile);
+  json["settings"] = Json::array();
+  std::string text = padded("file", kNameWidth) +
+                     padded(escaped(file), kValueWidth) +
+                     (configuration_.fileIsThere() ? "there" : "not there") +
+                     "\n" + padded("profile", kNameWidth) +
+                     (profile.empty() ? "none" : escaped(profile)) + "\n";
+  for (const Effective& each : configuration_.effective()) {
+    text += padded(each.name, kNameWidth) +
+            padded(escaped(each.value), kValueWidth) + escaped(each.source) +
+            "\n";
+    json["settings"].push_back(
+        {{"name", each.name}, {"value", each.value}, {"source", each.source}});
+  }
+  output.result(text, json);
+  return kDone;
+}
+
 void CommandLine::parse(std::vector<std::string> arguments) {
   // The library takes them from the end.
   std::reverse(arguments.begin(), arguments.end());
   app_.parse(arguments);
+}
+
+void CommandLine::configure() {
+  // Scripts are made where packages are built, whoever's configuration is
+  // there.
+  if (command() == kCompletion) return;
+  const std::string server = settings_.server;
+  const std::string directory = settings_.directory;
+  configuration_.apply(app_, profile_);
+  // Whoever names one server for this command means it, whatever is configured.
+  if (!server.empty() && directory.empty()) settings_.directory = server;
 }
 
 std::string CommandLine::command() const {

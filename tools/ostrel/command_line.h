@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "configuration.h"
 #include "terminal/settings.h"
 
 namespace ostrel::tools::cli {
@@ -23,6 +24,10 @@ class CommandLine {
   // Reads the arguments, without the program's name. Throws CLI::ParseError,
   // which stands for --help and --version too.
   void parse(std::vector<std::string> arguments);
+
+  // Fills in what the environment and the configuration file say. Throws
+  // Failure.
+  void configure();
 
   // The text of a help or version request, or what to say about a mistake.
   std::string textFor(const CLI::ParseError& error);
@@ -45,10 +50,16 @@ class CommandLine {
   CLI::App& add(const char* name, const char* description,
                 const std::string& help, Run run);
   void add(const Command& command);
+  void addOptions();
   void addCompletion();
+  void addConfig();
+  Exit showConfiguration(Output& output) const;
 
   CLI::App app_;
   Settings settings_;
+  std::string profile_;
+  std::string what_;  // of "config"
+  Configuration configuration_;
   Run run_;
   Arguments arguments_;
 };

@@ -88,7 +88,7 @@ std::string bashCompletion(CLI::App& app) {
          "  [ \"$COMP_CWORD\" -gt 0 ] && before=${COMP_WORDS[COMP_CWORD - 1]}\n"
          "  COMPREPLY=()\n"
          "  case $before in\n"
-         "    -s | --server)\n"
+         "    -s | --server | --directory)\n"
          "      COMPREPLY=($(compgen -A hostname -- \"$word\"))\n"
          "      return ;;\n"
          "    -p | --principal)\n"
@@ -121,6 +121,8 @@ std::string bashCompletion(CLI::App& app) {
          "\" -- \"$word\"))\n"
          "  elif [ \"$command\" = completion ]; then\n"
          "    COMPREPLY=($(compgen -W 'bash zsh' -- \"$word\"))\n"
+         "  elif [ \"$command\" = config ]; then\n"
+         "    COMPREPLY=($(compgen -W show -- \"$word\"))\n"
          "  fi\n"
          "}\n"
          "complete -F _ostrel ostrel\n";
@@ -131,9 +133,10 @@ std::string zshCompletion(CLI::App& app) {
   for (CLI::App* command : commandsOf(app)) {
     commands += "    '" + command->get_name() + ":" +
                 zshText(command->get_description()) + "'\n";
-    const std::string words = command->get_name() == "completion"
-                                  ? "'1:shell:(bash zsh)'"
-                                  : "'*:word: '";
+    const std::string name = command->get_name();
+    const std::string words = name == "completion" ? "'1:shell:(bash zsh)'"
+                              : name == "config"   ? "'1:what:(show)'"
+                                                   : "'*:word: '";
     cases += "    " + command->get_name() +
              ")\n"
              "      _arguments -s \\\n" +

@@ -49,9 +49,7 @@ Exit run(CommandLine& line, Output& output) {
     return failure.exit;
   };
   try {
-    // Found here, so that nothing is sent on behalf of a mistake.
-    const std::string& principal = line.settings().principal;
-    if (!principal.empty() && principal != "none") parseOid(principal);
+    line.configure();
     return line.run(output);
   } catch (const Failure& failure) {
     if (failure.exit != kRefused || line.subject().empty())

@@ -20,6 +20,30 @@ TEST(LookUpHost, TakesAnAddressForItself) {
   EXPECT_EQ(addressText(found.address), "127.0.0.9");
 }
 
+TEST(ParseServerName, TakesAHostWithAPortOrWithout) {
+  const auto plain = parseServerName("printers.example.org");
+  ASSERT_TRUE(plain.has_value());
+  EXPECT_EQ(plain->host, "printers.example.org");
+  EXPECT_EQ(plain->port, 0);
+  const auto full = parseServerName("10.0.0.7:65535");
+  ASSERT_TRUE(full.has_value());
+  EXPECT_EQ(full->host, "10.0.0.7");
+  EXPECT_EQ(full->port, 65535);
+}
+
+TEST(ParseServerName, RefusesWhatIsNoPort) {
+  for (const char* text :
+       {"", ":5135", "host:", "host:0", "host:65536", "host:-1", "host:+5",
+        "host: 5", "host:5x", "host:5:6", "host:0x10"})
+    EXPECT_FALSE(parseServerName(text).has_value()) << text;
+}
+
+TEST(ServerText, LeavesOutTheUsualPort) {
+  const sockaddr_in to = endpoint(loopbackAddress(), 5135);
+  EXPECT_EQ(serverText(to, 5135), "127.0.0.1");
+  EXPECT_EQ(serverText(to, 5136), "127.0.0.1:5135");
+}
+
 TEST(Endpoint, IsAnAddressAndAPort) {
   const sockaddr_in to = endpoint(loopbackAddress(), 5135);
   EXPECT_EQ(endpointText(to), "127.0.0.1:5135");

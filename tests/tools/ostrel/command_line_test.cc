@@ -33,9 +33,10 @@ TEST(CommandLine, HasTheCommandsInTheOrderOfTheHelp) {
   std::vector<std::string> names;
   for (CLI::App* command : commandsOf(line))
     names.push_back(command->get_name());
-  EXPECT_THAT(names, ElementsAre("get", "set", "create", "clone", "remove",
-                                 "verify", "search", "walk", "find", "discover",
-                                 "action", "watch", "decode", "completion"));
+  EXPECT_THAT(names,
+              ElementsAre("get", "set", "create", "clone", "remove", "verify",
+                          "search", "walk", "find", "discover", "action",
+                          "watch", "decode", "config", "completion"));
 }
 
 TEST(CommandLine, ShowsAnExampleOfEveryCommand) {

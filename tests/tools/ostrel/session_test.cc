@@ -68,7 +68,8 @@ class SessionTest : public testing::Test {
   Owned<veskVerifyRespPDU> verify(std::uint16_t port) {
     veskOid oid("59.200.0.1");
     veskVerifyPDU request(oid);
-    return session().askAt<veskVerifyRespPDU>(loopbackAddress(), port, request);
+    return session().askAt<veskVerifyRespPDU>(endpoint(loopbackAddress(), port),
+                                              request);
   }
 
   // The failure that it ends with.
@@ -184,7 +185,8 @@ TEST_F(SessionTest, TellsOfAClosedPortWhenThereAreSeveralFragments) {
   veskOid oid("59.200.0.1");
   veskSetPDU request(oid, list.get());
   try {
-    session().askAt<veskSetRespPDU>(loopbackAddress(), closedPort(), request);
+    session().askAt<veskSetRespPDU>(endpoint(loopbackAddress(), closedPort()),
+                                    request);
     FAIL() << "somebody answered";
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.exit, kNoAnswer) << failure.what();
@@ -242,6 +244,24 @@ TEST_F(SessionTest, AsksThisHostUnlessTold) {
 TEST_F(SessionTest, AsksTheServerThatIsNamed) {
   settings.server = "127.0.0.9";
   EXPECT_EQ(addressText(session().server()), "127.0.0.9");
+  EXPECT_EQ(session().serverName(), "127.0.0.9");
+}
+
+TEST_F(SessionTest, AsksAtThePortThatIsNamed) {
+  Peer peer([](veskPDU&) { return make<veskVerifyRespPDU>(0); });
+  settings.server = "127.0.0.1:" + std::to_string(peer.port());
+  veskOid oid("59.200.0.1");
+  veskVerifyPDU request(oid);
+  EXPECT_NE(session().ask<veskVerifyRespPDU>(request), nullptr);
+  EXPECT_EQ(session().serverName(), settings.server);
+}
+
+TEST_F(SessionTest, KnowsTheDirectoryThatIsNamed) {
+  EXPECT_FALSE(session().directory().has_value());
+  settings.directory = "127.0.0.9";
+  EXPECT_EQ(endpointText(session().directory().value()), "127.0.0.9:5136");
+  settings.directory = "127.0.0.9:7";
+  EXPECT_EQ(endpointText(session().directory().value()), "127.0.0.9:7");
 }
 
 }  // namespace

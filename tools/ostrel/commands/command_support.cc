@@ -83,7 +83,7 @@ Owned<veskList> conditionsFrom(const Words& words) {
 Json resultJson(Session& session, const char* command, veskPDU& response) {
   Json json;
   json["command"] = command;
-  json["server"] = addressText(session.server());
+  json["server"] = session.serverName();
   json["status"] = codeJson(response.status.value);
   return json;
 }

@@ -31,7 +31,8 @@ bool discover(Session& session, int hops, const Session::Take& take) {
 
 [[noreturn]] void throwNobody() {
   throw Failure(kNoAnswer, "no directory server answered the multicast",
-                "Is one running (ostreld directory)? --server names its host.",
+                "Is one running (ostreld directory)? --directory names its "
+                "host.",
                 kNetworkError);
 }
 
@@ -57,20 +58,18 @@ Exit runFind(Session& session, const Arguments& arguments) {
   const Owned<veskList> noServers(new veskList);
   veskDSsearchPDU request(oid, conditions.get(), noServers.get());
 
-  in_addr directory = {};
-  if (!output.settings().server.empty()) {
-    directory = session.server();
-  } else if (!discover(session, kDiscoveryAttempts[3].ttl,
-                       [&](in_addr from, veskPDU&) {
-                         directory = from;
-                         return true;
-                       })) {
+  // In a dry run nobody answers the discovery: 0.0.0.0 stands for whoever
+  // would.
+  sockaddr_in directory = endpoint({}, kDirectoryPort);
+  if (const auto named = session.directory())
+    directory = *named;
+  else if (!discover(session, kDiscoveryAttempts[3].ttl,
+                     [&](in_addr from, veskPDU&) {
+                       directory.sin_addr = from;
+                       return true;
+                     }))
     throwNobody();
-  }
-  // Without an answer to the discovery there is nobody to send the search to;
-  // 0.0.0.0 stands for whoever answers.
-  const auto response =
-      session.askAt<veskDSsearchRespPDU>(directory, kDirectoryPort, request);
+  const auto response = session.askAt<veskDSsearchRespPDU>(directory, request);
   if (response == nullptr) return kDone;
 
   // The object at each position of the one list is at the server in the other.
@@ -93,7 +92,7 @@ Exit runFind(Session& session, const Arguments& arguments) {
   }
   Json json;
   json["command"] = "find";
-  json["directory"] = addressText(directory);
+  json["directory"] = serverText(directory, kDirectoryPort);
   json["status"] = codeJson(response->status.value);
   json["oid"] = oidJson(oid);
   json["found"] = std::move(found);
@@ -117,9 +116,9 @@ std::vector<Command> directoryCommands() {
   return {
       {"find", "Search through the directory service",
        "Prints each object with the address of the server that holds it.\n"
-       "Without --server the directory is looked for by multicast.\n\n" +
+       "Without --directory the directory is looked for by multicast.\n\n" +
            examples("  ostrel find 59.200\n"
-                    "  ostrel --server 10.0.0.1 find 59.200 59.200.1=lamp"
+                    "  ostrel --directory 10.0.0.1 find 59.200 59.200.1=lamp"
                     "\n\n") +
            kConditionHelp,
        [](CLI::App& command, Arguments& arguments) {

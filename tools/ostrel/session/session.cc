@@ -15,12 +15,32 @@ Session::Session(Output& output)
   catchSignals();
 }
 
-in_addr Session::server() {
+const sockaddr_in& Session::objectServer() {
   if (!server_) {
     const std::string& name = output_.settings().server;
-    server_ = name.empty() ? loopbackAddress() : resolve(name, output_);
+    server_ = name.empty() ? endpoint(loopbackAddress(), kObjectServerPort)
+                           : lookUp(name, kObjectServerPort);
   }
   return *server_;
+}
+
+std::string Session::serverName() {
+  return serverText(objectServer(), kObjectServerPort);
+}
+
+std::optional<sockaddr_in> Session::directory() {
+  const std::string& name = output_.settings().directory;
+  if (name.empty()) return std::nullopt;
+  return lookUp(name, kDirectoryPort);
+}
+
+sockaddr_in Session::lookUp(const std::string& server,
+                            std::uint16_t usualPort) {
+  const auto name = parseServerName(server);
+  if (!name)
+    throw Failure(kUsage, "'" + escaped(server) + "' is no HOST or HOST:PORT");
+  return endpoint(resolve(name->host, output_),
+                  name->port != 0 ? name->port : usualPort);
 }
 
 veskOid Session::principal(const sockaddr_in& to) {
@@ -46,10 +66,8 @@ void Session::wouldSend(const sockaddr_in& to, veskPDU& request) {
                " chosen when it is");
 }
 
-Owned<veskPDU> Session::exchange(in_addr host, std::uint16_t port,
-                                 veskPDU& request) {
+Owned<veskPDU> Session::exchange(const sockaddr_in& to, veskPDU& request) {
   const Settings& settings = output_.settings();
-  const sockaddr_in to = endpoint(host, port);
   request.principal = principal(to);
   if (settings.dryRun) {
     wouldSend(to, request);

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "session/exchange.h"
@@ -26,7 +27,13 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   // The object server that is asked: --server, or this host.
-  in_addr server();
+  in_addr server() { return objectServer().sin_addr; }
+
+  // The same for people, with the port where that is not the usual one.
+  std::string serverName();
+
+  // The directory server that is asked; nothing when it has to be found.
+  std::optional<sockaddr_in> directory();
 
   // Sends a request to an object server and waits for its answer, which is a
   // Response. With --dry-run shows the request instead and returns null.
@@ -34,11 +41,11 @@ class Session {
   // status is neither 0 nor -1.
   template <class Response>
   Owned<Response> ask(veskPDU& request) {
-    return askAt<Response>(server(), kObjectServerPort, request);
+    return askAt<Response>(objectServer(), request);
   }
   template <class Response>
-  Owned<Response> askAt(in_addr host, std::uint16_t port, veskPDU& request) {
-    Owned<veskPDU> answer = exchange(host, port, request);
+  Owned<Response> askAt(const sockaddr_in& to, veskPDU& request) {
+    Owned<veskPDU> answer = exchange(to, request);
     if (answer == nullptr) return nullptr;
     return checked<Response>(std::move(answer));
   }
@@ -56,13 +63,15 @@ class Session {
   void wouldSend(const sockaddr_in& to, veskPDU& request);
   veskOid principal(const sockaddr_in& to);
   veskOid findPrincipal(const sockaddr_in& to);
-  Owned<veskPDU> exchange(in_addr host, std::uint16_t port, veskPDU& request);
+  Owned<veskPDU> exchange(const sockaddr_in& to, veskPDU& request);
+  sockaddr_in lookUp(const std::string& server, std::uint16_t usualPort);
+  const sockaddr_in& objectServer();
 
   Output& output_;
   Trace trace_;
   Exchange exchange_;
   bool announcedDryRun_ = false;
-  std::optional<in_addr> server_;
+  std::optional<sockaddr_in> server_;
   std::optional<veskOid> principal_;
 };
 

@@ -8,7 +8,8 @@
 namespace ostrel::tools::cli {
 
 struct Settings {
-  std::string server;     // a name or an address; empty: this host
+  std::string server;     // HOST or HOST:PORT; empty: this host
+  std::string directory;  // the same; empty: it is found by multicast
   std::string principal;  // an identifier or "none"; empty: look it up
   long timeout = 3;       // seconds until a request is sent again
   int retries = 2;        // how often it is sent again

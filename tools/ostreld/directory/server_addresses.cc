@@ -4,25 +4,13 @@
 #include <ostrel/codes.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
 #include <fstream>
 #include <stdexcept>
-#include <system_error>
 
 #include "common/addresses.h"
 
 namespace ostrel::tools::server {
 namespace {
-
-std::uint16_t parsePort(const std::string& digits, const std::string& entry) {
-  std::uint16_t port = 0;
-  const char* end = digits.data() + digits.size();
-  const auto result = std::from_chars(digits.data(), end, port);
-  if (result.ec != std::errc() || result.ptr != end || port == 0)
-    throw std::invalid_argument("no port: " + entry);
-  return port;
-}
 
 std::string trimmed(std::string line) {
   constexpr const char* kSpace = " \t\r";
@@ -35,12 +23,10 @@ std::string trimmed(std::string line) {
 }  // namespace
 
 sockaddr_in parseServer(const std::string& entry) {
-  const std::size_t colon = entry.find(':');
-  const std::string host = entry.substr(0, colon);
-  std::uint16_t port = kObjectServerPort;
-  if (colon != std::string::npos)
-    port = parsePort(entry.substr(colon + 1), entry);
-
+  const auto name = parseServerName(entry);
+  if (!name)
+    throw std::invalid_argument("not a server, HOST or HOST:PORT: " + entry);
+  const std::string& host = name->host;
   const HostLookup found = lookUpHost(host);
   if (found.code != 0) {
     throw std::runtime_error("no address for the server " + host + ": " +
@@ -50,7 +36,8 @@ sockaddr_in parseServer(const std::string& entry) {
     throw std::invalid_argument("not the address of one server: " + host +
                                 " is " + addressText(found.address));
   }
-  return endpoint(found.address, port);
+  return endpoint(found.address,
+                  name->port != 0 ? name->port : kObjectServerPort);
 }
 
 std::vector<sockaddr_in> readServerFile(const std::string& path) {
