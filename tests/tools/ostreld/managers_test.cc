@@ -4,8 +4,11 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <ctime>
+
 #include "machine/host_manager.h"
 #include "machine/principals.h"
+#include "objects/attributes.h"
 #include "server_test.h"
 
 namespace ostrel::tools::server {
@@ -37,7 +40,7 @@ class Lamp : public ObjectManager {
 
 class ManagersTest : public ServerTest {
  protected:
-  ManagersTest() : host(local().sin_addr) {
+  ManagersTest() : host(local().sin_addr, &counters) {
     router.add(&lamp);
     router.add(&host);
     router.add(&principals);
@@ -52,6 +55,7 @@ class ManagersTest : public ServerTest {
   }
 
   Lamp lamp;
+  Counters counters;
   HostManager host;
   Principals principals;
 };
@@ -108,12 +112,45 @@ TEST_F(ManagersTest, TheStoreDoesNotSeeClassesOfOthers) {
 TEST_F(ManagersTest, ThisHostIsAnObject) {
   const auto answer = get("59.1.0.1");
   EXPECT_EQ(answer->status.value, 0);
-  ASSERT_THAT(texts(*answer->list), SizeIs(11));
+  ASSERT_THAT(texts(*answer->list), SizeIs(12 + 16));
   EXPECT_EQ(texts(*answer->list)[0], "59.1.1 = 127.0.0.1");
   auto* memory =
       dynamic_cast<veskUnsignedInt*>(answer->list->at<veskAttribute>(7)->value);
   ASSERT_NE(memory, nullptr);
   EXPECT_GT(memory->value, 0U);
+}
+
+TEST_F(ManagersTest, ThisHostShowsWhatTheServerCounts) {
+  counters.add(Counter::kRequests);
+  counters.add(Counter::kRegistrationsRefused);
+  counters.add(Counter::kRegistrationsRefused);
+  const auto answer = get("59.1.0.1", {"59.1.40", "59.1.53", "59.1.55"});
+  std::vector<double> counts;
+  for (auto* attribute : Elements<veskAttribute>(*answer->list))
+    counts.push_back(dynamic_cast<veskDouble&>(*attribute->value).value);
+  EXPECT_THAT(counts, ElementsAre(1, 2, 0));
+  EXPECT_EQ(get("59.1.0.1", {"59.1.56"})->status.value, kArgListError);
+}
+
+TEST_F(ManagersTest, ThisHostShowsWhenTheServerStarted) {
+  const auto answer = get("59.1.0.1", {"59.1.39"});
+  auto* started =
+      dynamic_cast<veskDouble*>(answer->list->at<veskAttribute>(0)->value);
+  ASSERT_NE(started, nullptr);
+  EXPECT_NEAR(started->value, static_cast<double>(std::time(nullptr)), 60);
+}
+
+TEST_F(ManagersTest, WhatTheSystemDoesNotTellIsMissing) {
+  HostManager blind(local().sin_addr, nullptr, "/no/such/file");
+  veskOid self("59.1.0.1");
+  OwnedList attributes;
+  ASSERT_EQ(blind.read(self, &attributes), 0);
+  for (const char* name : {"59.1.8", "59.1.9", "59.1.40"}) {
+    veskAid id(name);
+    EXPECT_EQ(find(attributes, id), nullptr) << name;
+  }
+  veskAid uptime("59.1.4");
+  EXPECT_NE(find(attributes, uptime), nullptr);
 }
 
 TEST_F(ManagersTest, ThisHostTakesNotes) {

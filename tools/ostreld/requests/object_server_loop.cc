@@ -39,7 +39,7 @@ class ObjectServer : public ServerLoop {
         store_(options.store),
         objects_(&store_),
         registrations_(&objects_, &clock_, &counters(), options.registrations),
-        host_(options.listen),
+        host_(options.listen, &counters()),
         router_(&objects_, &registrations_, options.policy),
         executor_(&store_, &registrations_, &router_, &counters(),
                   options.longestAnswer, options.mostValues) {
