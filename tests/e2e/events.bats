@@ -124,6 +124,87 @@ interruptWatch() {
   waitFor 1 '"created"' "$log"
 }
 
+# restartServer OPTION... kills the server that was started first and starts it
+# again; a watch was started after it.
+restartServer() {
+  local watch=$started
+  kill -KILL "${running[0]}"
+  wait "${running[0]}" || true
+  serve server "$@"
+  running=("$started" "$watch")
+}
+
+gaps() { jq -r 'select(.what == "gap") | .reason' "$1"; }
+
+@test "watch tells of a restart, and goes on" {
+  local log=$BATS_TEST_TMPDIR/watch.json store=$BATS_TEST_TMPDIR/store.db
+  serve server --store "$store"
+  watchTo "$log" 59.200 --verify-every 1
+  restartServer --store "$store"
+  waitFor 1 '"gap"' "$log"
+  same "$(gaps "$log")" restarted
+  same "$(grep -c '"registered"' "$log")" 1
+  ostrel create 59.200
+  waitFor 1 '"created"' "$log"
+  same "$(ostrel search 59.6 | wc -l)" 1
+}
+
+@test "watch registers again where its registration was lost with the server" {
+  local log=$BATS_TEST_TMPDIR/watch.json
+  serve server --memory
+  watchTo "$log" 59.200 --verify-every 1
+  local watch=$started
+  kill -STOP "$watch"
+  restartServer --memory
+  # Another's registration has the identifier now.
+  ostrel create 59.6 59.1.1=addr:127.0.0.1 59.6.1=oid:59.200 59.6.2=59.6.0 \
+    59.6.3=addr:127.0.0.1 59.6.4=ushort:9
+  kill -CONT "$watch"
+  waitFor 1 '"gap"' "$log"
+  same "$(gaps "$log")" restarted
+  same "$(jq -r 'select(.what == "registered") | .registration' "$log")" \
+    $'59.6.0.1\n59.6.0.2'
+  ostrel create 59.200
+  waitFor 1 '"created"' "$log"
+  ostrel remove 59.6.0.1
+}
+
+@test "watch registers again when the server has lost the registration" {
+  local log=$BATS_TEST_TMPDIR/watch.txt
+  serve server --memory
+  : >"$log"
+  startUntil 'watching 59.200' "$log" \
+    "$OSTREL" --principal none watch 59.200 --verify-every 1
+  ostrel remove 59.6.0.1
+  waitFor 1 ' gap: ' "$log"
+  grep -qE '^....-..-..T..:..:..Z gap: the server has lost the registration; events since ....-..-..T..:..:..Z may be missing$' "$log"
+  ostrel create 59.200
+  waitFor 1 ' created' "$log"
+}
+
+@test "watch tells when the server did not answer for a while" {
+  local log=$BATS_TEST_TMPDIR/watch.json server watch
+  serve server --memory
+  server=$started
+  : >"$log"
+  startUntil '"registered"' "$log" "$OSTREL" --principal none --timeout 1 \
+    --retries 0 --json watch 59.200 --verify-every 1
+  kill -STOP "$server"
+  waitFor 1 'events may be missing: no answer' "$log"
+  kill -CONT "$server"
+  waitFor 1 '"gap"' "$log"
+  same "$(gaps "$log")" silent
+  same "$(grep -c 'events may be missing: no answer' "$log")" 1
+}
+
+@test "watch of an object that is not there says so" {
+  serve server --memory
+  run --separate-stderr ostrel watch 59.200.0.1 --seconds 1
+  [ "$status" = 1 ]
+  [[ $stderr == 'ostrel: watch 59.200.0.1: 1(No Such Name)'* ]]
+  same "$(ostrel search 59.6 2>&1)" 'ostrel: nothing found'
+}
+
 @test "watch takes a registration that is gone for removed" {
   local log=$BATS_TEST_TMPDIR/watch.json
   serve server --memory

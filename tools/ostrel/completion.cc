@@ -14,6 +14,7 @@ struct OptionText {
 std::vector<OptionText> optionsOf(CLI::App& app) {
   std::vector<OptionText> options;
   for (const CLI::Option* option : app.get_options()) {
+    if (option->get_group().empty()) continue;  // help does not show it either
     OptionText text;
     for (const std::string& name : option->get_snames())
       text.names.push_back("-" + name);

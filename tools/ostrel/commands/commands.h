@@ -23,6 +23,10 @@ struct Arguments {
   std::string deliverTo;  // the address that events go to; empty: found out
   unsigned count = 0;     // ends after so many events; 0: never
   unsigned seconds = 0;   // ends after so long; 0: never
+
+  // Seconds until it is verified again what was registered: at least every
+  // minute, though an answer may take some seconds.
+  unsigned verifyEvery = 45;
   std::string shell;
 };
 

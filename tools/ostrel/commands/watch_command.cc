@@ -1,5 +1,5 @@
 // "ostrel watch": registers for events, prints them as they come, renews the
-// registrations and removes them at the end.
+// registrations and removes them at the end. Tells when events may be missing.
 
 #include <ostrel/elements.h>
 #include <ostrel/message.h>
@@ -11,8 +11,10 @@
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <optional>
 
 #include "commands/command_support.h"
+#include "commands/registration_check.h"
 #include "common/addresses.h"
 #include "format/pdu_text.h"
 #include "session/host_lookup.h"
@@ -43,6 +45,19 @@ const char* eventName(const veskAid& id) {
   for (const Named& event : kEvents)
     if (aidText(id) == event.id) return event.name;
   return nullptr;
+}
+
+// Why events may be missing.
+struct Gap {
+  const char* name;  // in the JSON form
+  const char* text;  // what the server did
+};
+constexpr Gap kSilent = {"silent", "did not answer for a while"};
+constexpr Gap kRestarted = {"restarted", "was restarted"};
+constexpr Gap kLost = {"lost", "has lost the registration"};
+
+std::string timeNow() {
+  return timeText(static_cast<std::uint32_t>(std::time(nullptr)));
 }
 
 // This host's address on the way to the server: events have to come back.
@@ -80,12 +95,16 @@ class Watch {
   };
 
   void open();
+  void checkObject();
   bool registerFor(veskAid& event, veskOid* oid);
   Exit unregisterAll();
   void watch();
   bool done() const;
   void take(const sockaddr_in& from, veskEventPDU& event);
   void renew(Registration& registration, veskEventPDU& notice);
+  void verify();
+  bool verifyAll();
+  void reportGap();
   void report(const char* what, const std::string& text, Json details);
   void reportFailure(const std::string& what, const Failure& failure,
                      const std::string& hint, const Json& details);
@@ -103,6 +122,13 @@ class Watch {
   unsigned short port_ = 0;
   unsigned seen_ = 0;
   std::chrono::steady_clock::time_point start_;
+
+  // What was found when it was last verified that nothing is missing.
+  std::chrono::steady_clock::time_point verifiedAt_;
+  std::string verifiedTime_;
+  std::optional<double> serverStart_;
+  bool silent_ = false;       // nobody answered since
+  const Gap* gap_ = nullptr;  // why events may be missing; null: they are not
 };
 
 void Watch::open() {
@@ -234,9 +260,59 @@ void Watch::renew(Registration& registration, veskEventPDU& notice) {
         "the registration " + oidText(registration.oid) + " is not renewed",
         failure, failure.hint, json);
     // It is gone, so that a new one has to take its place.
-    if (failure.code == kNoSuchName)
-      registerFor(registration.event, &registration.oid);
+    if (failure.code == kNoSuchName) verify();
   }
+}
+
+// A class may have no objects yet. An object that is not there is a slip; whoever
+// waits for one to be made watches its class.
+void Watch::checkObject() {
+  if (oid_.component[2] == 0 && oid_.component[3] == 0) return;
+  veskVerifyPDU request(oid_);
+  session_.ask<veskVerifyRespPDU>(request);
+}
+
+// Looks whether the server has what was registered, and registers again for
+// what it has not. Where events may be missing since it last looked, says so.
+void Watch::verify() {
+  verifiedAt_ = std::chrono::steady_clock::now();
+  try {
+    const auto start = serverStart(session_);
+    if (silent_) gap_ = &kSilent;
+    if (start != serverStart_) gap_ = &kRestarted;
+    serverStart_ = start;
+    for (Registration& registration : registrations_) {
+      Registered expected = {registration.oid, oid_, registration.event,
+                             deliverTo_, port_};
+      if (hasRegistration(session_, expected)) continue;
+      if (gap_ == nullptr) gap_ = &kLost;
+      registerFor(registration.event, &registration.oid);
+    }
+    silent_ = false;
+  } catch (const Failure& failure) {
+    // Whoever answers and refuses to register again ends the watch.
+    if (failure.exit != kNoAnswer && failure.exit != kSetup) throw;
+    if (!silent_)
+      reportFailure("events may be missing", failure, failure.hint,
+                    {{"oid", oidJson(oid_)}});
+    silent_ = true;
+    return;
+  }
+  if (gap_ != nullptr) reportGap();
+  verifiedTime_ = timeNow();
+}
+
+void Watch::reportGap() {
+  const std::string now = timeNow();
+  Json json;
+  json["time"] = now;
+  json["since"] = verifiedTime_;
+  json["reason"] = gap_->name;
+  report("gap",
+         now + " gap: the server " + gap_->text + "; events since " +
+             verifiedTime_ + " may be missing\n",
+         std::move(json));
+  gap_ = nullptr;
 }
 
 void Watch::take(const sockaddr_in& from, veskEventPDU& event) {
@@ -247,8 +323,7 @@ void Watch::take(const sockaddr_in& from, veskEventPDU& event) {
   }
   ++seen_;
   const char* name = eventName(event.aid);
-  const std::string now =
-      timeText(static_cast<std::uint32_t>(std::time(nullptr)));
+  const std::string now = timeNow();
   std::string text = now + " " + oidText(event.oid) + " " +
                      (name != nullptr ? name : aidText(event.aid).c_str());
   const char* gap = "  ";
@@ -278,7 +353,9 @@ bool Watch::done() const {
 
 void Watch::watch() {
   start_ = std::chrono::steady_clock::now();
+  const std::chrono::seconds verifyEvery(arguments_.verifyEvery);
   while (!done()) {
+    if (std::chrono::steady_clock::now() - verifiedAt_ >= verifyEvery) verify();
     if (!waitFor(socket_)) continue;
     if (session_.output().settings().trace) session_.trace().arriving(socket_);
     veskPDU* arrived = nullptr;
@@ -292,6 +369,9 @@ void Watch::watch() {
 
 Exit Watch::run() {
   open();
+  checkObject();
+  if (!session_.output().settings().dryRun)
+    serverStart_ = serverStart(session_);
   try {
     for (veskAid& event : wanted_) {
       Registration registration = {event, {}};
@@ -304,6 +384,8 @@ Exit Watch::run() {
     }
     session_.output().note("ostrel: watching " + oidText(oid_) + " at " +
                            addressText(session_.server()) + "; Ctrl-C ends it");
+    verifiedAt_ = std::chrono::steady_clock::now();
+    verifiedTime_ = timeNow();
     watch();
   } catch (const Failure& failure) {
     // Ctrl-C is how watching ends; while registering it is an interruption.
@@ -327,7 +409,8 @@ std::vector<Command> watchCommands() {
       {"watch", "Print events as they happen, until Ctrl-C",
        "Registers with the server, renews the registration while it runs and\n"
        "removes it at the end. Events are identifiers, or: any, created,\n"
-       "changed, removed. A class stands for all its objects.\n\n" +
+       "changed, removed. A class stands for all its objects. When events may\n"
+       "be missing, since the server was restarted for one, it says so.\n\n" +
            examples("  ostrel watch 59.200\n"
                     "  ostrel watch 59.200.0.1 changed removed\n"
                     "  ostrel --json watch 59.200 --count 1 --seconds 60"),
@@ -340,6 +423,11 @@ std::vector<Command> watchCommands() {
          command
              .add_option("--seconds", arguments.seconds, "End after so long")
              ->type_name("SECONDS");
+         command
+             .add_option("--verify-every", arguments.verifyEvery,
+                         "Seconds between looks at the registration")
+             ->type_name("SECONDS")
+             ->group("");
          command
              .add_option(
                  "--deliver-to", arguments.deliverTo,
