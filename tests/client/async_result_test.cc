@@ -104,7 +104,7 @@ TEST(ErrorText, SaysWhatFailedAndWhyAndWhatToDo) {
             "asking again (is a server running there?)");
   EXPECT_EQ(Error(Failure::cancelled, 10).text(), "cancelled");
   EXPECT_EQ(Error(Failure::refused, 77).text(),
-            "the server refused it: illegal return code");
+            "the server refused it: illegal return code: 77");
 }
 
 TEST(ErrorText, KeepsToTheTextsOfItsOwnCodeWhateverErrnoIs) {

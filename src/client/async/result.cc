@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <new>
 #include <system_error>
+#include <utility>
 
 namespace ostrel {
 
@@ -56,10 +57,13 @@ namespace {
 
 // What a code means, "5(Permission Denied)".
 std::string meaningOf(int code) {
+  // The text of code 10 has more when errno says so, which is about another
+  // call here.
+  const int before = std::exchange(errno, 0);
   const std::unique_ptr<char, decltype(&std::free)> text(
       veskGetErrorString(code, nullptr), &std::free);
-  std::string meaning = text.get();
-  return meaning.substr(0, meaning.find(':'));
+  errno = before;
+  return text.get();
 }
 
 struct Words {

@@ -4,7 +4,7 @@
 #include <ostrel/value.h>
 #include <ostrel/veskPDU.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -318,17 +318,16 @@ namespace {
 // The encoding. How long it is shows only when it fits.
 std::string encodingOf(veskType& value) {
   constexpr std::size_t kFirstRoom = 256;
-  constexpr std::size_t kMoreRoom = 4;
-  for (std::size_t room = kFirstRoom; room <= kLongestMessage;
-       room *= kMoreRoom) {
+  constexpr std::size_t kMostRoom = kLongestMessage;
+  constexpr std::size_t kMore = 4;
+  for (std::size_t room = kFirstRoom;;
+       room = std::min(room * kMore, kMostRoom)) {
     std::string bytes(room, '\0');
-    const unsigned used =
-        value.encode(&bytes[0], static_cast<unsigned>(bytes.size()));
-    if (used == 0) continue;
-    bytes.resize(used);
-    return bytes;
+    bytes.resize(value.encode(&bytes[0], static_cast<unsigned>(room)));
+    if (!bytes.empty()) return bytes;
+    if (room == kMostRoom)
+      throw std::invalid_argument("the value cannot be encoded");
   }
-  throw std::invalid_argument("the value cannot be encoded");
 }
 
 // A value whose class the factory does not make; null when no class has the
