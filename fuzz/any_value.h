@@ -11,6 +11,7 @@
 #include <string>
 
 #include "bounds.h"
+#include "support/own_value_invariants.h"
 #include "support/value_invariants.h"
 
 namespace ostrel::fuzz {
@@ -25,14 +26,29 @@ inline void checkMemory(const std::string& bytes) {
   ostrel::walkValue(bytes.data(), static_cast<unsigned>(bytes.size()));
 }
 
+inline void failIf(const char* broken) {
+  if (broken == nullptr) return;
+  std::fprintf(stderr, "broken: %s\n", broken);
+  std::abort();
+}
+
 // Aborts when an invariant of these bytes is broken.
 inline void checkValue(const std::string& bytes) {
   const ::fuzz::TimeBound time(bytes.size());
   checkMemory(bytes);
-  const char* broken = ostrel::test::brokenInvariant(bytes);
-  if (broken == nullptr) return;
-  std::fprintf(stderr, "broken: %s\n", broken);
-  std::abort();
+  failIf(ostrel::test::brokenInvariant(bytes));
+}
+
+// The same for the values that own themselves.
+inline void checkOwnValue(const std::string& bytes) {
+  const ::fuzz::TimeBound time(bytes.size());
+  {
+    const ::fuzz::MemoryBound bound(bytes.size());
+    static_cast<void>(ostrel::Value::decode(bytes));
+    static_cast<void>(ostrel::Attributes::decode(bytes));
+    static_cast<void>(ostrel::Object::decode(bytes));
+  }
+  failIf(ostrel::test::brokenOwnInvariant(bytes));
 }
 
 // Gives bytes that do not begin with a tag from `first` to `last` one of them,

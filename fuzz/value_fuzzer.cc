@@ -1,4 +1,5 @@
-// Any value, from any bytes.
+// Any value, from any bytes: as the stated classes read it, and as one that
+// owns itself.
 
 #include <cstddef>
 #include <cstdint>
@@ -8,6 +9,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  ostrel::fuzz::checkValue(std::string(data, data + size));
+  const std::string bytes(data, data + size);
+  ostrel::fuzz::checkValue(bytes);
+  ostrel::fuzz::checkOwnValue(bytes);
   return 0;
 }

@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -16,6 +15,7 @@
 #include "client/async/value_codec.h"
 #include "ostrel/veskAttr.h"
 #include "support/bytes.h"
+#include "support/own_value_invariants.h"
 
 namespace {
 
@@ -31,13 +31,7 @@ std::string bytesOf(const char* digits) {
   return std::string(bytes.begin(), bytes.end());
 }
 
-// Decodes from a heap block of exactly that size.
-template <class T>
-Result<T> decoded(const std::string& bytes, std::size_t most = kMostValues) {
-  const std::unique_ptr<char[]> block(new char[bytes.size()]);
-  if (!bytes.empty()) std::memcpy(block.get(), bytes.data(), bytes.size());
-  return T::decode({block.get(), bytes.size()}, most);
-}
+using test::decodedWhole;
 
 const char kTwo[] =
     "80 43 01 02 "
@@ -50,13 +44,14 @@ const char kObject[] =
 TEST(Attributes, AreWrittenAsAList) {
   const Attributes attributes{{"59.7.1", 5}, "59.7.2"};
   EXPECT_EQ(hex(attributes.encode()), hex(bytesOf(kTwo)));
-  EXPECT_EQ(*decoded<Attributes>(bytesOf(kTwo)), attributes);
+  EXPECT_EQ(*decodedWhole<Attributes>(bytesOf(kTwo)), attributes);
   EXPECT_EQ(Value(attributes).encode(), attributes.encode());
 }
 
 TEST(Attributes, KeepTheirOrderAndWhatOccursTwice) {
   const Attributes attributes{{"59.7.2", 1}, {"59.7.1", 2}, {"59.7.2", 3}};
-  const Result<Attributes> again = decoded<Attributes>(attributes.encode());
+  const Result<Attributes> again =
+      decodedWhole<Attributes>(attributes.encode());
   ASSERT_TRUE(again);
   ASSERT_EQ(again->size(), 3u);
   EXPECT_EQ((*again)[0], Attribute("59.7.2", 1));
@@ -88,7 +83,7 @@ TEST(Attributes, TellANullValueFromNone) {
             "17 0B 01 01 3B 01 07 01 01 01 00");
   EXPECT_EQ(hex(Value(attributes[1]).encode()),
             "17 0B 01 01 3B 01 07 01 01 00");
-  EXPECT_EQ(*decoded<Attributes>(attributes.encode()), attributes);
+  EXPECT_EQ(*decodedWhole<Attributes>(attributes.encode()), attributes);
 }
 
 TEST(Attributes, GrowAndAreWalked) {
@@ -124,20 +119,20 @@ TEST(Attributes, AreWrittenInBracesWhereACallTakesThem) {
 TEST(AttributesBytes, AreRefusedWhenCutShort) {
   const std::string bytes = bytesOf(kTwo);
   for (std::size_t size = 0; size < bytes.size(); size++)
-    ASSERT_FALSE(decoded<Attributes>(bytes.substr(0, size))) << size;
-  EXPECT_FALSE(decoded<Attributes>(bytes + '\0'));
+    ASSERT_FALSE(decodedWhole<Attributes>(bytes.substr(0, size))) << size;
+  EXPECT_FALSE(decodedWhole<Attributes>(bytes + '\0'));
 }
 
 TEST(AttributesBytes, AreRefusedWhenTheyAreSomethingElse) {
-  EXPECT_FALSE(decoded<Attributes>(bytesOf("80 43 01 01 03 01 05")));
-  EXPECT_FALSE(decoded<Attributes>(bytesOf("03 01 05")));
+  EXPECT_FALSE(decodedWhole<Attributes>(bytesOf("80 43 01 01 03 01 05")));
+  EXPECT_FALSE(decodedWhole<Attributes>(bytesOf("03 01 05")));
   EXPECT_FALSE(
-      decoded<Attributes>(bytesOf("80 43 04 FF FF FF FF 17 0B 00 00")));
-  EXPECT_FALSE(decoded<Object>(bytesOf(kTwo)));
+      decodedWhole<Attributes>(bytesOf("80 43 04 FF FF FF FF 17 0B 00 00")));
+  EXPECT_FALSE(decodedWhole<Object>(bytesOf(kTwo)));
 }
 
 TEST(AttributesBytes, LoseTheOperationCode) {
-  const Result<Attributes> read = decoded<Attributes>(
+  const Result<Attributes> read = decodedWhole<Attributes>(
       bytesOf("80 43 01 01 18 0B 01 01 3B 01 07 01 01 01 03 01 05 01 01"));
   ASSERT_TRUE(read);
   EXPECT_EQ(*read, (Attributes{{"59.7.1", 5}}));
@@ -145,8 +140,8 @@ TEST(AttributesBytes, LoseTheOperationCode) {
 
 TEST(AttributesBytes, MakeAsManyValuesAsAllowed) {
   // Two attributes, and a value.
-  EXPECT_TRUE(decoded<Attributes>(bytesOf(kTwo), 3));
-  EXPECT_FALSE(decoded<Attributes>(bytesOf(kTwo), 2));
+  EXPECT_TRUE(decodedWhole<Attributes>(bytesOf(kTwo), 3));
+  EXPECT_FALSE(decodedWhole<Attributes>(bytesOf(kTwo), 2));
 }
 
 TEST(AttributesBytes, NestAsDeepAsTheStatedClassesRead) {
@@ -156,14 +151,14 @@ TEST(AttributesBytes, NestAsDeepAsTheStatedClassesRead) {
       bytes += bytesOf(i % 2 == 0 ? "80 43 01 01" : "17 0B 00 01");
     return bytes + '\0';
   };
-  EXPECT_TRUE(decoded<Attributes>(nested(2048)));
-  EXPECT_FALSE(decoded<Attributes>(nested(2049)));
+  EXPECT_TRUE(decodedWhole<Attributes>(nested(2048)));
+  EXPECT_FALSE(decodedWhole<Attributes>(nested(2049)));
 }
 
 TEST(ObjectBytes, AreThoseOfTheStatedClass) {
   const Object object("59.7.0.1", {{"59.7.1", 5}});
   EXPECT_EQ(hex(object.encode()), hex(bytesOf(kObject)));
-  EXPECT_EQ(*decoded<Object>(bytesOf(kObject)), object);
+  EXPECT_EQ(*decodedWhole<Object>(bytesOf(kObject)), object);
   EXPECT_EQ(object.text(), "59.7.0.1 : 59.7.1 = 5");
   std::ostringstream out;
   out << object;
@@ -171,7 +166,7 @@ TEST(ObjectBytes, AreThoseOfTheStatedClass) {
   EXPECT_NE(object, Object());
   const std::string bytes = bytesOf(kObject);
   for (std::size_t size = 0; size < bytes.size(); size++)
-    ASSERT_FALSE(decoded<Object>(bytes.substr(0, size))) << size;
+    ASSERT_FALSE(decodedWhole<Object>(bytes.substr(0, size))) << size;
 }
 
 TEST(TermBytes, KeepAnyOperationCode) {

@@ -2,7 +2,6 @@
 
 #include <ostrel/codes.h>
 
-#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -17,8 +16,14 @@ namespace {
 constexpr std::size_t kNumberRoom = 1 + kIntegerRoom;
 constexpr std::size_t kFlagRoom = 1;
 
-// An attribute without an identifier and without a value.
-constexpr std::size_t kShortestAttribute = 1 + 2 + kFlagRoom;
+// The fewest bytes that each of these takes.
+constexpr std::size_t kShortestValue = 1;
+constexpr std::size_t kShortestIdentifier = 2;
+constexpr std::size_t kShortestNumber = 2;
+constexpr std::size_t kShortestAttribute = 1 + kShortestIdentifier + kFlagRoom;
+constexpr std::size_t kShortestObject =
+    1 + kShortestIdentifier + 1 + kShortestNumber;
+constexpr std::size_t kShortestError = 1 + 2 * kShortestNumber;
 
 Part partOf(Tag tag) {
   const Layout& layout = layoutOf(tag);
@@ -330,16 +335,52 @@ void readMembers(ByteReader& reader, Attribute* out, DecodeLimits& limits) {
   if (out->hasValue) read(reader, &out->value, limits);
 }
 
-// Every element takes at least one byte, so even a false count ends with the
-// input. What is reserved is in proportion to the bytes that are there, and a
-// false count fails at once: it is reserved for only once.
-template <class ReadElement>
-void readList(ByteReader& reader, DecodeLimits& limits,
-              ReadElement readElement) {
+// The elements of lists. Values count themselves.
+template <class Element>
+bool readElement(ByteReader& reader, Element* out, DecodeLimits& limits) {
+  if (countOne(reader, limits)) read(reader, out, limits);
+  return reader.ok();
+}
+bool readElement(ByteReader& reader, Value* out, DecodeLimits& limits) {
+  read(reader, out, limits);
+  return reader.ok();
+}
+bool readElement(ByteReader& reader, ItemError* out, DecodeLimits& limits) {
+  if (!countOne(reader, limits)) return false;
+  if (tagAt(reader) != kTagError) return reader.fail(), false;
+  skipTag(reader);
+  out->position = readInteger(reader);
+  out->code = static_cast<std::int32_t>(readInteger(reader));
+  return reader.ok();
+}
+
+template <class Element>
+void append(std::vector<Element>* list, Element element) {
+  list->push_back(std::move(element));
+}
+void append(Attributes* list, Attribute element) {
+  list->append(std::move(element));
+}
+
+// Reads a list whose elements take `smallest` bytes or more. A count that the
+// bytes cannot hold, beside what the lists around this one still need, is
+// refused before anything is reserved for it: so all lists together reserve no
+// more than the bytes that are there could fill.
+template <class Element, class List>
+void readList(ByteReader& reader, DecodeLimits& limits, std::size_t smallest,
+              List* list) {
   skipTag(reader);
   const std::uint32_t count = readInteger(reader);
+  const std::size_t left = reader.left();
+  if (!reader.ok() || limits.owed > left ||
+      count > (left - limits.owed) / smallest)
+    return reader.fail();
+  list->reserve(count);
+  limits.owed += count * smallest;
   for (std::uint32_t i = 0; i < count && reader.ok(); i++) {
-    if (countOne(reader, limits)) readElement(count - i);
+    limits.owed -= smallest;
+    Element element;
+    if (readElement(reader, &element, limits)) append(list, std::move(element));
   }
 }
 
@@ -398,44 +439,17 @@ void read(ByteReader& reader, Object* out, DecodeLimits& limits) {
 }
 
 void read(ByteReader& reader, Attributes* out, DecodeLimits& limits) {
-  readList(reader, limits, [&](std::size_t left) {
-    if (out->empty())
-      out->reserve(std::min(left, reader.left() / kShortestAttribute));
-    Attribute attribute;
-    read(reader, &attribute, limits);
-    if (reader.ok()) out->append(std::move(attribute));
-  });
+  readList<Attribute>(reader, limits, kShortestAttribute, out);
 }
-
 void read(ByteReader& reader, std::vector<Object>* out, DecodeLimits& limits) {
-  readList(reader, limits, [&](std::size_t) {
-    Object object;
-    read(reader, &object, limits);
-    if (reader.ok()) out->push_back(std::move(object));
-  });
+  readList<Object>(reader, limits, kShortestObject, out);
 }
-
 void read(ByteReader& reader, Values* out, DecodeLimits& limits) {
-  skipTag(reader);
-  // Nothing is reserved: each of many lists inside one another may claim more
-  // elements than there are.
-  for (std::uint32_t count = readInteger(reader); count > 0 && reader.ok();
-       count--) {
-    out->emplace_back();
-    read(reader, &out->back(), limits);
-  }
+  readList<Value>(reader, limits, kShortestValue, out);
 }
-
 void read(ByteReader& reader, std::vector<ItemError>* out,
           DecodeLimits& limits) {
-  readList(reader, limits, [&](std::size_t) {
-    if (tagAt(reader) != kTagError) return reader.fail();
-    skipTag(reader);
-    ItemError error;
-    error.position = readInteger(reader);
-    error.code = static_cast<std::int32_t>(readInteger(reader));
-    if (reader.ok()) out->push_back(error);
-  });
+  readList<ItemError>(reader, limits, kShortestError, out);
 }
 
 }  // namespace ostrel

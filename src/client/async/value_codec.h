@@ -44,6 +44,7 @@ bool holdsBytes(Tag tag) noexcept;
 struct DecodeLimits {
   std::size_t values = kMostValues;  // counts down; an attribute is one, too
   unsigned nesting = kMaxNesting;    // levels of values inside one another
+  std::size_t owed = 0;  // bytes at least that lists being read still need
 };
 
 // How much room writing takes at most: numbers may need less.
