@@ -390,11 +390,12 @@ TEST(FromVesk, CopiesGaugesAndCountersAndLeavesTheOriginalAlone) {
 }
 
 TEST(FromVesk, KeepsTheBytesOfWhatNobodyReads) {
-  veskAttributeDesc description("on", *std::make_unique<veskAid>("59.7.1"), 7,
-                                nullptr, 1, 0, 1);
-  const Value value = Value::from(&description);
+  veskAid id("59.7.1");
+  const Value::VeskPointer description(
+      new veskAttributeDesc("on", id, 7, nullptr, 1, 0, 1));
+  const Value value = Value::from(description.get());
   EXPECT_EQ(value.type(), kTagAttributeDesc);
-  EXPECT_EQ(hex(value.encode()), hex(asText(test::encoded(description))));
+  EXPECT_EQ(hex(value.encode()), hex(asText(test::encoded(*description))));
   veskType unknown(200u);
   EXPECT_EQ(Value::from(&unknown).encode(), "\xc8");
   EXPECT_EQ(Value::from(&unknown).type(), 200);

@@ -341,6 +341,21 @@ std::unique_ptr<veskType> madeBlank(Tag tag) {
   return nullptr;
 }
 
+// The stated value that all of these bytes are, or no pointer.
+Value::VeskPointer decodedStated(char* bytes, unsigned length) {
+  veskType* made = nullptr;
+  unsigned used = 0;
+  try {
+    used = veskType::decodeCreate(bytes, length, &made);
+  } catch (...) {
+    // Without memory the part that was made is the caller's as well.
+    veskType::destroyDecoded(made);
+    throw;
+  }
+  Value::VeskPointer owned(made);
+  return used == length ? std::move(owned) : nullptr;
+}
+
 }  // namespace
 
 Value Value::from(const veskType* source) {
@@ -385,10 +400,7 @@ Value::VeskPointer Value::toVesk() const {
     return made->decode(&bytes[0], length) == length ? std::move(made)
                                                      : nullptr;
   }
-  veskType* made = nullptr;
-  const unsigned used = veskType::decodeCreate(&bytes[0], length, &made);
-  VeskPointer owned(made);
-  return used == length ? std::move(owned) : nullptr;
+  return decodedStated(&bytes[0], length);
 }
 
 }  // namespace ostrel
