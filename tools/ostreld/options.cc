@@ -21,6 +21,9 @@ constexpr int kMostLength = 64 << 20;
 // A registration has eleven values.
 constexpr int kLeastValues = 64;
 
+// What an address may be allowed in a second.
+constexpr int kMostInASecond = 1000000000;
+
 const std::map<std::string, Level> kLevels = {{"error", Level::kError},
                                               {"warning", Level::kWarning},
                                               {"info", Level::kInfo},
@@ -87,6 +90,15 @@ void addLength(CLI::App* command, const char* name, std::size_t* length,
       ->capture_default_str();
 }
 
+void addBytes(CLI::App* command, const char* name, std::uint32_t* bytes,
+              const std::string& what) {
+  command
+      ->add_option(name, *bytes,
+                   what + " in a second for each address; 0: any number")
+      ->check(CLI::Range(0, kMostInASecond).description(""))
+      ->capture_default_str();
+}
+
 // What a server sends at the most.
 void addBounds(CLI::App* command, ServerOptions* options) {
   addLength(command, "--max-answer", &options->longestAnswer,
@@ -95,9 +107,12 @@ void addBounds(CLI::App* command, ServerOptions* options) {
   command
       ->add_option(
           "--rate", options->requestsPerSecond,
-          "Requests, and further datagrams of answers, in a second for "
-          "each sender's address; 0: any number")
+          "Requests, further datagrams of answers, and events in a second "
+          "for each address; 0: any number")
+      ->check(CLI::Range(0, kMostInASecond).description(""))
       ->capture_default_str();
+  addBytes(command, "--answer-bytes", &options->answerBytesPerSecond,
+           "Bytes of answers");
 }
 
 // Registrations for events: where to, and how many.
@@ -195,6 +210,8 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
       ->type_name("NUMBER")
       ->capture_default_str();
   addBounds(serve, &options);
+  addBytes(serve, "--event-bytes", &options.eventBytesPerSecond,
+           "Bytes of events");
   addRegistrations(serve, arguments);
   serve
       ->add_option("--clock-rate", options.clockRate,

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "directory/server_addresses.h"
+#include "net_test.h"
 #include "server_test.h"
 #include "support/log.h"
 
@@ -21,6 +22,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::SizeIs;
+using namespace std::chrono_literals;
+
+constexpr std::size_t kLongestAnswer = 4000;
+constexpr std::chrono::milliseconds kTimeout{1000};
 
 // An object server that the test plays: a socket on loopback.
 class ScriptedServer {
@@ -63,6 +68,14 @@ class ScriptedServer {
     response.clear();
   }
 
+  // Answers the next request with another's id.
+  void answerAs(unsigned id, veskPDU& response) {
+    ASSERT_NE(take(), nullptr);
+    response.requestId.value = id;
+    messages_.send(&client_, &response);
+    response.clear();
+  }
+
   sockaddr_in address = {};
 
  private:
@@ -73,15 +86,15 @@ class ScriptedServer {
 class MergedSearchTest : public testing::Test {
  protected:
   MergedSearchTest()
-      : directory(&handler, 4000,
-                  [this](const sockaddr_in& to, std::string& bytes) {
-                    // As the server does with what is long.
-                    sent.push_back({to, std::move(bytes)});
-                  }) {
-    handler.open();
-    // Silence is over with the next tick.
-    handler.initialTimeout = 0;
-    handler.retries = 0;
+      : socket(loopbackAddress(), 0),
+        asking(&socket, kLongestAnswer, {kTimeout, 1}, &counters),
+        directory(
+            &asking, kLongestAnswer,
+            [this](const sockaddr_in& to, std::string& bytes) {
+              // As the server does with what is long.
+              sent.push_back({to, std::move(bytes)});
+            },
+            &counters) {
     directory.setServers({first.address, second.address});
   }
 
@@ -96,12 +109,19 @@ class MergedSearchTest : public testing::Test {
   }
 
   void handle(const std::string& bytes) {
-    directory.handle(local(), bytes, std::chrono::steady_clock::now());
+    directory.handle({local(), 0, bytes}, now);
   }
 
   void receiveAll() {
-    while (directory.receive()) {
-    }
+    // The call after one that saw all looks again.
+    for (int i = 0; i < 2; ++i)
+      while (directory.receive(now)) {
+      }
+  }
+
+  // Lets time pass until the servers that say nothing are given up.
+  void waitForAll() {
+    while (const auto due = directory.tick(now)) now = *due;
   }
 
   // The one answer that was sent.
@@ -121,8 +141,11 @@ class MergedSearchTest : public testing::Test {
 
   ScriptedServer first;
   ScriptedServer second;
-  veskTransactionHandler handler;
   std::vector<Sent> sent;
+  MergedSearch::Time now{1h};
+  Counters counters;
+  UdpSocket socket;
+  Asking asking;
   MergedSearch directory;
 };
 
@@ -167,14 +190,14 @@ TEST_F(MergedSearchTest, ASilentServerIsGivenUpAndNamed) {
   first.answer({"59.200.0.1"});
   receiveAll();
   testing::internal::CaptureStderr();
-  directory.tick();
+  waitForAll();
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
               HasSubstr(text(second.address) + " did not answer"));
   const auto found = answer();
   EXPECT_EQ(found->status.value, 0);
   EXPECT_THAT(texts(*found->list), ElementsAre("59.200.0.1"));
   EXPECT_THAT(errorsIn(*found->errors), ElementsAre(Pair(1, kNetworkError)));
-  EXPECT_FALSE(directory.busy());
+  EXPECT_EQ(directory.tick(now), std::nullopt);
 }
 
 TEST_F(MergedSearchTest, FailsOnlyWhenEveryServerFails) {
@@ -189,32 +212,98 @@ TEST_F(MergedSearchTest, AServersOwnCodeTellsMoreThanSilence) {
   handle(searchBytes(1));
   second.answer({}, kArgListError);
   receiveAll();
-  directory.tick();
+  waitForAll();
   const auto found = answer();
   EXPECT_EQ(found->status.value, kArgListError);
   EXPECT_THAT(errorsIn(*found->errors),
               ElementsAre(Pair(0, kNetworkError), Pair(1, kArgListError)));
 }
 
-TEST_F(MergedSearchTest, AnAnswerFromAnotherAddressIsNamed) {
+TEST_F(MergedSearchTest,
+       ASilentServerIsAskedAgainAndEachTimeWaitedForTwiceAsLong) {
   handle(searchBytes(1));
-  auto request = first.take();
+  EXPECT_EQ(directory.tick(now), now + kTimeout);
+  const auto request = first.take();
   ASSERT_NE(request, nullptr);
-  sockaddr_in asker = {};
-  socklen_t length = sizeof asker;
-  getsockname(handler.messageHandler->socket,
-              reinterpret_cast<sockaddr*>(&asker), &length);
-  asker.sin_addr = loopbackAddress();
+  EXPECT_EQ(first.take(), nullptr);
+  now += kTimeout;
+  EXPECT_EQ(directory.tick(now), now + 2 * kTimeout);
+  const auto again = first.take();
+  ASSERT_NE(again, nullptr);
+  EXPECT_EQ(again->requestId.value, request->requestId.value);
+  EXPECT_THAT(sent, IsEmpty());
+  now += 2 * kTimeout;
+  EXPECT_EQ(directory.tick(now), std::nullopt);
+  EXPECT_EQ(first.take(), nullptr);
+  EXPECT_EQ(answer()->status.value, kNetworkError);
+}
+
+TEST_F(MergedSearchTest, AnAnswerMakesNoOtherServerDueEarlier) {
+  handle(searchBytes(1));
+  now += kTimeout / 2;
+  first.answer({"59.200.0.1"});
+  receiveAll();
+  EXPECT_EQ(directory.tick(now), now + kTimeout / 2);
+  second.take();
+  EXPECT_EQ(second.take(), nullptr);
+}
+
+TEST_F(MergedSearchTest, AnAnswerFromAnotherAddressIsNamedAndIgnored) {
+  handle(searchBytes(1));
   veskSearchRespPDU response(0);
+  const auto request = first.take();
+  ASSERT_NE(request, nullptr);
   response.requestId = request->requestId;
   veskMessageHandler stranger;
   stranger.open(0);
+  const sockaddr_in asker = socket.address();
   stranger.send(&asker, &response);
   response.clear();
   testing::internal::CaptureStderr();
   receiveAll();
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
               HasSubstr("which was not asked"));
+  second.answer({"59.200.0.2"});
+  receiveAll();
+  EXPECT_THAT(sent, IsEmpty());
+  now += kTimeout;
+  directory.tick(now);
+  first.answer({"59.200.0.1"});
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list), ElementsAre("59.200.0.1", "59.200.0.2"));
+}
+
+TEST_F(MergedSearchTest, AServerThatWasNotAskedThisIsIgnored) {
+  handle(searchBytes(1));
+  const auto request = first.take();
+  ASSERT_NE(request, nullptr);
+  // The second one answers what the first one was asked.
+  veskSearchRespPDU response(0);
+  second.answerAs(request->requestId.value, response);
+  receiveAll();
+  EXPECT_THAT(sent, IsEmpty());
+  EXPECT_NE(directory.tick(now), std::nullopt);
+}
+
+TEST_F(MergedSearchTest, NothingIsKeptOfAnAnswerThatIsTooLong) {
+  handle(searchBytes(1));
+  first.answer(std::vector<const char*>(1000, "59.200.0.1"));
+  second.answer({});
+  testing::internal::CaptureStderr();
+  receiveAll();
+  testing::internal::GetCapturedStderr();
+  EXPECT_GT(counters.value(Counter::kTooLong), 0U);
+  EXPECT_THAT(sent, IsEmpty());
+}
+
+TEST_F(MergedSearchTest, StrangersAreNotHeardWhenNobodyWasAsked) {
+  const sockaddr_in asker = socket.address();
+  testing::internal::CaptureStderr();
+  Peer stranger;
+  for (int i = 0; i < 100; ++i) stranger.send(asker, std::string(3000, 's'));
+  receiveAll();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_GT(counters.value(Counter::kMalformed), 0U);
 }
 
 TEST_F(MergedSearchTest, AnAnswerOfAnotherKindCountsAsFailure) {
@@ -232,7 +321,7 @@ TEST_F(MergedSearchTest, AnAnswerOfAnotherKindCountsAsFailure) {
   EXPECT_THAT(errorsIn(*found->errors), ElementsAre(Pair(0, kCodingError)));
 }
 
-TEST_F(MergedSearchTest, ARequestThatIsSentAgainAsksNobodyTwice) {
+TEST_F(MergedSearchTest, ARequestThatIsSentAgainMeanwhileAsksNobodyTwice) {
   handle(searchBytes(1));
   handle(searchBytes(1));
   first.answer({"59.200.0.1"});
@@ -240,10 +329,18 @@ TEST_F(MergedSearchTest, ARequestThatIsSentAgainAsksNobodyTwice) {
   second.answer({});
   receiveAll();
   EXPECT_THAT(sent, SizeIs(1));
-  handle(searchBytes(1));
-  ASSERT_THAT(sent, SizeIs(2));
-  EXPECT_EQ(sent[0].bytes, sent[1].bytes);
-  EXPECT_EQ(first.take(), nullptr);
+  EXPECT_EQ(counters.value(Counter::kRepeats), 1U);
+}
+
+TEST_F(MergedSearchTest, AnAnsweredSearchIsNeverAnsweredFromTheOldAnswer) {
+  for (const char* object : {"59.200.0.1", "59.200.0.2"}) {
+    handle(searchBytes(1));
+    first.answer({object});
+    second.answer({});
+    receiveAll();
+    EXPECT_THAT(texts(*answer()->list), ElementsAre(object));
+    sent.clear();
+  }
 }
 
 TEST_F(MergedSearchTest, SearchesRunSideBySide) {
@@ -294,17 +391,17 @@ TEST_F(MergedSearchTest, AnswersAndNonsenseAreNotAnswered) {
 
 TEST_F(MergedSearchTest, AnAnswerThatIsTooLongBecomesAnError) {
   handle(searchBytes(1));
-  first.answer(std::vector<const char*>(1000, "59.200.0.1"));
-  second.answer({});
+  // Each fits; together they do not, with an address beside each object.
+  first.answer(std::vector<const char*>(250, "59.200.0.1"));
+  second.answer(std::vector<const char*>(250, "59.200.0.1"));
   receiveAll();
   EXPECT_EQ(answer()->status.value, kInternalError);
 }
 
 TEST_F(MergedSearchTest, SearchesAtATimeAreBounded) {
-  const auto now = std::chrono::steady_clock::now();
   const auto asked = [&](const sockaddr_in& from) {
     for (unsigned i = 0; i <= MergedSearch::kMostQueries; ++i)
-      directory.handle(from, searchBytes(i), now);
+      directory.handle({from, 0, searchBytes(i)}, now);
     unsigned count = 0;
     while (first.take() != nullptr) count++;
     while (second.take() != nullptr) {

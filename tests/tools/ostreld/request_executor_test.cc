@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "net/rate_limit.h"
 #include "requests/answer_cache.h"
 #include "server_test.h"
 
@@ -449,37 +448,6 @@ TEST(AnswerCacheTest, DropsTheOldestBeyondItsBound) {
   EXPECT_EQ(cache.find("first", now), nullptr);
   ASSERT_NE(cache.find("second", now), nullptr);
   EXPECT_LE(cache.bytes(), AnswerCache::kMostBytes);
-}
-
-TEST(RateLimitTest, LetsABurstThroughAndThenTheRate) {
-  RateLimit limit(10);
-  RateLimit::Time now{};
-  const in_addr sender = remote().sin_addr;
-  for (int i = 0; i < 10; ++i) EXPECT_TRUE(limit.allows(sender, now));
-  EXPECT_FALSE(limit.allows(sender, now));
-  EXPECT_TRUE(limit.allows(local().sin_addr, now));
-  now += 100ms;
-  EXPECT_TRUE(limit.allows(sender, now));
-  EXPECT_FALSE(limit.allows(sender, now));
-}
-
-TEST(RateLimitTest, LongAnswersCostMore) {
-  RateLimit limit(10);
-  RateLimit::Time now{};
-  const in_addr sender = remote().sin_addr;
-  EXPECT_TRUE(limit.allows(sender, now));
-  limit.charge(sender, 1456 * 19);
-  EXPECT_FALSE(limit.allows(sender, now));
-  now += 1s;
-  EXPECT_FALSE(limit.allows(sender, now));
-  now += 200ms;
-  EXPECT_TRUE(limit.allows(sender, now));
-}
-
-TEST(RateLimitTest, ZeroIsNoLimit) {
-  RateLimit limit(0);
-  for (int i = 0; i < 1000; ++i)
-    EXPECT_TRUE(limit.allows(remote().sin_addr, {}));
 }
 
 }  // namespace

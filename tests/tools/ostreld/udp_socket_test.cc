@@ -1,105 +1,121 @@
 #include "net/udp_socket.h"
 
-#include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include "net/outbox.h"
-#include "server_test.h"
+#include <cerrno>
+#include <stdexcept>
+
+#include "net_test.h"
 
 namespace ostrel::tools::server {
 namespace {
 
 using testing::HasSubstr;
 
-constexpr std::size_t kLongest = 5000;
-
 class UdpSocketTest : public testing::Test {
  protected:
-  UdpSocketTest() : server(local().sin_addr, 0, kLongest) {
-    client.open(0);
-    socklen_t length = sizeof to;
-    getsockname(server.socket, reinterpret_cast<sockaddr*>(&to), &length);
-  }
+  UdpSocketTest() : server(loopbackAddress(), 0) {}
 
-  void send(std::string bytes) {
-    client.send(&to, bytes.data(), static_cast<unsigned>(bytes.size()));
-    pollfd ready = {server.socket, POLLIN, 0};
-    poll(&ready, 1, 1000);
-  }
-
-  void sendRaw(const std::string& datagram) {
-    sendto(client.socket, datagram.data(), datagram.size(), 0,
-           reinterpret_cast<const sockaddr*>(&to), sizeof to);
-    pollfd ready = {server.socket, POLLIN, 0};
-    poll(&ready, 1, 1000);
-  }
-
-  UdpSocket::Taken take() {
-    Message taken;
-    const auto result = server.take(&taken);
-    if (result == UdpSocket::Taken::kMessage) {
-      from = taken.from;
-      id = taken.id;
-      message = taken.bytes;
+  // The next datagram's bytes, after it has come.
+  std::string receive() {
+    pollfd ready = {server.descriptor(), POLLIN, 0};
+    if (!server.hasMore()) poll(&ready, 1, 1000);
+    Datagram datagram;
+    while (!server.receive(&datagram)) {
     }
-    return result;
+    EXPECT_TRUE(sameEndpoint(datagram.from, client.address));
+    return std::string(datagram.bytes);
   }
 
   UdpSocket server;
-  veskDatagramHandler client;
-  sockaddr_in to = {};
-  sockaddr_in from = {};
-  std::uint16_t id = 0;
-  std::string message;
+  Peer client;
 };
 
 TEST_F(UdpSocketTest, NeverWaits) {
-  EXPECT_EQ(take(), UdpSocket::Taken::kNothing);
+  Datagram datagram;
+  EXPECT_FALSE(server.receive(&datagram));
+  EXPECT_FALSE(server.receive(&datagram));
 }
 
-TEST_F(UdpSocketTest, TakesAMessageAndAnswersIt) {
-  send("question");
-  ASSERT_EQ(take(), UdpSocket::Taken::kMessage);
-  EXPECT_EQ(message, "question");
-  std::string answer = "answer";
-  EXPECT_TRUE(server.sendTo(from, answer));
-  void* data = nullptr;
-  EXPECT_EQ(client.recv(nullptr, &data), answer.size());
-  std::free(data);
+TEST_F(UdpSocketTest, TakesDatagramsAsTheyAre) {
+  client.sendRaw(server.address(), "question");
+  EXPECT_EQ(receive(), "question");
+  client.sendRaw(server.address(), "");
+  EXPECT_EQ(receive(), "");
+  const std::string longest(65507, 'x');
+  client.sendRaw(server.address(), longest);
+  EXPECT_EQ(receive(), longest);
 }
 
-TEST_F(UdpSocketTest, PutsFragmentsTogether) {
-  const std::string longMessage(kLongest, 'x');
-  send(longMessage);
-  EXPECT_EQ(take(), UdpSocket::Taken::kPart);
-  UdpSocket::Taken taken = UdpSocket::Taken::kPart;
-  while (taken == UdpSocket::Taken::kPart) taken = take();
-  ASSERT_EQ(taken, UdpSocket::Taken::kMessage);
-  EXPECT_EQ(message, longMessage);
+TEST_F(UdpSocketTest, TakesManyWithOneLookAndSaysOnceThatItSawAll) {
+  for (int i = 0; i < 20; ++i)
+    client.sendRaw(server.address(), std::to_string(i));
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(receive(), std::to_string(i));
+  Datagram datagram;
+  client.sendRaw(server.address(), "late");
+  EXPECT_FALSE(server.hasMore());
+  EXPECT_FALSE(server.receive(&datagram));
+  EXPECT_TRUE(server.receive(&datagram));
 }
 
-TEST_F(UdpSocketTest, KeepsNothingOfAMessageThatClaimsToBeTooLong) {
-  send(std::string(kLongest + 1, 'x'));
-  UdpSocket::Taken taken = UdpSocket::Taken::kPart;
-  while (taken == UdpSocket::Taken::kPart) taken = take();
-  EXPECT_EQ(taken, UdpSocket::Taken::kNothing);
-  EXPECT_EQ(server.reassemblyList.count, 0U);
+TEST_F(UdpSocketTest, SendsWhatTheLibraryPutsTogether) {
+  for (const std::size_t size : {1U, 1456U, 1457U, 27664U, 30000U}) {
+    const std::string message(size, 'm');
+    Parcel parcel = server.parcel(client.address, message);
+    EXPECT_TRUE(server.send(&parcel, parcel.left()));
+    EXPECT_EQ(parcel.left(), 0U);
+    EXPECT_EQ(client.take(), message);
+  }
 }
 
-TEST_F(UdpSocketTest, DropsWhatIsNoFragment) {
-  sendRaw("");
-  EXPECT_EQ(take(), UdpSocket::Taken::kPart);
-  sendRaw("short");
-  EXPECT_EQ(take(), UdpSocket::Taken::kPart);
-  sendRaw(std::string(16, '\0') + "of no version");
-  EXPECT_EQ(take(), UdpSocket::Taken::kPart);
-  EXPECT_EQ(take(), UdpSocket::Taken::kNothing);
+TEST_F(UdpSocketTest, SendsNoMoreFragmentsThanIsSaid) {
+  const std::string message(1456 * 30, 'm');
+  Parcel parcel = server.parcel(client.address, message);
+  EXPECT_TRUE(server.send(&parcel, 25));
+  EXPECT_EQ(parcel.left(), 5U);
+  EXPECT_EQ(client.drain(), 25U);
+  EXPECT_TRUE(server.send(&parcel, 25));
+  EXPECT_EQ(client.drain(), 5U);
+}
+
+TEST_F(UdpSocketTest, IdsBeginAnywhereAndCountUp) {
+  const auto first = server.parcel(client.address, "m").id;
+  for (unsigned i = 1; i <= 65536; ++i) {
+    ASSERT_EQ(server.parcel(client.address, "m").id,
+              static_cast<std::uint16_t>(first + i));
+  }
+  // Of ten sockets not all begin with the same.
+  bool differs = false;
+  for (int i = 0; i < 10; ++i) {
+    UdpSocket other(loopbackAddress(), 0);
+    differs = differs || other.parcel(client.address, "m").id != first;
+  }
+  EXPECT_TRUE(differs);
+}
+
+TEST_F(UdpSocketTest, AFailureHasItsCause) {
+  Parcel parcel = server.parcel(endpoint(loopbackAddress(), 0), "message");
+  EXPECT_FALSE(server.send(&parcel, 1));
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_FALSE(UdpSocket::isBusy(EINVAL));
+  EXPECT_TRUE(UdpSocket::isBusy(EAGAIN));
+  EXPECT_EQ(parcel.left(), 1U);
+}
+
+TEST_F(UdpSocketTest, SendsManyMessagesAndCountsThoseThatFail) {
+  std::vector<Parcel> parcels;
+  for (int i = 0; i < 50; ++i)
+    parcels.push_back(server.parcel(client.address, "short"));
+  parcels[3].to.sin_port = 0;
+  parcels[49].to.sin_port = 0;
+  parcels.push_back(server.parcel(client.address, std::string(3000, 'l')));
+  EXPECT_EQ(server.sendAll(parcels), 2U);
+  EXPECT_EQ(client.drain(), 48U + 3U);
 }
 
 TEST_F(UdpSocketTest, APortInUseIsSaidClearly) {
   try {
-    UdpSocket second(local().sin_addr, ntohs(to.sin_port), kLongest);
+    UdpSocket second(loopbackAddress(), ntohs(server.address().sin_port));
     FAIL() << "opened twice";
   } catch (const std::runtime_error& error) {
     EXPECT_THAT(error.what(), HasSubstr("is in use"));
@@ -108,7 +124,7 @@ TEST_F(UdpSocketTest, APortInUseIsSaidClearly) {
 
 TEST_F(UdpSocketTest, AnAddressOfAnotherMachineIsSaidClearly) {
   try {
-    UdpSocket elsewhere(remote().sin_addr, 0, kLongest);
+    UdpSocket elsewhere(*parseAddress("192.0.2.7"), 0);
     FAIL() << "opened";
   } catch (const std::runtime_error& error) {
     EXPECT_THAT(error.what(), HasSubstr("no address 192.0.2.7"));
@@ -118,49 +134,15 @@ TEST_F(UdpSocketTest, AnAddressOfAnotherMachineIsSaidClearly) {
 TEST_F(UdpSocketTest, ClosesItsDescriptor) {
   int descriptor = -1;
   {
-    UdpSocket other(local().sin_addr, 0, kLongest);
-    descriptor = other.socket;
+    UdpSocket other(loopbackAddress(), 0);
+    descriptor = other.descriptor();
   }
   EXPECT_EQ(close(descriptor), -1);
 }
 
-TEST_F(UdpSocketTest, LongAnswersWaitAndShortOnesDoNot) {
-  sockaddr_in asker = {};
-  socklen_t length = sizeof asker;
-  getsockname(client.socket, reinterpret_cast<sockaddr*>(&asker), &length);
-  asker.sin_addr = local().sin_addr;
-  Outbox outbox(&server);
-  std::string longAnswer(UdpSocket::kQuickMessage + 1, 'l');
-  std::string shortAnswer = "s";
-  outbox.send(asker, longAnswer);
-  outbox.send(asker, shortAnswer);
-  EXPECT_FALSE(outbox.empty());
-  void* data = nullptr;
-  EXPECT_EQ(client.recv(nullptr, &data), shortAnswer.size());
-  std::free(data);
-  outbox.sendNext();
-  EXPECT_TRUE(outbox.empty());
-  unsigned got = 0;
-  while (got == 0) got = client.recv(nullptr, &data);
-  EXPECT_EQ(got, UdpSocket::kQuickMessage + 1);
-  std::free(data);
-}
-
-TEST_F(UdpSocketTest, LongAnswersThatWaitAreBounded) {
-  Outbox outbox(&server);
-  const auto send = [&](const char* host, char letter) {
-    std::string answer(UdpSocket::kQuickMessage + 1, letter);
-    outbox.send(addressOf(host, 9), answer);
-  };
-  for (const char letter : {'a', 'a', 'b', 'c', 'd', 'e', 'f'})
-    send("127.0.0.1", letter);
-  std::size_t sent = 0;
-  for (; !outbox.empty(); ++sent) outbox.sendNext();
-  EXPECT_EQ(sent, Outbox::kMostOfOne);
-}
-
 TEST_F(UdpSocketTest, KnowsThePortThatTheSystemChose) {
-  EXPECT_EQ(server.address().sin_port, to.sin_port);
+  EXPECT_EQ(server.address().sin_addr.s_addr, loopbackAddress().s_addr);
+  EXPECT_NE(server.address().sin_port, 0);
 }
 
 }  // namespace

@@ -2,17 +2,15 @@
 
 #include <ifaddrs.h>
 #include <net/if.h>
-#include <ostrel/message.h>
-#include <ostrel/transaction.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <random>
 #include <stdexcept>
 
 #include "common/addresses.h"
+#include "directory/asking.h"
 #include "directory/merged_search.h"
 #include "directory/server_addresses.h"
 #include "support/log.h"
@@ -20,7 +18,7 @@
 namespace ostrel::tools::server {
 namespace {
 
-constexpr int kShortestWait = 20;  // milliseconds; due times are whole seconds
+constexpr std::chrono::milliseconds kIdle{60000};
 
 // The addresses of all interfaces that are up.
 std::vector<in_addr> allInterfaces() {
@@ -44,35 +42,40 @@ class DirectoryServer : public ServerLoop {
   explicit DirectoryServer(const DirectoryOptions& options)
       : ServerLoop(options),
         options_(options),
-        search_(&handler_, options.longestAnswer,
-                [this](const sockaddr_in& to, std::string& bytes) {
-                  answer(to, bytes);
-                }) {
-    if (handler_.open() < 0)
-      throw std::runtime_error("no socket for asking object servers");
-    wakeFor(handler_.messageHandler->socket);
-    handler_.initialTimeout = options.timeout;
-    handler_.retries = options.retries;
-    // Answers are matched by number: one that cannot be guessed keeps strangers
-    // from answering.
-    handler_.nextRequestId = std::random_device()();
+        askingSocket_(options.listen, 0),
+        asking_(&askingSocket_, options.longestAnswer,
+                {std::chrono::seconds(options.timeout), options.retries},
+                &counters()),
+        search_(
+            &asking_, options.longestAnswer,
+            [this](const sockaddr_in& to, std::string& bytes) {
+              answer(to, bytes);
+            },
+            &counters()) {
+    wakeFor(askingSocket_.descriptor());
     search_.setServers(readServers());
     if (options.multicast) hearGroup();
   }
 
  private:
   void handle(Message& request, Time now) override {
-    search_.handle(request.from, request.bytes, now);
+    search_.handle(request, now);
   }
 
   int runTimers() override {
-    const auto wait = static_cast<int>(search_.tick() * kMillisecondsPerSecond);
-    return std::max(kShortestWait, wait);
+    const Time now = std::chrono::steady_clock::now();
+    const auto due = search_.tick(now);
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(due ? *due - now : kIdle);
+    return static_cast<int>(
+        std::clamp(left, std::chrono::milliseconds(0), kIdle).count());
   }
 
   void receive() override {
-    for (int i = 0; i < kBatch && search_.receive(); ++i) {
-    }
+    const Time now = std::chrono::steady_clock::now();
+    // What was taken off the socket does not wake the server again.
+    for (int i = 0; i < kBatch || askingSocket_.hasMore(); ++i)
+      if (!search_.receive(now)) return;
   }
 
   // A file that cannot be read leaves the servers as they were.
@@ -125,8 +128,7 @@ class DirectoryServer : public ServerLoop {
     if (listensEverywhere()) return &socket();
     try {
       group_ = std::make_unique<UdpSocket>(UdpSocket::Group{directoryGroup()},
-                                           ntohs(socket().address().sin_port),
-                                           options_.longestRequest);
+                                           ntohs(socket().address().sin_port));
     } catch (const std::runtime_error& error) {
       log(Level::kWarning, error.what());
       return nullptr;
@@ -149,7 +151,8 @@ class DirectoryServer : public ServerLoop {
 
   DirectoryOptions options_;
   std::unique_ptr<UdpSocket> group_;
-  veskTransactionHandler handler_;
+  UdpSocket askingSocket_;
+  Asking asking_;
   MergedSearch search_;
 };
 

@@ -1,9 +1,7 @@
 #include "directory/merged_search.h"
 
 #include <ostrel/elements.h>
-#include <ostrel/message.h>
 #include <ostrel/names.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <utility>
@@ -18,7 +16,16 @@
 namespace ostrel::tools::server {
 namespace {
 
-constexpr long kIdleSeconds = 60;
+// What tells requests apart: the sender and every byte, among them the request
+// id.
+std::string searchKey(const sockaddr_in& from, const std::string& request) {
+  std::string key;
+  key.append(reinterpret_cast<const char*>(&from.sin_addr),
+             sizeof from.sin_addr);
+  key.append(reinterpret_cast<const char*>(&from.sin_port),
+             sizeof from.sin_port);
+  return key + request;
+}
 
 bool isDiscovery(veskDSsearchPDU& request) {
   return request.oid.valid == 0 && request.list->count == 0 &&
@@ -34,71 +41,52 @@ bool named(veskList& servers, const sockaddr_in& server) {
   });
 }
 
-// Only an answer of the right kind, from the server that was asked, counts.
-int codeOf(veskSearchRespPDU* answer, const sockaddr_in& asked,
-           const sockaddr_in& from) {
-  if (!sameEndpoint(asked, from)) {
-    log(Level::kWarning, "an answer came from " + endpointText(from) +
-                             ", which was not asked, instead of " +
-                             endpointText(asked));
-    return kNetworkError;
-  }
-  return answer == nullptr ? kCodingError : answer->status.value;
-}
-
 }  // namespace
 
-MergedSearch::MergedSearch(veskTransactionHandler* handler,
-                           std::size_t longestAnswer, Send send)
-    : handler_(handler),
+MergedSearch::MergedSearch(Asking* asking, std::size_t longestAnswer, Send send,
+                           Counters* counters)
+    : asking_(asking),
       longestAnswer_(longestAnswer),
-      send_(std::move(send)) {}
-
-MergedSearch::~MergedSearch() {
-  // The handler must not be left with requests that are gone.
-  for (auto& ask : asks_) handler_->flush(ask.first);
-}
+      send_(std::move(send)),
+      counters_(counters) {}
 
 void MergedSearch::setServers(std::vector<sockaddr_in> servers) {
   servers_ = withoutRepeats(servers);
 }
 
-void MergedSearch::handle(const sockaddr_in& from, std::string_view request,
-                          AnswerCache::Time now) {
-  const std::string key = AnswerCache::keyOf(from, request);
-  if (const std::string* given = answers_.find(key, now)) {
-    std::string again = *given;
-    send_(from, again);
-    return;
-  }
-  if (underWay_.count(key) != 0) return;
-  Owned<veskType> value = decoded(request);
+void MergedSearch::handle(const Message& request, Time now) {
+  const sockaddr_in& from = request.from;
+  const std::string key = searchKey(from, request.bytes);
+  if (underWay_.count(key) != 0) return counters_->add(Counter::kRepeats);
+  Owned<veskType> value = decoded(request.bytes);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
-  if (pdu == nullptr) return;
-  log(Level::kDebug, endpointText(from) + " tag " + std::to_string(pdu->tag));
+  if (pdu == nullptr) return counters_->add(Counter::kMalformed);
+  if (logs(Level::kDebug))
+    log(Level::kDebug, endpointText(from) + " tag " + std::to_string(pdu->tag));
 
   auto search = takeAs<veskDSsearchPDU>(value);
   if (search == nullptr) {
     const RequestKind* kind = kindOf(*pdu);
-    if (kind == nullptr) return;
-    answer(from, key, *pdu, *refusal(*kind, *pdu, kNoObjectManager));
+    if (kind == nullptr) return counters_->add(Counter::kMalformed);
+    answer(from, *pdu, *refusal(*kind, *pdu, kNoObjectManager));
     return;
   }
   if (isDiscovery(*search) || search->oid.valid == 0) {
     const auto code = isDiscovery(*search) ? kNoError : kOidFormat;
-    answer(from, key, *search, *make<veskDSsearchRespPDU>(code));
+    answer(from, *search, *make<veskDSsearchRespPDU>(code));
     return;
   }
   if (!mayBegin(from)) {
+    counters_->add(Counter::kAnswersDropped);
     log(Level::kWarning, "too many searches at a time: dropped one");
     return;
   }
-  begin(from, key, std::move(search));
+  begin(from, key, std::move(search), now);
 }
 
 bool MergedSearch::mayBegin(const sockaddr_in& from) const {
   // A key begins with the sender's address and port.
-  const std::string sender = AnswerCache::keyOf(from, "");
+  const std::string sender = searchKey(from, "");
   const auto alike = [&](std::size_t bytes) {
     return static_cast<std::size_t>(std::count_if(
         underWay_.begin(), underWay_.end(), [&](const std::string& key) {
@@ -111,19 +99,17 @@ bool MergedSearch::mayBegin(const sockaddr_in& from) const {
 }
 
 // The request is one that kindOf() knows.
-void MergedSearch::answer(const sockaddr_in& from, const std::string& key,
-                          veskPDU& request, veskPDU& answer) {
+void MergedSearch::answer(const sockaddr_in& from, veskPDU& request,
+                          veskPDU& answer) {
   answer.requestId = request.requestId;
   const auto whole = encoded(answer, longestAnswer_);
   std::string bytes =
       whole ? *whole : tooLongBytes(*kindOf(request), request, longestAnswer_);
-  if (bytes.empty()) return;
-  answers_.keep(key, bytes, std::chrono::steady_clock::now());
-  send_(from, bytes);
+  if (!bytes.empty()) send_(from, bytes);
 }
 
 void MergedSearch::begin(const sockaddr_in& from, const std::string& key,
-                         Owned<veskDSsearchPDU> request) {
+                         Owned<veskDSsearchPDU> request, Time now) {
   auto query = std::make_shared<Query>();
   query->from = from;
   query->key = key;
@@ -135,49 +121,35 @@ void MergedSearch::begin(const sockaddr_in& from, const std::string& key,
   query->outstanding = query->parts.size();
   underWay_.insert(key);
   if (query->parts.empty()) finish(*query);
-  for (std::size_t i = 0; i < query->parts.size(); ++i) ask(query, i);
+  for (std::size_t i = 0; i < query->parts.size(); ++i) ask(query, i, now);
 }
 
-void MergedSearch::ask(const std::shared_ptr<Query>& query, std::size_t part) {
+void MergedSearch::ask(const std::shared_ptr<Query>& query, std::size_t part,
+                       Time now) {
   veskDSsearchPDU& wanted = *query->request;
-  auto request = std::make_unique<veskSearchPDU>(wanted.oid, wanted.list,
-                                                 kSearchFlag, wanted.principal);
-  const int code = handler_->send(&query->parts[part].server, request.get());
-  const std::uint32_t id = request->requestId.value;
-  asks_[id] = Ask{query, part, std::move(request)};
-  if (code != kNoError) end(id, code, nullptr);
+  // Its list is the query's.
+  veskSearchPDU request(wanted.oid, wanted.list, kSearchFlag, wanted.principal);
+  const int code = asking_->ask(query->parts[part].server, &request, now);
+  if (code != kNoError) return take(*query, part, code, nullptr);
+  asks_[request.requestId.value] = {query, part};
 }
 
-bool MergedSearch::receive() {
-  char byte = 0;
-  if (::recv(handler_->messageHandler->socket, &byte, sizeof byte,
-             MSG_PEEK | MSG_DONTWAIT) < 0) {
-    return false;
-  }
-  sockaddr_in from = {};
-  veskPDU* arrived = nullptr;
-  handler_->recv(&from, &arrived);
-  Owned<veskPDU> pdu(arrived);
+bool MergedSearch::receive(Time now) {
+  Owned<veskPDU> pdu;
+  if (!asking_->receive(now, &pdu)) return false;
   if (pdu == nullptr) return true;
-  const auto found = asks_.find(pdu->requestId.value);
-  if (found == asks_.end()) return true;
-  const Ask& asked = found->second;
+  const std::uint32_t id = pdu->requestId.value;
   auto answer = takeAs<veskSearchRespPDU>(pdu);
-  const int code =
-      codeOf(answer.get(), asked.query->parts[asked.part].server, from);
-  end(found->first, code, std::move(answer));
+  // Only an answer of the right kind counts.
+  const int code = answer == nullptr ? kCodingError : answer->status.value;
+  end(id, code, std::move(answer));
   return true;
 }
 
-long MergedSearch::tick() {
-  long next = kIdleSeconds;
-  for (bool more = true; more;) {
-    int code = kNoError;
-    veskPDU* silent = nullptr;
-    more = handler_->tick(&next, &code, &silent) == 1;
-    if (silent != nullptr) end(silent->requestId.value, code, nullptr);
-  }
-  return asks_.empty() ? kIdleSeconds : next;
+std::optional<MergedSearch::Time> MergedSearch::tick(Time now) {
+  while (const auto silent = asking_->tick(now))
+    end(*silent, kNetworkError, nullptr);
+  return asking_->nextDue();
 }
 
 // One server has answered, or will not.
@@ -185,10 +157,14 @@ void MergedSearch::end(std::uint32_t requestId, int code,
                        Owned<veskSearchRespPDU> answer) {
   const auto found = asks_.find(requestId);
   if (found == asks_.end()) return;
-  const Ask ended = std::move(found->second);
+  const Ask ended = found->second;
   asks_.erase(found);
-  Query& query = *ended.query;
-  Part& part = query.parts[ended.part];
+  take(*ended.query, ended.part, code, std::move(answer));
+}
+
+void MergedSearch::take(Query& query, std::size_t at, int code,
+                        Owned<veskSearchRespPDU> answer) {
+  Part& part = query.parts[at];
   part.code = code;
   part.answer = std::move(answer);
   if (code == kNetworkError) {
@@ -228,7 +204,7 @@ void MergedSearch::finish(Query& query) {
         said == query.parts.end() ? kNetworkError : said->code;
   }
   underWay_.erase(query.key);
-  answer(query.from, query.key, *query.request, *response);
+  answer(query.from, *query.request, *response);
 }
 
 }  // namespace ostrel::tools::server

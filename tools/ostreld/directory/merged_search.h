@@ -1,26 +1,27 @@
 // The directory without its sockets: turns a search of the directory into a
-// search of each object server, side by side over one transaction handler, and
-// merges what they answer.
+// search of each object server, all side by side, and merges what they answer.
 
 #ifndef OSTREL_TOOLS_OSTRELD_DIRECTORY_MERGED_SEARCH_H
 #define OSTREL_TOOLS_OSTRELD_DIRECTORY_MERGED_SEARCH_H
 
 #include <netinet/in.h>
-#include <ostrel/transaction.h>
 #include <ostrel/veskPDU.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "common/owned.h"
-#include "requests/answer_cache.h"
+#include "directory/asking.h"
+#include "net/message.h"
+#include "support/counters.h"
 
 namespace ostrel::tools::server {
 
@@ -32,13 +33,13 @@ class MergedSearch {
   static constexpr std::size_t kMostOfAddress = 48;
   static constexpr std::size_t kMostOfPort = 16;
 
+  using Time = Asking::Time;
   using Send = std::function<void(const sockaddr_in& to, std::string& answer)>;
 
-  // The handler is open and has the time-out and retries that servers get; it
-  // has to outlive this object. Answers leave through `send`.
-  MergedSearch(veskTransactionHandler* handler, std::size_t longestAnswer,
-               Send send);
-  ~MergedSearch();
+  // What asks the servers, and the counters, have to outlive this object.
+  // Answers leave through `send`.
+  MergedSearch(Asking* asking, std::size_t longestAnswer, Send send,
+               Counters* counters);
   MergedSearch(const MergedSearch&) = delete;
   MergedSearch& operator=(const MergedSearch&) = delete;
 
@@ -47,20 +48,18 @@ class MergedSearch {
   void setServers(std::vector<sockaddr_in> servers);
 
   // Takes a client's request. Discovery and what cannot be answered is answered
-  // at once, a search when all servers have answered or were given up.
-  void handle(const sockaddr_in& from, std::string_view request,
-              AnswerCache::Time now);
+  // at once, a search when all servers have answered or were given up. One that
+  // is sent again meanwhile is answered once; one that comes later is a new
+  // search, since what is read is never answered from an old answer.
+  void handle(const Message& request, Time now);
 
-  // Takes one datagram of an object server off the handler's socket, never
-  // waiting for one. Returns whether there was one.
-  bool receive();
+  // Takes one datagram of an object server, never waiting for one. Returns
+  // whether there was one.
+  bool receive(Time now);
 
   // Asks silent servers again and gives up what was silent for too long.
-  // Returns the seconds until it has to be called again.
-  long tick();
-
-  // Whether tick() has anything to wait for.
-  bool busy() const { return !asks_.empty(); }
+  // Returns when it has to be called again; never, when nothing is awaited.
+  std::optional<Time> tick(Time now);
 
  private:
   // What one server said.
@@ -79,25 +78,25 @@ class MergedSearch {
   struct Ask {
     std::shared_ptr<Query> query;
     std::size_t part;
-    std::unique_ptr<veskSearchPDU> request;  // its list is the query's
   };
 
-  void answer(const sockaddr_in& from, const std::string& key, veskPDU& request,
-              veskPDU& answer);
+  void answer(const sockaddr_in& from, veskPDU& request, veskPDU& answer);
   void begin(const sockaddr_in& from, const std::string& key,
-             Owned<veskDSsearchPDU> request);
-  void ask(const std::shared_ptr<Query>& query, std::size_t part);
+             Owned<veskDSsearchPDU> request, Time now);
+  void ask(const std::shared_ptr<Query>& query, std::size_t part, Time now);
   void end(std::uint32_t requestId, int code, Owned<veskSearchRespPDU> answer);
+  void take(Query& query, std::size_t part, int code,
+            Owned<veskSearchRespPDU> answer);
   void finish(Query& query);
   bool mayBegin(const sockaddr_in& from) const;
 
-  veskTransactionHandler* handler_;
+  Asking* asking_;
   std::size_t longestAnswer_;
   Send send_;
+  Counters* counters_;
   std::vector<sockaddr_in> servers_;
   std::unordered_map<std::uint32_t, Ask> asks_;  // by request id
   std::unordered_set<std::string> underWay_;
-  AnswerCache answers_;
 };
 
 }  // namespace ostrel::tools::server

@@ -1,31 +1,84 @@
 #include "net/rate_limit.h"
 
-#include <ostrel/codes.h>
-
 #include <algorithm>
+#include <cstdlib>
+#include <new>
+#include <numeric>
 
 namespace ostrel::tools::server {
-bool RateLimit::allows(in_addr sender, Time now) {
-  if (perSecond_ == 0) return true;
-  // Whoever sends from many addresses starts with new buckets at times; that
-  // costs less than memory without a bound.
-  if (buckets_.size() >= kMostSenders && buckets_.count(sender.s_addr) == 0)
-    buckets_.clear();
-  Bucket& bucket = buckets_.try_emplace(sender.s_addr, Bucket{perSecond_, now})
-                       .first->second;
-  const std::chrono::duration<double> passed = now - bucket.at;
-  bucket.tokens =
-      std::min(perSecond_, bucket.tokens + passed.count() * perSecond_);
-  bucket.at = now;
-  if (bucket.tokens < 1) return false;
-  bucket.tokens -= 1;
-  return true;
+namespace {
+
+using Part =
+    std::chrono::duration<std::int64_t, std::ratio<1, RateLimit::kParts>>;
+constexpr std::size_t kSlots = std::size_t{1} << RateLimit::kSlotBits;
+
+}  // namespace
+
+void RateLimit::Free::operator()(Slot* slots) const { std::free(slots); }
+
+RateLimit::RateLimit(std::uint32_t perSecond, std::uint64_t seed)
+    : limit_(std::min<std::uint64_t>(std::uint64_t{perSecond} * kKept / kParts,
+                                     UINT32_MAX)) {
+  constexpr unsigned kHalf = 32;
+  // Odd, and so spread that nearby seeds differ.
+  factor_ = (seed << kHalf ^ seed * 0x9E3779B97F4A7C15U) | 1U;
+  if (limit_ == 0) return;
+  slots_.reset(static_cast<Slot*>(std::calloc(kSlots, sizeof(Slot))));
+  if (slots_ == nullptr) throw std::bad_alloc();
 }
 
-void RateLimit::charge(in_addr sender, std::size_t answerBytes) {
-  const auto bucket = buckets_.find(sender.s_addr);
-  if (bucket == buckets_.end()) return;
-  bucket->second.tokens -= static_cast<double>(answerBytes / kFragmentData);
+RateLimit::Slot& RateLimit::slotOf(in_addr address, Time now) {
+  constexpr unsigned kBits = 64;
+  const std::uint64_t hash = address.s_addr * factor_;
+  Slot& slot = slots_.get()[hash >> (kBits - kSlotBits)];
+  advance(&slot, std::chrono::floor<Part>(now.time_since_epoch()).count());
+  return slot;
+}
+
+// Forgets what is older than a second, and counts as used what was owed and has
+// room now.
+void RateLimit::advance(Slot* slot, std::int64_t part) const {
+  if (part <= slot->part) return;
+  const std::int64_t passed = part - slot->part;
+  for (std::int64_t i = 1; i <= std::min<std::int64_t>(passed, kKept); ++i)
+    slot->used[static_cast<std::size_t>(slot->part + i) % kKept] = 0;
+  slot->part = part;
+  if (slot->owed == 0) return;
+  const std::uint64_t idle =
+      passed <= kKept ? 0 : static_cast<std::uint64_t>(passed - kKept);
+  const bool paidOff = idle >= slot->owed * kKept / limit_;
+  slot->owed = paidOff ? 0 : slot->owed - idle * limit_ / kKept;
+  const std::uint64_t room = limit_ - std::min(limit_, usedIn(*slot));
+  const std::uint64_t paid = std::min(room, slot->owed);
+  slot->used[static_cast<std::size_t>(part) % kKept] +=
+      static_cast<std::uint32_t>(paid);
+  slot->owed -= paid;
+}
+
+std::uint64_t RateLimit::usedIn(const Slot& slot) {
+  return std::accumulate(slot.used.begin(), slot.used.end(), std::uint64_t{0});
+}
+
+bool RateLimit::hasRoom(in_addr address, Time now, std::uint64_t cost) {
+  if (limit_ == 0) return true;
+  const Slot& slot = slotOf(address, now);
+  return slot.owed == 0 && usedIn(slot) + std::min(cost, limit_) <= limit_;
+}
+
+void RateLimit::spend(in_addr address, Time now, std::uint64_t cost) {
+  if (limit_ == 0) return;
+  Slot& slot = slotOf(address, now);
+  const std::uint64_t room = limit_ - std::min(limit_, usedIn(slot));
+  const std::uint64_t paid = std::min(room, cost);
+  slot.used[static_cast<std::size_t>(slot.part) % kKept] +=
+      static_cast<std::uint32_t>(paid);
+  slot.owed += cost - paid;
+}
+
+bool RateLimit::allows(in_addr address, Time now, std::uint64_t cost) {
+  if (!hasRoom(address, now, cost)) return false;
+  spend(address, now, cost);
+  return true;
 }
 
 }  // namespace ostrel::tools::server

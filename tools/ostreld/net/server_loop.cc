@@ -1,46 +1,83 @@
 #include "net/server_loop.h"
 
-#include <poll.h>
-
+#include <algorithm>
 #include <csignal>
+#include <utility>
 
-#include "common/addresses.h"
 #include "support/log.h"
 #include "support/service_manager.h"
 
 namespace ostrel::tools::server {
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+// A part of the rate that events leave for requests.
+constexpr std::size_t kSparePart = 10;
+
+// The time is looked at again after so many requests of a batch, and after each
+// one that is longer than a datagram: those may take longer.
+constexpr int kTimeCheck = 8;
+
+std::chrono::steady_clock::time_point timeNow() {
+  return std::chrono::steady_clock::now();
+}
+
+}  // namespace
 
 ServerLoop::ServerLoop(const ServerOptions& options)
-    : socket_(options.listen, options.port, options.longestRequest),
+    : socket_(options.listen, options.port),
       rate_(options.requestsPerSecond),
-      outbox_(&socket_),
+      answerBytes_(options.answerBytesPerSecond),
+      eventBytes_(options.eventBytesPerSecond),
+      reassembly_(options.longestRequest, &counters_),
+      outbox_(&socket_, &answerBytes_, &counters_),
+      events_(&socket_, &rate_, options.requestsPerSecond / kSparePart,
+              &eventBytes_, &counters_),
       sockets_{&socket_} {}
 
 int ServerLoop::run() {
   Watchdog watchdog;
   tellReady();
+  listDescriptors();
   for (;;) {
-    const int milliseconds =
-        watchdog.alive(runTimers(), std::chrono::steady_clock::now());
-    wait(outbox_.empty() && !working_ ? milliseconds : 0);
-    if (ended()) return 0;
-    receive();
-    for (UdpSocket* socket : sockets_)
-      if (!takeRequests(*socket)) return 0;
-    const Time now = std::chrono::steady_clock::now();
-    finishBatch(now);
-    working_ = work(now + kTurn);
-    outbox_.sendNext();
+    now_ = timeNow();
+    const int milliseconds = watchdog.alive(runTimers(), now_);
+    outbox_.sendDue(now_);
+    events_.flush();
+    reassembly_.expire(now_);
+    wait(milliseconds);
+    now_ = timeNow();
+    if (isReady(0) && ended()) return 0;
+    takeAll();
+    now_ = timeNow();
+    finishBatch(now_);
+    events_.flush();
+    working_ = work(now_ + kTurn);
   }
 }
 
-void ServerLoop::wait(int milliseconds) {
-  std::vector<pollfd> ready = {{signals_.descriptor(), POLLIN, 0}};
+void ServerLoop::listDescriptors() {
+  ready_ = {{signals_.descriptor(), POLLIN, 0}};
   for (const UdpSocket* socket : sockets_)
-    ready.push_back({socket->socket, POLLIN, 0});
+    ready_.push_back({socket->descriptor(), POLLIN, 0});
   for (const int descriptor : descriptors_)
-    ready.push_back({descriptor, POLLIN, 0});
-  poll(ready.data(), ready.size(), milliseconds);
+    ready_.push_back({descriptor, POLLIN, 0});
+}
+
+void ServerLoop::wait(int milliseconds) {
+  if (const auto due = outbox_.nextDue()) {
+    const auto left = std::chrono::ceil<Milliseconds>(*due - timeNow());
+    const auto soon = std::clamp(left, Milliseconds(0), Outbox::kRest);
+    milliseconds = std::min(milliseconds, static_cast<int>(soon.count()));
+  }
+  const bool more =
+      std::any_of(sockets_.begin(), sockets_.end(),
+                  [](const UdpSocket* socket) { return socket->hasMore(); });
+  if (working_ || more) milliseconds = 0;
+  // What was ready before is not when this fails.
+  for (pollfd& each : ready_) each.revents = 0;
+  poll(ready_.data(), ready_.size(), milliseconds);
 }
 
 bool ServerLoop::ended() {
@@ -57,27 +94,41 @@ bool ServerLoop::ended() {
   return false;
 }
 
-// Returns whether the server goes on.
-bool ServerLoop::takeRequests(UdpSocket& socket) {
-  for (int i = 0; i < kBatch; ++i) {
-    Message request;
-    const auto taken = socket.take(&request);
-    if (taken == UdpSocket::Taken::kNothing) break;
-    if (taken == UdpSocket::Taken::kPart) continue;
-    const Time now = std::chrono::steady_clock::now();
-    if (!rate_.allows(request.from.sin_addr, now)) {
-      log(Level::kDebug, "too many requests of " + endpointText(request.from));
+void ServerLoop::takeAll() {
+  std::size_t at = 1;
+  for (UdpSocket* socket : sockets_)
+    if (isReady(at++) || socket->hasMore()) takeRequests(*socket);
+  for (; at < ready_.size(); ++at)
+    if (isReady(at)) return receive();
+}
+
+void ServerLoop::takeRequests(UdpSocket& socket) {
+  const Time end = now_ + kLongestBatch;
+  Message request;
+  Datagram datagram;
+  for (int i = 1; i <= kBatch && socket.receive(&datagram); ++i) {
+    if (!reassembly_.take(datagram.from, datagram.bytes, now_, &rate_,
+                          &request))
       continue;
-    }
-    handle(request, now);
-    if (ended()) return false;
+    counters_.add(Counter::kRequests);
+    request.arrived = datagram.arrived;
+    const bool isLong = request.bytes.size() > kFragmentData;
+    handle(request, now_);
+    if (!isLong && i % kTimeCheck != 0) continue;
+    now_ = timeNow();
+    if (now_ >= end) break;
   }
-  return true;
 }
 
 void ServerLoop::answer(const sockaddr_in& to, std::string& bytes) {
-  rate_.charge(to.sin_addr, bytes.size());
-  if (!bytes.empty()) outbox_.send(to, bytes);
+  if (bytes.empty()) return;
+  rate_.spend(to.sin_addr, now_, bytes.size() / kFragmentData);
+  outbox_.send(to, bytes, now_);
+}
+
+void ServerLoop::sendEvent(const sockaddr_in& to, in_addr askedBy,
+                           const std::string& bytes) {
+  events_.send(to, askedBy, bytes, now_);
 }
 
 }  // namespace ostrel::tools::server

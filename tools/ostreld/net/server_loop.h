@@ -1,11 +1,16 @@
 // What both servers do all day: wait for requests, signals and timers; take
-// requests within the rate of each sender; send answers, long ones one at a
-// time.
+// requests within the rate of each sender; send answers and events within what
+// their addresses may get.
+//
+// All happens in turns. Time and signals are looked at once in each, and a turn
+// is short: kBatch requests, or kLongestBatch, then up to kTurn of work() and a
+// few bursts of long answers.
 
 #ifndef OSTREL_TOOLS_OSTRELD_NET_SERVER_LOOP_H
 #define OSTREL_TOOLS_OSTRELD_NET_SERVER_LOOP_H
 
 #include <netinet/in.h>
+#include <poll.h>
 
 #include <chrono>
 #include <cstddef>
@@ -13,8 +18,11 @@
 #include <string>
 #include <vector>
 
+#include "net/event_outbox.h"
+#include "net/message.h"
 #include "net/outbox.h"
 #include "net/rate_limit.h"
+#include "net/reassembly.h"
 #include "net/signals.h"
 #include "net/udp_socket.h"
 #include "support/counters.h"
@@ -28,7 +36,11 @@ struct ServerOptions {
   std::uint16_t port = 0;
   std::size_t longestRequest = 0;         // bytes
   std::size_t longestAnswer = 256 << 10;  // bytes
-  unsigned requestsPerSecond = 0;         // for each sender; 0: no limit
+
+  // For each address, in a second; 0: no limit.
+  std::uint32_t requestsPerSecond = 0;
+  std::uint32_t answerBytesPerSecond = 4000000;
+  std::uint32_t eventBytesPerSecond = 1000000;
 };
 
 class ServerLoop {
@@ -45,9 +57,9 @@ class ServerLoop {
   sockaddr_in address() const { return socket_.address(); }
 
  protected:
-  // At most so many datagrams are taken before signals and timers have their
-  // turn.
+  // At most so many datagrams are taken in a turn, and none after so long.
   static constexpr int kBatch = 64;
+  static constexpr std::chrono::milliseconds kLongestBatch{20};
 
   // Opens the socket. Throws std::runtime_error with a sentence for the user.
   explicit ServerLoop(const ServerOptions& options);
@@ -75,6 +87,10 @@ class ServerLoop {
   // Sends an answer, at the cost of whom it goes to. An empty one is none.
   void answer(const sockaddr_in& to, std::string& bytes);
 
+  // Sends an event, at the cost of whom it goes to and of who registered.
+  void sendEvent(const sockaddr_in& to, in_addr askedBy,
+                 const std::string& bytes);
+
   UdpSocket& socket() { return socket_; }
   Counters& counters() { return counters_; }
 
@@ -85,9 +101,14 @@ class ServerLoop {
   void wakeFor(int descriptor) { descriptors_.push_back(descriptor); }
 
  private:
+  // What stands in ready_, in this order: the signals, the sockets, and the
+  // descriptors of wakeFor().
+  void listDescriptors();
   void wait(int milliseconds);
+  bool isReady(std::size_t at) const { return ready_[at].revents != 0; }
   bool ended();
-  bool takeRequests(UdpSocket& socket);
+  void takeRequests(UdpSocket& socket);
+  void takeAll();
 
   // How long requests that take longer may keep others waiting.
   static constexpr std::chrono::milliseconds kTurn{5};
@@ -96,9 +117,15 @@ class ServerLoop {
   Signals signals_;
   UdpSocket socket_;
   RateLimit rate_;
+  RateLimit answerBytes_;
+  RateLimit eventBytes_;
+  Reassembly reassembly_;
   Outbox outbox_;
+  EventOutbox events_;
   std::vector<UdpSocket*> sockets_;
   std::vector<int> descriptors_;
+  std::vector<pollfd> ready_;
+  Time now_{};            // of the present turn
   bool working_ = false;  // there is more for work() to do
 };
 

@@ -1,18 +1,17 @@
 #include "net/udp_socket.h"
 
-#include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <ctime>
+#include <random>
 #include <stdexcept>
 #include <utility>
 
 #include "common/addresses.h"
-#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -21,10 +20,35 @@ namespace {
 constexpr int kReceiveBuffer = 1 << 20;
 constexpr int kSendBuffer = 1 << 18;
 
-// A datagram's header as the library describes it: the message's id and the
-// length of the whole message.
-constexpr std::size_t kIdOffset = 2;
-constexpr std::size_t kTotalOffset = 8;
+// What a datagram may have waited for the server.
+constexpr std::chrono::seconds kLongestWait{10};
+
+using Nanoseconds = std::chrono::nanoseconds;
+
+Nanoseconds since1970(const timespec& time) {
+  return std::chrono::seconds(time.tv_sec) + Nanoseconds(time.tv_nsec);
+}
+
+// How long a datagram waited, by the system's note; none when it has none, or
+// when the calendar was set in between.
+Nanoseconds waited(msghdr& message, Nanoseconds now) {
+  for (cmsghdr* each = CMSG_FIRSTHDR(&message); each != nullptr;
+       each = CMSG_NXTHDR(&message, each)) {
+    if (each->cmsg_level != SOL_SOCKET || each->cmsg_type != SCM_TIMESTAMPNS)
+      continue;
+    timespec arrived = {};
+    std::memcpy(&arrived, CMSG_DATA(each), sizeof arrived);
+    const Nanoseconds time = now - since1970(arrived);
+    return time.count() < 0 || time > kLongestWait ? Nanoseconds(0) : time;
+  }
+  return Nanoseconds(0);
+}
+
+// Room for that note.
+union Note {
+  char bytes[CMSG_SPACE(sizeof(timespec))];
+  cmsghdr aligned;
+};
 
 std::string explain(const sockaddr_in& address) {
   const std::string where = endpointText(address);
@@ -42,29 +66,86 @@ std::string explain(const sockaddr_in& address) {
   }
 }
 
-struct Free {
-  void operator()(void* block) const { std::free(block); }
+// Datagrams that leave with one call.
+class Burst {
+ public:
+  static constexpr std::size_t kMost = 20;
+
+  bool full() const { return count_ == kMost; }
+  std::size_t size() const { return count_; }
+
+  // Adds a fragment of the parcel, which has to stay where it is.
+  void add(const Parcel& parcel, std::size_t number) {
+    Fragment fragment;
+    fragment.id = parcel.id;
+    fragment.count =
+        static_cast<std::uint16_t>(fragmentsOf(parcel.bytes.size()));
+    fragment.number = static_cast<std::uint16_t>(number);
+    fragment.total = static_cast<std::uint32_t>(parcel.bytes.size());
+    fragment.offset = static_cast<std::uint32_t>(number * kFragmentData);
+    headers_[count_] = fragment.bytes();
+    // The system reads these and does not write them.
+    auto* to = const_cast<sockaddr_in*>(&parcel.to);
+    auto* data = const_cast<char*>(parcel.bytes.data()) + fragment.offset;
+    iovec* parts = &parts_[2 * count_];
+    parts[0] = {headers_[count_].data(), kFragmentHeader};
+    parts[1] = {data,
+                std::min<std::size_t>(kFragmentData,
+                                      parcel.bytes.size() - fragment.offset)};
+    msghdr& message = messages_[count_].msg_hdr;
+    message = {};
+    message.msg_name = to;
+    message.msg_namelen = sizeof *to;
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    count_++;
+  }
+
+  // Sends what was added from that position on, until one fails. Returns how
+  // many were sent; the cause is in errno.
+  std::size_t send(int descriptor, std::size_t from = 0) {
+    const int sent =
+        sendmmsg(descriptor, &messages_[from],
+                 static_cast<unsigned>(count_ - from), MSG_DONTWAIT);
+    return sent < 0 ? 0 : static_cast<std::size_t>(sent);
+  }
+
+  // Sends all, whatever fails, and is empty then. Returns how many failed.
+  std::size_t flush(int descriptor) {
+    std::size_t failed = 0;
+    for (std::size_t at = 0; at < count_;) {
+      const std::size_t sent = send(descriptor, at);
+      failed += sent == 0 ? 1 : 0;
+      at += std::max<std::size_t>(1, sent);
+    }
+    count_ = 0;
+    return failed;
+  }
+
+ private:
+  std::array<Fragment::Bytes, kMost> headers_;
+  std::array<iovec, 2 * kMost> parts_;
+  std::array<mmsghdr, kMost> messages_;
+  std::size_t count_ = 0;
 };
 
 }  // namespace
 
-UdpSocket::UdpSocket(in_addr address, std::uint16_t port,
-                     std::size_t longestMessage)
-    : longestMessage_(longestMessage) {
+UdpSocket::UdpSocket(in_addr address, std::uint16_t port) {
   openOn(address, port, false);
 }
 
-UdpSocket::UdpSocket(Group group, std::uint16_t port,
-                     std::size_t longestMessage)
-    : longestMessage_(longestMessage) {
+UdpSocket::UdpSocket(Group group, std::uint16_t port) {
   openOn(group.address, port, true);
 }
 
-UdpSocket::~UdpSocket() { dropPartialMessages(); }
+UdpSocket::~UdpSocket() { ::close(descriptor_); }
 
 void UdpSocket::openOn(in_addr address, std::uint16_t port, bool shared) {
+  nextId_ = static_cast<std::uint16_t>(std::random_device()());
   const sockaddr_in local = endpoint(address, port);
-  const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const int descriptor =
+      ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (descriptor < 0) throw std::runtime_error(explain(local));
   const int on = 1;
   if (shared) setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -80,16 +161,15 @@ void UdpSocket::openOn(in_addr address, std::uint16_t port, bool shared) {
              sizeof kSendBuffer);
   // Groups that other programs joined are not ours.
   const int off = 0;
+  setsockopt(descriptor, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
   setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off);
-  // The library's open() listens on every address; its calls work on any
-  // descriptor that stands here, and close it.
-  socket = descriptor;
+  descriptor_ = descriptor;
 }
 
 sockaddr_in UdpSocket::address() const {
   sockaddr_in local = {};
   socklen_t length = sizeof local;
-  getsockname(socket, reinterpret_cast<sockaddr*>(&local), &length);
+  getsockname(descriptor_, reinterpret_cast<sockaddr*>(&local), &length);
   return local;
 }
 
@@ -97,42 +177,80 @@ bool UdpSocket::join(in_addr group, in_addr interface) {
   ip_mreq request = {};
   request.imr_multiaddr = group;
   request.imr_interface = interface;
-  return setsockopt(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
+  return setsockopt(descriptor_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
                     sizeof request) == 0;
 }
 
-UdpSocket::Taken UdpSocket::take(Message* message) {
-  unsigned char header[kFragmentHeader] = {};
-  const ssize_t got =
-      ::recv(socket, header, sizeof header, MSG_PEEK | MSG_DONTWAIT);
-  if (got < 0) return Taken::kNothing;
-  std::uint16_t id = 0;
-  std::memcpy(&id, header + kIdOffset, sizeof id);
-  std::uint32_t total = 0;
-  std::memcpy(&total, header + kTotalOffset, sizeof total);
-  if (ntohl(total) > longestMessage_) {
-    ::recv(socket, header, sizeof header, MSG_DONTWAIT);
-    log(Level::kWarning, "dropped a request of more than " +
-                             std::to_string(longestMessage_) + " bytes");
-    return Taken::kPart;
-  }
-  void* data = nullptr;
-  bool owned = false;
-  const unsigned length =
-      veskDatagramHandler::take(&message->from, &data, &owned);
-  const std::unique_ptr<void, Free> buffer(owned ? data : nullptr);
-  if (length == 0 || data == nullptr) return Taken::kPart;
-  message->id = ntohs(id);
-  message->bytes.assign(static_cast<const char*>(data), length);
-  return Taken::kMessage;
+bool UdpSocket::receive(Datagram* datagram) {
+  if (!hasMore() && !std::exchange(drained_, false)) look();
+  if (!hasMore()) return false;
+  *datagram = datagrams_[next_++];
+  return true;
 }
 
-bool UdpSocket::sendTo(const sockaddr_in& to, std::string& message) {
-  if (send(&to, message.data(), static_cast<unsigned>(message.size())) != 0)
-    return true;
-  log(Level::kDebug,
-      "cannot send to " + endpointText(to) + ": " + std::strerror(errno));
-  return false;
+void UdpSocket::look() {
+  // Not filled with zeros: memory that no datagram reaches is never touched.
+  if (buffer_ == nullptr) buffer_.reset(new char[kAtOnce * kRoom]);
+  std::array<iovec, kAtOnce> rooms;
+  std::array<mmsghdr, kAtOnce> messages = {};
+  std::array<Note, kAtOnce> notes;
+  for (std::size_t i = 0; i < kAtOnce; ++i) {
+    rooms[i] = {&buffer_[i * kRoom], kRoom};
+    msghdr& message = messages[i].msg_hdr;
+    message.msg_name = &datagrams_[i].from;
+    message.msg_namelen = sizeof datagrams_[i].from;
+    message.msg_iov = &rooms[i];
+    message.msg_iovlen = 1;
+    message.msg_control = notes[i].bytes;
+    message.msg_controllen = sizeof notes[i].bytes;
+  }
+  const int got =
+      recvmmsg(descriptor_, messages.data(), kAtOnce, MSG_DONTWAIT, nullptr);
+  next_ = 0;
+  arrived_ = got < 0 ? 0 : static_cast<std::size_t>(got);
+  drained_ = arrived_ > 0 && arrived_ < kAtOnce;
+  const auto now = std::chrono::steady_clock::now();
+  timespec calendar = {};
+  clock_gettime(CLOCK_REALTIME, &calendar);
+  for (std::size_t i = 0; i < arrived_; ++i) {
+    datagrams_[i].bytes = {&buffer_[i * kRoom], messages[i].msg_len};
+    datagrams_[i].arrived =
+        now - waited(messages[i].msg_hdr, since1970(calendar));
+  }
+}
+
+Parcel UdpSocket::parcel(const sockaddr_in& to, std::string bytes) {
+  return {to, std::move(bytes), nextId_++};
+}
+
+bool UdpSocket::isBusy(int error) {
+  return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS;
+}
+
+bool UdpSocket::send(Parcel* parcel, std::size_t most) {
+  for (std::size_t left = std::min(most, parcel->left()); left > 0;) {
+    Burst burst;
+    while (!burst.full() && burst.size() < left)
+      burst.add(*parcel, parcel->sent + burst.size());
+    const std::size_t sent = burst.send(descriptor_);
+    if (sent == 0) return false;
+    parcel->sent += sent;
+    left -= sent;
+  }
+  return true;
+}
+
+std::size_t UdpSocket::sendAll(const std::vector<Parcel>& parcels) {
+  std::size_t failed = 0;
+  Burst burst;
+  for (const Parcel& parcel : parcels) {
+    for (std::size_t i = parcel.sent; i < fragmentsOf(parcel.bytes.size());
+         ++i) {
+      burst.add(parcel, i);
+      if (burst.full()) failed += burst.flush(descriptor_);
+    }
+  }
+  return failed + burst.flush(descriptor_);
 }
 
 }  // namespace ostrel::tools::server

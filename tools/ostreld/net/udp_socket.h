@@ -1,44 +1,61 @@
-// A server's socket: the library's fragments on an address of our choice, with
-// a bound on what a request may claim.
+// A server's socket: datagrams in and fragments out, several with one call of
+// the system. It never waits.
 
 #ifndef OSTREL_TOOLS_OSTRELD_NET_UDP_SOCKET_H
 #define OSTREL_TOOLS_OSTRELD_NET_UDP_SOCKET_H
 
 #include <netinet/in.h>
-#include <ostrel/codes.h>
-#include <ostrel/datagram.h>
 
+#include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
+
+#include "net/fragment.h"
+#include "net/message.h"
 
 namespace ostrel::tools::server {
 
-// A message as it arrived: its sender, and the id that the sender gave it,
-// which counts up with each message and each retransmission.
-struct Message {
+// A datagram that arrived.
+struct Datagram {
   sockaddr_in from = {};
-  std::uint16_t id = 0;
-  std::string bytes;
+  std::string_view bytes;
+
+  // When it reached this machine, where it may have waited for the server.
+  std::chrono::steady_clock::time_point arrived;
 };
 
-class UdpSocket : public veskDatagramHandler {
- public:
-  // The longest message, in bytes, that leaves at once: the library rests for
-  // 100 ms after every 20 datagrams.
-  static constexpr std::size_t kQuickMessage = 19 * kFragmentData;
+// A message on its way out: what of it has been sent.
+struct Parcel {
+  sockaddr_in to = {};
+  std::string bytes;
+  std::uint16_t id = 0;
+  std::size_t sent = 0;  // fragments
 
+  std::size_t left() const { return fragmentsOf(bytes.size()) - sent; }
+};
+
+class UdpSocket {
+ public:
   // Opens a socket on the address and port (host order). Throws
   // std::runtime_error with a sentence for the user.
-  UdpSocket(in_addr address, std::uint16_t port, std::size_t longestMessage);
+  UdpSocket(in_addr address, std::uint16_t port);
   ~UdpSocket();
+  UdpSocket(const UdpSocket&) = delete;
+  UdpSocket& operator=(const UdpSocket&) = delete;
 
   // Opens a socket for what is sent to a multicast group. It shares its port
   // with other sockets of the group.
   struct Group {
     in_addr address;
   };
-  UdpSocket(Group group, std::uint16_t port, std::size_t longestMessage);
+  UdpSocket(Group group, std::uint16_t port);
+
+  int descriptor() const { return descriptor_; }
 
   // What it is bound to, with the port that the system chose for port 0.
   sockaddr_in address() const;
@@ -47,19 +64,41 @@ class UdpSocket : public veskDatagramHandler {
   // Returns whether that succeeded; the cause is in errno.
   bool join(in_addr group, in_addr interface);
 
-  enum class Taken { kNothing, kPart, kMessage };
+  // The next datagram; its bytes live until the next call. Returns false when
+  // all that had arrived at the last look was handed over. The call after that
+  // looks again.
+  bool receive(Datagram* datagram);
 
-  // Takes one datagram, never waiting for one. kPart: there was one and it
-  // completed no message.
-  Taken take(Message* message);
+  // Whether receive() has a datagram that poll() no longer sees.
+  bool hasMore() const { return next_ < arrived_; }
 
-  // Whether all of it was handed to the system.
-  bool sendTo(const sockaddr_in& to, std::string& message);
+  // A message to send, with an id: the first is random, and each further one
+  // is the next.
+  Parcel parcel(const sockaddr_in& to, std::string bytes);
+
+  // Sends up to so many further fragments. Returns false when it failed, with
+  // the cause in errno; isBusy() tells whether it may succeed later.
+  bool send(Parcel* parcel, std::size_t most);
+  static bool isBusy(int error);
+
+  // Sends all fragments of all these. Returns how many of them failed.
+  std::size_t sendAll(const std::vector<Parcel>& parcels);
 
  private:
-  void openOn(in_addr address, std::uint16_t port, bool shared);
+  // Datagrams that are taken with one call.
+  static constexpr std::size_t kAtOnce = 16;
+  static constexpr std::size_t kRoom = 1 << 16;  // bytes for each
 
-  std::size_t longestMessage_;
+  void openOn(in_addr address, std::uint16_t port, bool shared);
+  void look();
+
+  int descriptor_ = -1;
+  std::uint16_t nextId_;
+  std::unique_ptr<char[]> buffer_;
+  std::array<Datagram, kAtOnce> datagrams_;
+  std::size_t arrived_ = 0;
+  std::size_t next_ = 0;
+  bool drained_ = false;  // the last look saw all there was
 };
 
 }  // namespace ostrel::tools::server

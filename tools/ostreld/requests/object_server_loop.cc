@@ -1,11 +1,7 @@
 #include "requests/object_server_loop.h"
 
-#include <linux/sockios.h>
-#include <sys/ioctl.h>
-
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 
 #include "common/addresses.h"
 #include "machine/host_manager.h"
@@ -27,9 +23,6 @@ constexpr double kRetrySeconds = 10;
 // jump of the calendar's time is noticed.
 constexpr std::chrono::seconds kTidy{10};
 
-// What a datagram may have waited for the server.
-constexpr std::chrono::seconds kLongestWait{10};
-
 class ObjectServer : public ServerLoop {
  public:
   explicit ObjectServer(const ObjectServerOptions& options)
@@ -45,36 +38,17 @@ class ObjectServer : public ServerLoop {
                   options.longestAnswer, options.mostValues) {
     router_.add(&host_);
     router_.add(&principals_);
-    // From the first time on, the system notes when datagrams arrive.
-    arrival({});
   }
 
  private:
-  void handle(Message& request, Time now) override {
-    executor_.handle(request, arrival(now));
+  void handle(Message& request, Time) override {
+    executor_.handle(request, request.arrived);
     send();
   }
 
   void finishBatch(Time) override {
     executor_.finishBatch();
     send();
-  }
-
-  // When the last datagram reached this machine. It may have waited here while
-  // the server was busy, and what was doubled on its way is told by the time
-  // between the two.
-  Time arrival(Time now) {
-    timespec arrived = {};
-    timespec present = {};
-    if (ioctl(socket().socket, SIOCGSTAMPNS, &arrived) != 0 ||
-        clock_gettime(CLOCK_REALTIME, &present) != 0)
-      return now;
-    const auto waited =
-        std::chrono::seconds(present.tv_sec - arrived.tv_sec) +
-        std::chrono::nanoseconds(present.tv_nsec - arrived.tv_nsec);
-    // The calendar may have been set in between.
-    if (waited.count() < 0 || waited > kLongestWait) return now;
-    return now - std::chrono::duration_cast<Time::duration>(waited);
   }
 
   int runTimers() override {
@@ -100,7 +74,7 @@ class ObjectServer : public ServerLoop {
     for (Answer& each : executor_.takeAnswers()) answer(each.to, each.bytes);
     if (executor_.inBatch()) return;
     for (Outgoing& event : registrations_.takeOutgoing())
-      socket().sendTo(event.to, *event.bytes);
+      sendEvent(event.to, event.askedBy, *event.bytes);
   }
 
   SystemClock clock_;
