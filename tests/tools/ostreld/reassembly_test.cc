@@ -278,6 +278,16 @@ TEST_F(ReassemblyTest, AllTogetherHoldABoundedNumberOfBytes) {
   EXPECT_GT(count(Counter::kPartialsDropped), 0U);
 }
 
+TEST_F(ReassemblyTest, WhereMessagesAreShortLessIsHeld) {
+  Reassembly shortOnes(24000, &counters);
+  for (std::uint16_t id = 0; id < 100; ++id) {
+    const auto all = datagramsOf(textOf(24000), id);
+    for (std::size_t i = 0; i + 1 < all.size(); ++i)
+      shortOnes.take(peer("192.0.2.7"), all[i], now, &rate, &message);
+    ASSERT_LE(shortOnes.bytes(), 16U * 24000);
+  }
+}
+
 TEST_F(ReassemblyTest, OneMessageCannotHoldMoreThanItsAddressMay) {
   Fragment fragment;
   fragment.count = 65535;

@@ -30,6 +30,15 @@ bool canBe(const Fragment& fragment) {
 
 }  // namespace
 
+// The longest message has room beside others, whatever it is.
+Reassembly::Reassembly(std::size_t longest, Counters* counters)
+    : longest_(longest),
+      mostBytes_(
+          std::max(std::min(kMostBytes, longest * kLongest), longest * 2)),
+      mostBytesOfOne_(std::max(
+          std::min(kMostBytesOfOne, longest * kLongestOfOne), longest * 2)),
+      counters_(counters) {}
+
 bool Reassembly::refuse(Counter why) {
   counters_->add(why);
   return false;
@@ -122,14 +131,12 @@ bool Reassembly::add(std::uint64_t key, const Fragment& fragment,
 }
 
 void Reassembly::makeRoom(in_addr address, std::size_t bytes) {
-  // The longest message has room beside others.
-  const std::size_t ofOne = std::max(kMostBytesOfOne, longest_ * 2);
   const auto held = [&] {
     const auto share = shares_.find(address.s_addr);
     return share == shares_.end() ? 0 : share->second.bytes;
   };
-  while (held() != 0 && held() + bytes > ofOne) dropOf(address, true);
-  while (bytes_ != 0 && bytes_ + bytes > std::max(kMostBytes, ofOne))
+  while (held() != 0 && held() + bytes > mostBytesOfOne_) dropOf(address, true);
+  while (bytes_ != 0 && bytes_ + bytes > mostBytes_)
     dropOf(largest(true), true);
 }
 

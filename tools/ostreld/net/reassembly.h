@@ -37,6 +37,10 @@ class Reassembly {
   static constexpr std::size_t kMostBytes = 128 << 20;
   static constexpr std::size_t kMostBytesOfOne = 16 << 20;
 
+  // Nor more bytes than so many of the longest messages have.
+  static constexpr std::size_t kLongest = 128;
+  static constexpr std::size_t kLongestOfOne = 16;
+
   // How long a message may stay incomplete, from its first fragment.
   static constexpr std::chrono::seconds kLife{60};
 
@@ -45,8 +49,7 @@ class Reassembly {
 
   // A message of more than `longest` bytes is not taken. The counters have to
   // outlive this object.
-  Reassembly(std::size_t longest, Counters* counters)
-      : longest_(longest), counters_(counters) {}
+  Reassembly(std::size_t longest, Counters* counters);
 
   // Takes a datagram. Returns whether it completes a message. One that begins a
   // message, whole or not, costs its sender one of the rate, if there is one;
@@ -93,6 +96,8 @@ class Reassembly {
   bool refuse(Counter why);
 
   std::size_t longest_;
+  std::size_t mostBytes_;
+  std::size_t mostBytesOfOne_;
   Counters* counters_;
   Partials partials_;
   std::unordered_map<std::uint64_t, Partials::iterator> byKey_;
