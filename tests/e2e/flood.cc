@@ -10,6 +10,7 @@
 #include <ostrel/veskPDU.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -231,16 +232,26 @@ void others(const Words& words) {
   report(victim);
 }
 
-// Opens messages, so many a second, and never completes them.
+// Opens messages from many ports, so many a second, and never completes them.
 void openings(const Words& words) {
-  Socket stranger(words[0]);
+  // More than the messages that a server keeps.
+  constexpr int kPorts = 1500;
+  rlimit files = {};
+  getrlimit(RLIMIT_NOFILE, &files);
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+  std::deque<Socket> strangers;
+  for (int i = 0; i < kPorts; ++i) strangers.emplace_back(words[0]);
+  std::puts("ready");
+  std::fflush(stdout);
   const double perSecond = std::atof(words[1]);
   const std::string data(ostrel::kFragmentData, 's');
   unsigned id = 0;
   const auto begin = Clock::now();
   repeat(std::atof(words[2]), [&] {
     const double due = Seconds(Clock::now() - begin).count() * perSecond;
-    while (id < due) stranger.send(fragment(id++, 700, 0, 1000000, data));
+    for (; id < due; ++id)
+      strangers[id % kPorts].send(fragment(id, 2, 0, 2000, data));
     usleep(1000);
   });
   std::printf("openings %u\n", id);

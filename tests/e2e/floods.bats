@@ -38,17 +38,21 @@ memoryOf() { sed -n 's/^VmRSS:[^0-9]*\([0-9]*\).*/\1/p' "/proc/$1/status"; }
 }
 
 @test "openings of a stranger keep no longer request from arriving" {
-  local stranger rate flooding
+  local stranger rate flooding log=$BATS_TEST_TMPDIR/openings
   serve server --memory
-  # From another machine, and from another port of the sender's own.
+  # From another machine, and from other ports of the sender's own.
   for stranger in 127.0.0.9 127.0.0.1; do
     for rate in 1000 3000; do
-      "$FLOOD" openings "$stranger" "$rate" 2 3>&- &
+      : >"$log"
+      "$FLOOD" openings "$stranger" "$rate" 9 3>&- >"$log" &
       flooding=$!
-      sleep 0.3
-      run --separate-stderr ostrel --retries 0 --timeout 2 \
-        create 59.200 59.200.1="$(textOf 60000)"
-      wait $flooding
+      waitFor 1 ready "$log"
+      sleep 0.5
+      # Sent three times at the most, and the flood outlasts that.
+      run --separate-stderr ostrel \
+        create 59.200 59.200.1="$(textOf 90000)" 59.200.2="$(textOf 90000)"
+      kill $flooding
+      wait $flooding || true
       [ "$status" = 0 ]
     done
   done

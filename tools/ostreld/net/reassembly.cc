@@ -104,6 +104,7 @@ void Reassembly::open(const sockaddr_in& from, const Fragment& fragment,
                        fragment.count,
                        fragment.total,
                        now + kLife,
+                       &share,
                        {},
                        0});
   byKey_[messageKey(from, fragment.id)] = std::prev(partials_.end());
@@ -140,37 +141,45 @@ void Reassembly::makeRoom(in_addr address, std::size_t bytes) {
     dropOf(largest(true), true);
 }
 
-// The address that holds most; of several, the one that waits longest.
-in_addr Reassembly::largest(bool byBytes) const {
-  const auto size = [&](const Share& share) {
-    return byBytes ? share.bytes : share.count;
-  };
+// Of those for which `size` is largest: where the number counts, what has
+// fewest fragments; then what waits longest.
+template <class Size>
+Reassembly::Partials::iterator Reassembly::victim(bool byBytes, Size size) {
+  auto result = partials_.begin();
   std::size_t most = 0;
-  for (const auto& each : shares_) most = std::max(most, size(each.second));
-  const auto found = std::find_if(
-      partials_.begin(), partials_.end(), [&](const Partial& partial) {
-        const auto address = partial.message.from.sin_addr.s_addr;
-        return size(shares_.at(address)) == most;
-      });
+  for (auto each = partials_.begin(); each != partials_.end(); ++each) {
+    const std::size_t here = size(*each);
+    const bool less = !byBytes && each->pieces.size() < result->pieces.size();
+    if (here < most || (here == most && !less)) continue;
+    result = each;
+    most = here;
+  }
+  return result;
+}
+
+// The address that holds most.
+in_addr Reassembly::largest(bool byBytes) {
+  const auto found = victim(byBytes, [=](const Partial& partial) {
+    return byBytes ? partial.share->bytes : partial.share->count;
+  });
   return found->message.from.sin_addr;
 }
 
-// Drops what waits longest of the address's port that holds most.
+// Drops a message of the address's port that holds most.
 void Reassembly::dropOf(in_addr address, bool byBytes) {
+  const auto isHere = [&](const Partial& partial) {
+    return partial.message.from.sin_addr.s_addr == address.s_addr;
+  };
   std::unordered_map<in_port_t, std::size_t> ports;
   for (const Partial& each : partials_) {
-    if (each.message.from.sin_addr.s_addr == address.s_addr)
+    if (isHere(each))
       ports[each.message.from.sin_port] += byBytes ? each.bytes : 1;
   }
-  auto victim = partials_.end();
-  for (auto each = partials_.begin(); each != partials_.end(); ++each) {
-    if (each->message.from.sin_addr.s_addr != address.s_addr) continue;
-    if (victim == partials_.end() || ports[each->message.from.sin_port] >
-                                         ports[victim->message.from.sin_port])
-      victim = each;
-  }
+  const auto dropped = victim(byBytes, [&](const Partial& partial) {
+    return isHere(partial) ? 1 + ports[partial.message.from.sin_port] : 0;
+  });
   counters_->add(Counter::kPartialsDropped);
-  forget(victim);
+  forget(dropped);
 }
 
 void Reassembly::finish(const Partial& partial, Message* message) {

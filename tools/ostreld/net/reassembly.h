@@ -28,10 +28,11 @@ class Reassembly {
   using Time = std::chrono::steady_clock::time_point;
 
   // Incomplete messages: their number, and the bytes that they take, in all and
-  // for one address. Beyond that the one goes that has waited longest for
-  // another of its fragments: of the address that has most, and there of the
-  // port that has most. So whoever goes on sending keeps what was sent,
-  // however many messages others begin.
+  // for one address. Beyond that one goes: of the address that has most, and
+  // there of the port that has most. Where they are too many, it is the one of
+  // which least has arrived, among equals and where they are too long the one
+  // that has waited longest for another of its fragments. So whoever goes on
+  // sending keeps what was sent, however many messages others begin.
   static constexpr std::size_t kMost = 1024;
   static constexpr std::size_t kMostOfOne = 256;
   static constexpr std::size_t kMostBytes = 128 << 20;
@@ -64,6 +65,11 @@ class Reassembly {
   std::size_t bytes() const { return bytes_; }
 
  private:
+  // What an address holds.
+  struct Share {
+    std::size_t count = 0;
+    std::size_t bytes = 0;
+  };
   struct Piece {
     std::uint32_t offset;
     std::string bytes;
@@ -73,16 +79,11 @@ class Reassembly {
     std::uint16_t count;
     std::uint32_t total;
     Time expires;
+    Share* share;                           // of its sender's address
     std::map<std::uint16_t, Piece> pieces;  // by number
     std::size_t bytes;
   };
   using Partials = std::list<Partial>;  // what waits longest comes first
-
-  // What an address holds.
-  struct Share {
-    std::size_t count = 0;
-    std::size_t bytes = 0;
-  };
 
   bool mayBegin(const sockaddr_in& from, std::size_t total, Time now,
                 RateLimit* rate);
@@ -91,7 +92,9 @@ class Reassembly {
   static void finish(const Partial& partial, Message* message);
   void makeRoom(in_addr address, std::size_t bytes);
   void dropOf(in_addr address, bool byBytes);
-  in_addr largest(bool byBytes) const;
+  template <class Size>
+  Partials::iterator victim(bool byBytes, Size size);
+  in_addr largest(bool byBytes);
   void forget(Partials::iterator partial);
   bool refuse(Counter why);
 
