@@ -24,6 +24,9 @@ constexpr int kLeastValues = 64;
 // What an address may be allowed in a second.
 constexpr int kMostInASecond = 1000000000;
 
+// Bound of what a request may be allowed to take.
+constexpr int kMostSeconds = 3600;
+
 const std::map<std::string, Level> kLevels = {{"error", Level::kError},
                                               {"warning", Level::kWarning},
                                               {"info", Level::kInfo},
@@ -214,6 +217,12 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
            "Bytes of events");
   addRegistrations(serve, arguments);
   serve
+      ->add_option("--budget", arguments->budget,
+                   "Seconds of work that a request may take")
+      ->check(CLI::Range(1, kMostSeconds).description(""))
+      ->type_name("SECONDS")
+      ->capture_default_str();
+  serve
       ->add_option("--clock-rate", options.clockRate,
                    "Let the hours of registrations pass so many times as fast")
       ->check(CLI::PositiveNumber)
@@ -223,6 +232,7 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
 
 ObjectServerOptions ServeArguments::complete() {
   options.listen = addressFrom(common.listen);
+  options.budget = std::chrono::seconds(budget);
   if (readOnly)
     options.policy = Policy::readOnly();
   else if (!writers.empty())

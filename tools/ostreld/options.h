@@ -29,6 +29,7 @@ struct ServeArguments {
   std::string store;
   bool memory = false;
   bool readOnly = false;
+  int budget = 10;  // seconds
   std::vector<std::string> writers;
   std::vector<std::string> eventsTo;
 

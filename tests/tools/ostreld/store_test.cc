@@ -80,6 +80,47 @@ TYPED_TEST(StoreTest, ListsPagesOfAClass) {
   EXPECT_THAT(page("59.200.1.0", 2), IsEmpty());
 }
 
+TYPED_TEST(StoreTest, ScansObjectsWithOneOfTheirAttributes) {
+  for (const char* oid :
+       {"59.1.0.1", "59.200.0.1", "59.200.0.2", "59.200.1.0", "59.201.0.1"})
+    this->insert(oid);
+  this->write("59.200.0.1", "59.200.1", "one");
+  this->write("59.200.0.2", "59.200.2", "another");
+  this->write("59.200.1.0", "59.200.1", "last");
+  std::vector<std::string> seen;
+  const auto scan = [&](const char* after, std::size_t most) {
+    seen.clear();
+    this->store.scan(
+        veskOid("59.200"), veskOid(after), veskAid("59.200.1"),
+        [&](const veskOid& oid, std::string_view value) {
+          seen.push_back(this->texts({oid})[0] + "=" + std::string(value));
+          return seen.size() < most;
+        });
+    return seen;
+  };
+  EXPECT_THAT(scan("59.200.0.0", 9),
+              ElementsAre("59.200.0.1=one", "59.200.0.2=", "59.200.1.0=last"));
+  EXPECT_THAT(scan("59.200.0.0", 1), ElementsAre("59.200.0.1=one"));
+  EXPECT_THAT(scan("59.200.0.2", 9), ElementsAre("59.200.1.0=last"));
+  EXPECT_EQ(this->store.value(veskOid("59.200.0.1"), veskAid("59.200.1")),
+            "one");
+  EXPECT_EQ(this->store.value(veskOid("59.200.0.2"), veskAid("59.200.1")),
+            std::nullopt);
+}
+
+TYPED_TEST(StoreTest, FindsTheNextClass) {
+  for (const char* oid :
+       {"59.1.0.1", "59.200.0.1", "59.200.4294967295.4294967295"})
+    this->insert(oid);
+  const auto after = [&](const char* oid) {
+    auto next = this->store.classAfter(veskOid(oid));
+    return next ? this->texts({*next})[0] : "none";
+  };
+  EXPECT_EQ(after("0.0.0.0"), "59.1.0.0");
+  EXPECT_EQ(after("59.1.0.0"), "59.200.0.0");
+  EXPECT_EQ(after("59.200.0.0"), "none");
+}
+
 TYPED_TEST(StoreTest, UndoesASavepointThatIsNotKept) {
   {
     Transaction transaction(this->store);

@@ -44,6 +44,28 @@ int ObjectManager::listPage(veskOid& classOid, veskOid& after, std::size_t most,
   return kNoError;
 }
 
+std::optional<veskOid> ObjectManager::classAfter(veskOid& classOid) {
+  std::optional<veskOid> first;
+  for (veskOid& each : classes()) {
+    if (compareValues(each, classOid) == Order::kGreater &&
+        (!first || compareValues(each, *first) == Order::kLess))
+      first = each;
+  }
+  return first;
+}
+
+bool ObjectManager::scan(veskOid&, veskOid&, veskAid&, const Each&) {
+  return false;
+}
+
+bool ObjectManager::holds(veskOid& oid, veskAid& id, const Test& test) {
+  OwnedList attributes;
+  if (read(oid, &attributes) != kNoError) return false;
+  veskAttribute* attribute = find(attributes, id);
+  return attribute != nullptr && attribute->value != nullptr &&
+         test(*attribute->value);
+}
+
 int ObjectManager::verify(veskOid& oid) {
   OwnedList attributes;
   return read(oid, &attributes);

@@ -15,6 +15,8 @@
 #include <ostrel/veskAttr.h>
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include "common/owned.h"
@@ -82,6 +84,21 @@ class ObjectManager {
   // stay until the next call.
   virtual int get(veskOid& oid, veskList& wanted, veskList* attributes,
                   veskList* errors);
+
+  // The first of its classes behind that one.
+  virtual std::optional<veskOid> classAfter(veskOid& classOid);
+
+  // Hands over the objects of a class behind `after`, an object of the class or
+  // the class itself, in ascending order, each with its value of an attribute
+  // or null; until there are no more or `each` returns false. Neither changes
+  // anything meanwhile. Unless overridden, there is no such way: returns false.
+  using Each = std::function<bool(veskOid& oid, veskType* value)>;
+  virtual bool scan(veskOid& classOid, veskOid& after, veskAid& id,
+                    const Each& each);
+
+  // Whether an object has an attribute whose value passes the test.
+  using Test = std::function<bool(veskType& value)>;
+  virtual bool holds(veskOid& oid, veskAid& id, const Test& test);
 
   // As create(), in the class of an object that is there, with that object's
   // attributes, where the given ones do not replace them. When an attribute of

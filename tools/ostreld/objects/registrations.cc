@@ -172,6 +172,20 @@ int Registrations::list(veskOid& classOid, veskList* oids) {
   return objects_->list(classOid, oids);
 }
 
+int Registrations::listPage(veskOid& classOid, veskOid& after, std::size_t most,
+                            veskList* oids) {
+  return objects_->listPage(classOid, after, most, oids);
+}
+
+bool Registrations::scan(veskOid& classOid, veskOid& after, veskAid& id,
+                         const Each& each) {
+  return objects_->scan(classOid, after, id, each);
+}
+
+bool Registrations::holds(veskOid& oid, veskAid& id, const Test& test) {
+  return objects_->holds(oid, id, test);
+}
+
 int Registrations::read(veskOid& oid, veskList* attributes) {
   return objects_->read(oid, attributes);
 }

@@ -67,7 +67,12 @@ class Registrations : public ObjectManager {
 
   std::vector<veskOid> classes() override;
   int list(veskOid& classOid, veskList* oids) override;
+  int listPage(veskOid& classOid, veskOid& after, std::size_t most,
+               veskList* oids) override;
   int read(veskOid& oid, veskList* attributes) override;
+  bool scan(veskOid& classOid, veskOid& after, veskAid& id,
+            const Each& each) override;
+  bool holds(veskOid& oid, veskAid& id, const Test& test) override;
   int set(const Asker& asker, veskOid& oid, veskList& attributes,
           veskList* errors) override;
   int create(const Asker& asker, veskOid& classOid, veskList& attributes,

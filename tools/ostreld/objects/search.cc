@@ -4,6 +4,8 @@
 #include <ostrel/names.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "objects/attributes.h"
 #include "support/value_order.h"
@@ -48,13 +50,28 @@ int checkCondition(veskAttribute* condition) {
              : kNoError;
 }
 
-// Whether an object has what a condition, which was checked, asks for.
-bool meets(veskList& attributes, veskAttribute& condition) {
-  veskAttribute* attribute = find(attributes, condition.id);
-  if (attribute == nullptr || attribute->value == nullptr) return false;
+// Whether a value is what a condition, which was checked, asks for.
+bool meets(veskType* value, veskAttribute& condition) {
+  if (value == nullptr) return false;
   const unsigned operation = operatorOf(condition);
   return operation == kOperatorPresent ||
-         fulfils(*attribute->value, operation, *condition.value);
+         fulfils(*value, operation, *condition.value);
+}
+
+// Whether attributes fulfil all conditions.
+bool matches(veskList& attributes, veskList& conditions) {
+  const Elements<veskAttribute> all(conditions);
+  return std::all_of(all.begin(), all.end(), [&](veskAttribute* condition) {
+    veskAttribute* attribute = find(attributes, condition->id);
+    return attribute != nullptr && meets(attribute->value, *condition);
+  });
+}
+
+// Objects that are listed at a time.
+constexpr std::size_t kPage = 256;
+
+bool isOver(Search::Time deadline) {
+  return std::chrono::steady_clock::now() >= deadline;
 }
 
 }  // namespace
@@ -66,34 +83,107 @@ int checkConditions(veskList& conditions, veskList* errors) {
       });
 }
 
-bool matches(veskList& attributes, veskList& conditions) {
-  const Elements<veskAttribute> all(conditions);
-  return std::all_of(all.begin(), all.end(), [&](veskAttribute* condition) {
-    return condition != nullptr && meets(attributes, *condition);
-  });
+Search::Search(Places* places, const veskOid& where, veskList& conditions,
+               Sink sink)
+    : places_(places),
+      conditions_(conditions),
+      sink_(std::move(sink)),
+      place_(where),
+      after_(where) {
+  veskOid everything(kEverything);
+  everywhere_ = place_ == everything;
+  if (everywhere_) goToNextPlace();
+  if (!isClass(place_)) candidates_ = {place_};
 }
 
-int search(ObjectManager& manager, veskOid& oid, veskList& conditions,
-           veskList* found) {
-  OwnedList candidates;
-  if (isClass(oid)) {
-    const int code = manager.list(oid, &candidates);
-    if (code != kNoError) return code;
-    if (conditions.count == 0) {
-      candidates.moveTo(found);
-      return kNoError;
+bool Search::step(Time deadline) {
+  do {
+    if (!done_ && finishPlace(deadline)) goToNextPlace();
+  } while (!done_ && !isOver(deadline));
+  return !done_;
+}
+
+void Search::goToNextPlace() {
+  candidates_.reset();
+  next_ = 0;
+  const auto next = everywhere_ ? places_->classAfter(place_) : std::nullopt;
+  if (next)
+    place_ = after_ = *next;
+  else
+    done_ = true;
+}
+
+// Whether nothing is left of it.
+bool Search::finishPlace(Time deadline) {
+  ObjectManager& manager = places_->managerOf(place_);
+  if (candidates_) return readEach(manager, deadline);
+  if (conditions_.count == 0) return list(manager, deadline);
+  bool whole = false;
+  if (scan(manager, deadline, &whole)) return whole;
+  OwnedList all;
+  code_ = manager.list(place_, &all);
+  if (code_ != kNoError) done_ = true;
+  candidates_.emplace();
+  for (auto* oid : Elements<veskOid>(all))
+    if (oid != nullptr) candidates_->push_back(*oid);
+  return false;
+}
+
+bool Search::list(ObjectManager& manager, Time deadline) {
+  for (;;) {
+    OwnedList page;
+    code_ = manager.listPage(place_, after_, kPage, &page);
+    if (code_ != kNoError) done_ = true;
+    for (auto* oid : Elements<veskOid>(page)) {
+      if (done_ || oid == nullptr) continue;
+      after_ = *oid;
+      found(*oid);
     }
-  } else {
-    candidates.append(new veskOid(oid));
+    if (page.count < kPage) return true;
+    if (done_ || isOver(deadline)) return false;
   }
-  for (auto* candidate : Elements<veskOid>(candidates)) {
-    if (candidate == nullptr) continue;
+}
+
+// By the first condition; the others are looked at where that one is met.
+// Returns whether the manager has a way to do so.
+bool Search::scan(ObjectManager& manager, Time deadline, bool* whole) {
+  auto& first = *conditions_.at<veskAttribute>(0);
+  *whole = true;
+  return manager.scan(place_, after_, first.id,
+                      [&](veskOid& oid, veskType* value) {
+                        after_ = oid;
+                        if (meets(value, first) && meetsOthers(manager, oid))
+                          found(oid);
+                        *whole = !done_ && !isOver(deadline);
+                        return *whole;
+                      });
+}
+
+bool Search::meetsOthers(ObjectManager& manager, veskOid& oid) {
+  const Elements<veskAttribute> all(conditions_);
+  return std::all_of(
+      std::next(all.begin()), all.end(), [&](veskAttribute* condition) {
+        return manager.holds(oid, condition->id, [&](veskType& value) {
+          return meets(&value, *condition);
+        });
+      });
+}
+
+bool Search::readEach(ObjectManager& manager, Time deadline) {
+  while (!done_ && next_ < candidates_->size()) {
+    veskOid& oid = (*candidates_)[next_++];
     OwnedList attributes;
     // What went away meanwhile is not found.
-    if (manager.read(*candidate, &attributes) != kNoError) continue;
-    if (matches(attributes, conditions)) found->append(new veskOid(*candidate));
+    if (manager.read(oid, &attributes) == kNoError &&
+        matches(attributes, conditions_))
+      found(oid);
+    if (isOver(deadline)) return false;
   }
-  return kNoError;
+  return true;
+}
+
+void Search::found(veskOid& oid) {
+  if (!sink_(oid)) done_ = true;
 }
 
 }  // namespace ostrel::tools::server

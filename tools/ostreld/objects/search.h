@@ -1,7 +1,13 @@
-// Which objects a search finds: the operation codes and what they mean.
+// Which objects a search finds: the operation codes and what they mean; and how
+// it goes over the objects, in turns, so that nobody waits for it.
 
 #ifndef OSTREL_TOOLS_OSTRELD_OBJECTS_SEARCH_H
 #define OSTREL_TOOLS_OSTRELD_OBJECTS_SEARCH_H
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <vector>
 
 #include "objects/manager.h"
 
@@ -15,13 +21,61 @@ constexpr unsigned kMostConditions = 64;
 // `errors` for each that is not so; those beyond kMostConditions are not.
 int checkConditions(veskList& conditions, veskList* errors);
 
-// Whether attributes fulfil all conditions, which were checked before.
-bool matches(veskList& attributes, veskList& conditions);
+// Who serves what.
+class Places {
+ public:
+  virtual ~Places() = default;
+  virtual ObjectManager& managerOf(const veskOid& oid) = 0;
 
-// Appends the objects of a class that fulfil all conditions, each a new
-// veskOid, in ascending order. A given object stands for itself alone.
-int search(ObjectManager& manager, veskOid& oid, veskList& conditions,
-           veskList* found);
+  // The first class behind that one, of whichever manager.
+  virtual std::optional<veskOid> classAfter(veskOid& classOid) = 0;
+};
+
+// A search that goes on in turns. Candidates come from the managers, one class
+// after the other, in ascending order; those that meet all conditions go to the
+// sink. Each is judged as it is when the search comes to it.
+class Search {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+
+  // Takes what was found; false ends the search.
+  using Sink = std::function<bool(veskOid& oid)>;
+
+  // Goes over the objects of a class, those of all classes for 0.0.0.0, or one
+  // object. The conditions were checked; they and the places have to outlive
+  // this object.
+  Search(Places* places, const veskOid& where, veskList& conditions, Sink sink);
+
+  // Goes on until the deadline, by one object at least. Returns whether there
+  // is more to do. Throws StoreError.
+  bool step(Time deadline);
+
+  // Why it ended: 0, or what a manager said.
+  int code() const { return code_; }
+
+ private:
+  bool finishPlace(Time deadline);
+  bool list(ObjectManager& manager, Time deadline);
+  bool scan(ObjectManager& manager, Time deadline, bool* whole);
+  bool readEach(ObjectManager& manager, Time deadline);
+  void goToNextPlace();
+  bool meetsOthers(ObjectManager& manager, veskOid& oid);
+  void found(veskOid& oid);
+
+  Places* places_;
+  veskList& conditions_;
+  Sink sink_;
+  bool everywhere_;
+  bool done_ = false;
+  int code_ = 0;
+  veskOid place_;  // a class, or the one object
+  veskOid after_;  // the last of the class that was judged
+
+  // The objects of a class whose manager hands over all of them at once, and
+  // which of them is next.
+  std::optional<std::vector<veskOid>> candidates_;
+  std::size_t next_ = 0;
+};
 
 }  // namespace ostrel::tools::server
 

@@ -33,6 +33,29 @@ int StoredObjects::listPage(veskOid& classOid, veskOid& after, std::size_t most,
   return kNoError;
 }
 
+std::optional<veskOid> StoredObjects::classAfter(veskOid& classOid) {
+  return store_->classAfter(classOid);
+}
+
+bool StoredObjects::scan(veskOid& classOid, veskOid& after, veskAid& id,
+                         const Each& each) {
+  store_->scan(classOid, after, id,
+               [&](const veskOid& oid, std::string_view encoding) {
+                 const Owned<veskType> value =
+                     encoding.empty() ? nullptr : decoded(encoding);
+                 veskOid object = oid;
+                 return each(object, value.get());
+               });
+  return true;
+}
+
+bool StoredObjects::holds(veskOid& oid, veskAid& id, const Test& test) {
+  const auto encoding = store_->value(oid, id);
+  if (!encoding) return false;
+  const Owned<veskType> value = decoded(*encoding);
+  return value != nullptr && test(*value);
+}
+
 int StoredObjects::verify(veskOid& oid) {
   return store_->has(oid) ? kNoError : kNoSuchName;
 }

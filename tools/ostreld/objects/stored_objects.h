@@ -21,6 +21,10 @@ class StoredObjects : public ObjectManager {
   int listPage(veskOid& classOid, veskOid& after, std::size_t most,
                veskList* oids) override;
   int read(veskOid& oid, veskList* attributes) override;
+  std::optional<veskOid> classAfter(veskOid& classOid) override;
+  bool scan(veskOid& classOid, veskOid& after, veskAid& id,
+            const Each& each) override;
+  bool holds(veskOid& oid, veskAid& id, const Test& test) override;
   int verify(veskOid& oid) override;
   int set(const Asker& asker, veskOid& oid, veskList& attributes,
           veskList* errors) override;

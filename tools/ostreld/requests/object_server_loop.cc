@@ -35,7 +35,7 @@ class ObjectServer : public ServerLoop {
         host_(options.listen, &counters()),
         router_(&objects_, &registrations_, options.policy),
         executor_(&store_, &registrations_, &router_, &counters(),
-                  options.longestAnswer, options.mostValues) {
+                  {options.longestAnswer, options.budget, options.mostValues}) {
     router_.add(&host_);
     router_.add(&principals_);
   }
@@ -49,6 +49,12 @@ class ObjectServer : public ServerLoop {
   void finishBatch(Time) override {
     executor_.finishBatch();
     send();
+  }
+
+  bool work(Time until) override {
+    const bool more = executor_.work(until);
+    send();
+    return more;
   }
 
   int runTimers() override {

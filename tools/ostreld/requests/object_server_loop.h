@@ -5,6 +5,7 @@
 
 #include <ostrel/codes.h>
 
+#include <chrono>
 #include <string>
 
 #include "net/server_loop.h"
@@ -25,6 +26,7 @@ struct ObjectServerOptions : ServerOptions {
   Policy policy;
   RegistrationRules registrations;
   std::size_t mostValues = kMostValues;  // of a request, and of an object
+  std::chrono::seconds budget{10};       // of work for a request
   double clockRate = 1;
 };
 

@@ -52,15 +52,14 @@ class RequestExecutor::Change {
 
 RequestExecutor::RequestExecutor(Store* store, Registrations* registrations,
                                  RequestRouter* router, Counters* counters,
-                                 std::size_t longestAnswer,
-                                 std::size_t mostValues)
+                                 RequestLimits limits)
     : store_(store),
       registrations_(registrations),
       router_(router),
       counters_(counters),
-      longestAnswer_(longestAnswer),
-      mostValues_(mostValues),
-      repeats_(store) {
+      limits_(limits),
+      repeats_(store),
+      searches_(router, counters, limits) {
   tick(std::chrono::steady_clock::now());
 }
 
@@ -70,14 +69,14 @@ void RequestExecutor::tick(Time now) {
 }
 
 void RequestExecutor::handle(Message& message, Time arrived) {
-  if (isHeld(message)) {
+  if (isHeld(message) || searches_.has(message)) {
     counters_->add(Counter::kRepeats);
     return;
   }
   // Nothing is made of the bytes before it is known what that would cost.
   const auto values = valuesIn(message.bytes);
-  const bool tooMany = values.value_or(0) > mostValues_;
-  const Owned<veskType> value =
+  const bool tooMany = values.value_or(0) > limits_.mostValues;
+  Owned<veskType> value =
       tooMany ? headerIn(message.bytes) : decodedCanonically(message.bytes);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
   if (!values || pdu == nullptr) {
@@ -90,8 +89,12 @@ void RequestExecutor::handle(Message& message, Time arrived) {
   if (kind == nullptr) return;
   if (tooMany) {
     counters_->add(Counter::kMalformed);
-    ready_.push_back({message.from,
-                      refusalBytes(*kind, pdu->requestId.value, kBadValue)});
+    ready_.push_back(
+        {message.from, refusalBytes(*kind, pdu->requestId.value, kBadValue)});
+    return;
+  }
+  if (auto search = takeAs<veskSearchPDU>(value)) {
+    searches_.add(std::move(message), std::move(search));
     return;
   }
   const std::string key = Repeats::keyOf(message.from, message.bytes);
@@ -126,8 +129,9 @@ bool RequestExecutor::repeats(const Asked& asked) {
 std::string RequestExecutor::read(const Asked& asked) {
   const Owned<veskPDU> answer =
       router_->answer(asked.kind, asked.pdu, asked.message.from);
-  const auto bytes = encoded(*answer, longestAnswer_);
-  return bytes ? *bytes : tooLongBytes(asked.kind, asked.pdu, longestAnswer_);
+  const auto bytes = encoded(*answer, limits_.longestAnswer);
+  return bytes ? *bytes
+               : tooLongBytes(asked.kind, asked.pdu, limits_.longestAnswer);
 }
 
 // The answer is committed with the change: whoever asks again, after a crash
@@ -138,9 +142,9 @@ std::string RequestExecutor::change(const Asked& asked) {
   Change change(*store_, registrations_);
   const Owned<veskPDU> answer =
       router_->answer(asked.kind, asked.pdu, message.from);
-  const auto bytes = encoded(*answer, longestAnswer_);
+  const auto bytes = encoded(*answer, limits_.longestAnswer);
   // What cannot be told is not done.
-  if (!bytes) return tooLongBytes(asked.kind, asked.pdu, longestAnswer_);
+  if (!bytes) return tooLongBytes(asked.kind, asked.pdu, limits_.longestAnswer);
   const int code = answer->status.value;
   if (code == kNoError || code == kArgListError) {
     repeats_.keep(asked.key, message.id, asked.arrived, *bytes);

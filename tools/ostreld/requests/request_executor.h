@@ -15,17 +15,12 @@
 #include "objects/registrations.h"
 #include "requests/repeats.h"
 #include "requests/request_router.h"
+#include "requests/searches.h"
 #include "store/store.h"
 #include "support/counters.h"
 #include "support/limits.h"
 
 namespace ostrel::tools::server {
-
-// An answer and where it goes.
-struct Answer {
-  sockaddr_in to;
-  std::string bytes;
-};
 
 class RequestExecutor {
  public:
@@ -36,21 +31,24 @@ class RequestExecutor {
   static constexpr std::size_t kMostHeldBytes = 16 << 20;
   static constexpr std::size_t kMostHeldEvents = 1024;
 
-  // What is given has to outlive this object. An answer that would be longer
-  // than `longestAnswer` bytes is a refusal instead, and so is the answer to a
-  // request with more than `mostValues` values in it.
+  // What is given has to outlive this object. A request beyond the limits is
+  // refused.
   RequestExecutor(Store* store, Registrations* registrations,
                   RequestRouter* router, Counters* counters,
-                  std::size_t longestAnswer,
-                  std::size_t mostValues = kMostValues);
+                  RequestLimits limits);
 
-  // Executes a request. Changes belong to a batch, which the first of them
-  // begins; once there is one, other requests see it, and belong to it too.
-  // What the server does not answer has no answer.
+  // Executes a request, or begins it when it is a search. Changes belong to a
+  // batch, which the first of them begins; once there is one, other requests
+  // see it, and belong to it too. What the server does not answer has no
+  // answer.
   void handle(Message& message, Time arrived);
 
   // Ends the batch: all of its changes are kept, or none.
   void finishBatch();
+
+  // Goes on with searches until then, outside a batch. Returns whether there
+  // are any left.
+  bool work(Time until) { return searches_.work(until, &ready_); }
 
   // Whether there is a batch. Events that were raised meanwhile may still turn
   // out not to have happened.
@@ -94,9 +92,9 @@ class RequestExecutor {
   Registrations* registrations_;
   RequestRouter* router_;
   Counters* counters_;
-  std::size_t longestAnswer_;
-  std::size_t mostValues_;
+  RequestLimits limits_;
   Repeats repeats_;
+  Searches searches_;
 
   std::optional<Transaction> transaction_;  // of the batch
   std::size_t mark_ = 0;                    // where its events begin

@@ -190,18 +190,27 @@ int RequestRouter::verify(const Asker&, veskVerifyPDU& request,
   return code == kNoError ? managerOf(request.oid).verify(request.oid) : code;
 }
 
+std::unique_ptr<Search> RequestRouter::begin(veskSearchPDU& request,
+                                             veskSearchRespPDU* answer,
+                                             Search::Sink sink) {
+  int code = checkObject(request.oid);
+  if (code == kNoError) code = checkConditions(*request.list, answer->errors);
+  answer->status.value = code;
+  if (code != kNoError) return nullptr;
+  return std::make_unique<Search>(this, request.oid, *request.list,
+                                  std::move(sink));
+}
+
 int RequestRouter::search(const Asker&, veskSearchPDU& request,
                           veskSearchRespPDU& answer) {
-  int code = checkObject(request.oid);
-  if (code == kNoError) code = checkConditions(*request.list, answer.errors);
-  if (code != kNoError) return code;
-  std::vector<veskOid> where = {request.oid};
-  if (request.oid == kEverything) where = allClasses();
-  for (veskOid& oid : where) {
-    code = server::search(managerOf(oid), oid, *request.list, answer.list);
-    if (code != kNoError) return code;
+  const auto search = begin(request, &answer, [&](veskOid& oid) {
+    answer.list->append(new veskOid(oid));
+    return true;
+  });
+  if (search == nullptr) return answer.status.value;
+  while (search->step(Search::Time::max())) {
   }
-  return kNoError;
+  return search->code();
 }
 
 int RequestRouter::action(const Asker& asker, veskActionPDU& request,
@@ -219,18 +228,14 @@ int RequestRouter::searchDirectory(const Asker&, veskDSsearchPDU&,
   return kNoObjectManager;
 }
 
-// In ascending order, each once.
-std::vector<veskOid> RequestRouter::allClasses() {
-  std::vector<veskOid> all = fallback_->classes();
-  for (ObjectManager* manager : managers_)
-    for (veskOid& served : manager->classes()) all.push_back(served);
-  std::sort(all.begin(), all.end(), [](veskOid& a, veskOid& b) {
-    return compareValues(a, b) == Order::kLess;
-  });
-  all.erase(std::unique(all.begin(), all.end(),
-                        [](veskOid& a, veskOid& b) { return a == b; }),
-            all.end());
-  return all;
+std::optional<veskOid> RequestRouter::classAfter(veskOid& classOid) {
+  std::optional<veskOid> first = fallback_->classAfter(classOid);
+  for (ObjectManager* manager : managers_) {
+    auto next = manager->classAfter(classOid);
+    if (next && (!first || compareValues(*next, *first) == Order::kLess))
+      first = next;
+  }
+  return first;
 }
 
 // Registrations come and go without events of their own.

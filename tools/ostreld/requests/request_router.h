@@ -7,11 +7,14 @@
 #include <ostrel/veskPDU.h>
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <vector>
 
 #include "common/owned.h"
 #include "objects/manager.h"
 #include "objects/registrations.h"
+#include "objects/search.h"
 #include "requests/policy.h"
 
 namespace ostrel::tools::server {
@@ -33,7 +36,7 @@ inline Owned<veskPDU> refusal(const RequestKind& kind, veskPDU& request,
   return refusal(kind, request.requestId.value, code);
 }
 
-class RequestRouter {
+class RequestRouter : public Places {
  public:
   // The fallback serves the classes that no other manager has. What is given
   // has to outlive this object; `registrations` may be null.
@@ -47,6 +50,14 @@ class RequestRouter {
   // of a manager: encode it before the next request.
   Owned<veskPDU> answer(const RequestKind& kind, veskPDU& request,
                         const sockaddr_in& from);
+
+  // A search that goes on in turns; null when it is refused, with the reason in
+  // the answer's status and errors. Both PDUs have to outlive it.
+  std::unique_ptr<Search> begin(veskSearchPDU& request,
+                                veskSearchRespPDU* answer, Search::Sink sink);
+
+  ObjectManager& managerOf(const veskOid& oid) override;
+  std::optional<veskOid> classAfter(veskOid& classOid) override;
 
  private:
   friend struct RequestKind;
@@ -69,8 +80,6 @@ class RequestRouter {
   int searchDirectory(const Asker& asker, veskDSsearchPDU& request,
                       veskDSsearchRespPDU& answer);
 
-  ObjectManager& managerOf(const veskOid& oid);
-  std::vector<veskOid> allClasses();
   bool wanted(veskOid& oid, veskAid& event);
   void raiseCreated(veskOid& oid);
   void raise(veskOid& oid, const char* event, veskList& arguments);

@@ -64,6 +64,39 @@ class MemoryStore : public Store {
     return result;
   }
 
+  std::optional<veskOid> classAfter(const veskOid& classOid) override {
+    constexpr std::uint32_t kLast = 0xFFFFFFFF;
+    const auto next = content_.objects.upper_bound(
+        {classOid.component[0], classOid.component[1], kLast, kLast});
+    if (next == content_.objects.end()) return std::nullopt;
+    return fromKey<veskOid>(Oid{next->first[0], next->first[1], 0, 0});
+  }
+
+  std::optional<std::string> value(const veskOid& oid,
+                                   const veskAid& id) override {
+    const auto object = content_.objects.find(keyOf<4>(oid));
+    if (object == content_.objects.end()) return std::nullopt;
+    const auto found = object->second.find(keyOf<3>(id));
+    if (found == object->second.end()) return std::nullopt;
+    return found->second;
+  }
+
+  void scan(const veskOid& classOid, const veskOid& after, const veskAid& id,
+            const Each& each) override {
+    const Aid key = keyOf<3>(id);
+    for (auto at = content_.objects.upper_bound(keyOf<4>(after));
+         at != content_.objects.end() &&
+         at->first[0] == classOid.component[0] &&
+         at->first[1] == classOid.component[1];
+         ++at) {
+      const auto found = at->second.find(key);
+      const bool has = found != at->second.end();
+      if (!each(fromKey<veskOid>(at->first),
+                has ? std::string_view(found->second) : std::string_view()))
+        return;
+    }
+  }
+
   void insert(const veskOid& oid) override {
     const Oid key = keyOf<4>(oid);
     if (!content_.objects.try_emplace(key).second)

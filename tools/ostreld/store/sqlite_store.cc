@@ -194,6 +194,16 @@ SqliteStore::SqliteStore(const std::string& path)
       pageQuery_(database_,
                  "SELECT oid FROM object WHERE oid > ? AND oid <= ?"
                  " ORDER BY oid LIMIT ?"),
+      nextQuery_(database_,
+                 "SELECT oid FROM object WHERE oid > ? ORDER BY oid LIMIT 1"),
+      valueQuery_(database_,
+                  "SELECT value FROM attribute WHERE oid = ? AND aid = ?"),
+      // One row for each object, so that whoever scans can stop at any of them.
+      scanQuery_(database_,
+                 "SELECT object.oid, value FROM object LEFT JOIN attribute"
+                 " ON attribute.oid = object.oid AND aid = ?"
+                 " WHERE object.oid > ? AND object.oid <= ?"
+                 " ORDER BY object.oid"),
       objectQuery_(database_, "SELECT 1 FROM object WHERE oid = ?"),
       attributesQuery_(database_,
                        "SELECT aid, value FROM attribute WHERE oid = ?"
@@ -258,6 +268,35 @@ std::vector<Store::Entry> SqliteStore::read(const veskOid& oid) {
         {fromKey<veskAid>(rows.bytes(0)), std::string(rows.bytes(1))});
   }
   return result;
+}
+
+std::optional<veskOid> SqliteStore::classAfter(const veskOid& classOid) {
+  const std::string last = lastKeyOf(classOid);
+  Rows rows(nextQuery_, std::string_view(last));
+  if (!rows.next()) return std::nullopt;
+  auto next = fromKey<veskOid>(rows.bytes(0));
+  next.component[2] = next.component[3] = 0;
+  return next;
+}
+
+std::optional<std::string> SqliteStore::value(const veskOid& oid,
+                                              const veskAid& id) {
+  const std::string oidKey = keyOf(oid);
+  const std::string aidKey = keyOf(id);
+  Rows rows(valueQuery_, std::string_view(oidKey), std::string_view(aidKey));
+  if (!rows.next()) return std::nullopt;
+  return std::string(rows.bytes(0));
+}
+
+void SqliteStore::scan(const veskOid& classOid, const veskOid& after,
+                       const veskAid& id, const Each& each) {
+  const std::string aidKey = keyOf(id);
+  const std::string first = keyOf(after);
+  const std::string last = lastKeyOf(classOid);
+  Rows rows(scanQuery_, std::string_view(aidKey), std::string_view(first),
+            std::string_view(last));
+  while (rows.next() && each(fromKey<veskOid>(rows.bytes(0)), rows.bytes(1))) {
+  }
 }
 
 void SqliteStore::insert(const veskOid& oid) {

@@ -27,6 +27,11 @@ class SqliteStore : public Store {
                                std::size_t most) override;
   bool has(const veskOid& oid) override;
   std::vector<Entry> read(const veskOid& oid) override;
+  std::optional<veskOid> classAfter(const veskOid& classOid) override;
+  std::optional<std::string> value(const veskOid& oid,
+                                   const veskAid& id) override;
+  void scan(const veskOid& classOid, const veskOid& after, const veskAid& id,
+            const Each& each) override;
   void insert(const veskOid& oid) override;
   void write(const veskOid& oid, const veskAid& id,
              std::string_view value) override;
@@ -63,6 +68,9 @@ class SqliteStore : public Store {
   Statement classesQuery_;
   Statement listQuery_;
   Statement pageQuery_;
+  Statement nextQuery_;
+  Statement valueQuery_;
+  Statement scanQuery_;
   Statement objectQuery_;
   Statement attributesQuery_;
   Statement insertObject_;

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -34,6 +35,9 @@ class Store {
   // The classes that have objects now, in ascending order.
   virtual std::vector<veskOid> classes() = 0;
 
+  // The first class that has objects behind that one.
+  virtual std::optional<veskOid> classAfter(const veskOid& classOid) = 0;
+
   // The objects of a class, in ascending order.
   virtual std::vector<veskOid> objects(const veskOid& classOid) = 0;
 
@@ -53,6 +57,18 @@ class Store {
   // An object's attributes in ascending order of their identifiers; none for
   // an object that is not there.
   virtual std::vector<Entry> read(const veskOid& oid) = 0;
+
+  // An attribute's encoding, if the object has it.
+  virtual std::optional<std::string> value(const veskOid& oid,
+                                           const veskAid& id) = 0;
+
+  // Hands over the objects of a class behind `after`, in ascending order, each
+  // with the encoding of an attribute, empty where it has none; until there are
+  // no more or `each` returns false. The bytes live until that returns, which
+  // may read from the store but not scan it.
+  using Each = std::function<bool(const veskOid& oid, std::string_view value)>;
+  virtual void scan(const veskOid& classOid, const veskOid& after,
+                    const veskAid& id, const Each& each) = 0;
 
   // Makes an object without attributes, which is not there yet.
   virtual void insert(const veskOid& oid) = 0;
