@@ -18,6 +18,8 @@ namespace {
 constexpr int kLeastLength = 256;
 constexpr int kMostLength = 64 << 20;
 
+constexpr int kMostCache = 1 << 30;
+
 // A registration has eleven values.
 constexpr int kLeastValues = 64;
 
@@ -211,6 +213,11 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
                    "included; what has more is refused with code 2")
       ->check(CLI::Range(kLeastValues, kMostLength).description(""))
       ->type_name("NUMBER")
+      ->capture_default_str();
+  serve
+      ->add_option("--cache", options.cacheBytes,
+                   "Memory for objects that were read, in bytes")
+      ->check(CLI::Range(0, kMostCache).description(""))
       ->capture_default_str();
   addBounds(serve, &options);
   addBytes(serve, "--event-bytes", &options.eventBytesPerSecond,

@@ -477,20 +477,5 @@ TEST(ServerListTest, AServerIsAskedOnce) {
   EXPECT_THAT(withoutRepeats({local(), remote(), local()}), SizeIs(2));
 }
 
-TEST(LogTest, CountsLinesThatRepeatWhateverStandsBetween) {
-  logRepeats();
-  testing::internal::CaptureStderr();
-  for (int i = 0; i < 3; ++i) {
-    log(Level::kWarning, "first");
-    log(Level::kWarning, "second");
-  }
-  logRepeats();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "ostreld: warning: first\n"
-            "ostreld: warning: second\n"
-            "ostreld: warning: first (2 more times)\n"
-            "ostreld: warning: second (2 more times)\n");
-}
-
 }  // namespace
 }  // namespace ostrel::tools::server

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "common/printed.h"
+#include "store/cached_store.h"
 #include "store/memory_store.h"
 #include "store/sqlite_store.h"
 
@@ -30,8 +31,12 @@ class StoreTest : public testing::Test {
 
   std::vector<std::string> attributes(const char* oid) {
     std::vector<std::string> result;
-    for (Store::Entry& entry : store.read(veskOid(oid)))
-      result.push_back(printed(entry.id) + "=" + entry.value);
+    const auto record = store.read(veskOid(oid));
+    if (record == nullptr) return {"nothing"};
+    for (std::size_t i = 0; i < record->count(); ++i) {
+      veskAid id = record->id(i);
+      result.push_back(printed(id) + "=" + std::string(record->value(i)));
+    }
     return result;
   }
 
@@ -53,7 +58,22 @@ class StoreTest : public testing::Test {
   Kind store;
 };
 
-using Kinds = testing::Types<MemoryStore, SqliteInMemory>;
+// A base, so that it is there before the store in front of it.
+template <class Below>
+struct Holder {
+  Below below;
+};
+
+// One that holds everything that it read, and one that never holds more than an
+// object.
+template <class Below, std::size_t kBytes>
+struct Cached : private Holder<Below>, public CachedStore {
+  Cached() : CachedStore(&this->below, kBytes) {}
+};
+
+using Kinds =
+    testing::Types<MemoryStore, SqliteInMemory, Cached<MemoryStore, 1 << 20>,
+                   Cached<SqliteInMemory, 500>>;
 TYPED_TEST_SUITE(StoreTest, Kinds);
 
 TYPED_TEST(StoreTest, ListsClassesAndTheirObjectsInAscendingOrder) {
@@ -155,6 +175,7 @@ TYPED_TEST(StoreTest, RemovesAnObjectWithItsAttributes) {
   this->write("59.200.0.1", "59.200.1", "gone");
   this->store.remove(veskOid("59.200.0.1"));
   EXPECT_FALSE(this->store.has(veskOid("59.200.0.1")));
+  EXPECT_THAT(this->attributes("59.200.0.1"), ElementsAre("nothing"));
   this->insert("59.200.0.1");
   EXPECT_TRUE(this->store.has(veskOid("59.200.0.1")));
   EXPECT_THAT(this->attributes("59.200.0.1"), IsEmpty());
@@ -214,6 +235,7 @@ TYPED_TEST(StoreTest, TakesAnInnerTransactionForAPartOfTheOuter) {
     }
   }
   EXPECT_FALSE(this->store.has(veskOid("59.200.0.1")));
+  EXPECT_THAT(this->attributes("59.200.0.1"), ElementsAre("nothing"));
 }
 
 TYPED_TEST(StoreTest, KeepsTheLastAnswerToEachRequest) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "common/encoding.h"
 #include "support/limits.h"
@@ -39,13 +40,20 @@ veskAttribute* find(const veskList& attributes, veskAid& id) {
   return found == all.end() ? nullptr : *found;
 }
 
-int writable(veskAttribute* attribute) {
+int writable(veskAttribute* attribute, std::string* bytes) {
   if (attribute == nullptr || attribute->id.valid == 0) return kAidFormat;
+  if (attribute->value == nullptr) return kBadValue;
   // Some values can be received and not be sent, an address of an unknown
-  // family for one.
-  if (attribute->value == nullptr || !encoded(*attribute->value, kLongestValue))
-    return kBadValue;
+  // family for one; others can be sent and are refused when they arrive.
+  auto canonicalBytes = canonical(*attribute->value, kLongestValue);
+  if (!canonicalBytes) return kBadValue;
+  *bytes = std::move(*canonicalBytes);
   return kNoError;
+}
+
+int writable(veskAttribute* attribute) {
+  std::string bytes;
+  return writable(attribute, &bytes);
 }
 
 int checkWritable(const veskList& attributes, veskList* errors) {

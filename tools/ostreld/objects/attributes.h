@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <string>
 
 namespace ostrel::tools::server {
 
@@ -41,7 +42,10 @@ Value* valueOf(const veskList& attributes, const char* name) {
 
 // The code for an element of a list of attributes that are to be written: 0,
 // or 4 when it is no attribute with an identifier, or 2 when it has no value
-// that can be kept.
+// that can be kept. Stores what is to be kept, in its canonical form.
+int writable(veskAttribute* attribute, std::string* bytes);
+
+// The same code where the bytes do not matter.
 int writable(veskAttribute* attribute);
 
 // Appends an error for each element that is not writable. Returns 0, or -1 when

@@ -1,22 +1,104 @@
 #include "objects/stored_objects.h"
 
 #include <ostrel/elements.h>
+#include <ostrel/veskOmAttr.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+#include <utility>
 
 #include "common/encoding.h"
 #include "objects/attributes.h"
-#include "support/limits.h"
+#include "support/log.h"
 
 namespace ostrel::tools::server {
 namespace {
 
-veskAttribute* attributeOf(const Store::Entry& entry) {
+// What a value adds to an object.
+struct Size {
+  std::size_t bytes = 0;
+  std::size_t values = 0;
+};
+
+Size sizeOf(std::string_view value) {
+  return {value.size(), valuesIn(value).value_or(0)};
+}
+
+Size sizeOf(const Record& record) {
+  Size size = {record.length(), 0};
+  for (std::size_t i = 0; i < record.count(); ++i)
+    size.values += sizeOf(record.value(i)).values;
+  return size;
+}
+
+veskAttribute* attributeOf(const veskAid& id, std::string_view value) {
   auto attribute = make<veskAttribute>();
-  attribute->id = entry.id;
-  attribute->value = decoded(entry.value).release();
+  attribute->id = id;
+  attribute->value = decoded(value).release();
   return attribute.release();
 }
 
 }  // namespace
+
+unsigned EncodedValue::encode(char* buffer, unsigned length) {
+  if (bytes_.size() > length) return 0;
+  std::memcpy(buffer, bytes_.data(), bytes_.size());
+  return static_cast<unsigned>(bytes_.size());
+}
+
+// What is to be written to one object, as far as it has room.
+class StoredObjects::Change {
+ public:
+  // An object that is not there yet has no record.
+  Change(const Record* former, std::size_t mostValues)
+      : former_(former), mostValues_(mostValues) {
+    if (former != nullptr) size_ = sizeOf(*former);
+  }
+
+  // Takes an attribute, in place of one with that identifier, and returns 0; or
+  // returns why it cannot be written.
+  int add(veskAttribute* attribute) {
+    std::string bytes;
+    const int code = writable(attribute, &bytes);
+    if (code != kNoError) return code;
+    const Record::Key key = Record::keyOf(attribute->id);
+    const Size before = held(key);
+    const Size added = sizeOf(bytes);
+    const Size after = {size_.bytes - before.bytes + added.bytes,
+                        size_.values - before.values + added.values};
+    if (after.bytes > kLongestObject || after.values > mostValues_)
+      return kBadValue;
+    size_ = after;
+    values_[key] = {attribute->id, std::move(bytes)};
+    return kNoError;
+  }
+
+  // Adds each of them, with an error for those that cannot be written.
+  int addAll(const veskList& attributes, veskList* errors) {
+    return checkEach<veskAttribute>(
+        attributes, errors,
+        [&](unsigned, veskAttribute* attribute) { return add(attribute); });
+  }
+
+  void write(Store& store, const veskOid& oid) const {
+    for (const auto& [key, value] : values_)
+      store.write(oid, value.first, value.second);
+  }
+
+ private:
+  Size held(const Record::Key& key) const {
+    const auto replaced = values_.find(key);
+    if (replaced != values_.end()) return sizeOf(replaced->second.second);
+    const auto found = former_ != nullptr ? former_->find(key) : std::nullopt;
+    return found ? sizeOf(*found) : Size{};
+  }
+
+  const Record* former_;
+  std::size_t mostValues_;
+  Size size_;
+  std::map<Record::Key, std::pair<veskAid, std::string>> values_;
+};
 
 std::vector<veskOid> StoredObjects::classes() { return store_->classes(); }
 
@@ -61,27 +143,61 @@ int StoredObjects::verify(veskOid& oid) {
 }
 
 int StoredObjects::read(veskOid& oid, veskList* attributes) {
-  if (!store_->has(oid)) return kNoSuchName;
-  for (const Store::Entry& entry : store_->read(oid))
-    attributes->append(attributeOf(entry));
+  const auto record = store_->read(oid);
+  if (record == nullptr) return kNoSuchName;
+  if (sizeOf(*record).values > mostValues_) {
+    log(Level::kError, "an object has more values than --max-values allows");
+    return kDatabaseError;
+  }
+  for (std::size_t i = 0; i < record->count(); ++i)
+    attributes->append(attributeOf(record->id(i), record->value(i)));
   return kNoError;
+}
+
+int StoredObjects::get(veskOid& oid, veskList& wanted, veskList* attributes,
+                       veskList* errors) {
+  values_.clear();
+  given_ = store_->read(oid);
+  if (given_ == nullptr) return kNoSuchName;
+  if (wanted.count == 0) {
+    for (std::size_t i = 0; i < given_->count(); ++i) {
+      veskAid id = given_->id(i);
+      attributes->append(new veskOmAttribute(&id, answered(given_->value(i))));
+    }
+    return kNoError;
+  }
+  return checkEach<veskAttribute>(
+      wanted, errors, [&](unsigned, veskAttribute* name) {
+        veskAid id = name != nullptr ? name->id : veskAid();
+        const auto found = id.valid != 0 ? given_->find(Record::keyOf(id))
+                                         : std::optional<std::string_view>();
+        attributes->append(
+            new veskOmAttribute(&id, found ? answered(*found) : nullptr));
+        if (found) return kNoError;
+        return id.valid != 0 ? kNoSuchName : kAidFormat;
+      });
+}
+
+veskType* StoredObjects::answered(std::string_view bytes) {
+  return &values_.emplace_back(bytes);
 }
 
 int StoredObjects::set(const Asker&, veskOid& oid, veskList& attributes,
                        veskList* errors) {
-  if (!store_->has(oid)) return kNoSuchName;
-  veskList good;
-  for (auto* attribute : Elements<veskAttribute>(attributes))
-    if (writable(attribute) == kNoError) good.append(attribute);
+  const auto record = store_->read(oid);
+  if (record == nullptr) return kNoSuchName;
+  Change change(record.get(), mostValues_);
+  const int code = change.addAll(attributes, errors);
   Transaction transaction(*store_);
-  write(oid, good);
+  change.write(*store_, oid);
   transaction.commit();
-  return checkWritable(attributes, errors);
+  return code;
 }
 
 int StoredObjects::create(const Asker&, veskOid& classOid, veskList& attributes,
                           veskOid* created, veskList* errors) {
-  const int code = checkWritable(attributes, errors);
+  Change change(nullptr, mostValues_);
+  const int code = change.addAll(attributes, errors);
   if (code != kNoError) return code;
   Transaction transaction(*store_);
   const std::uint64_t number = store_->takeNumber(classOid);
@@ -89,7 +205,7 @@ int StoredObjects::create(const Asker&, veskOid& classOid, veskList& attributes,
   oid.set(classOid, static_cast<unsigned>(number >> 32),
           static_cast<unsigned>(number & 0xFFFFFFFF));
   store_->insert(oid);
-  write(oid, attributes);
+  change.write(*store_, oid);
   transaction.commit();
   *created = oid;
   return kNoError;
@@ -99,15 +215,6 @@ int StoredObjects::remove(const Asker&, veskOid& oid) {
   if (!store_->has(oid)) return kNoSuchName;
   store_->remove(oid);
   return kNoError;
-}
-
-// Attributes that are writable; of several with one identifier the last stays.
-void StoredObjects::write(const veskOid& oid, const veskList& attributes) {
-  for (auto* attribute : Elements<veskAttribute>(attributes)) {
-    const auto value = encoded(*attribute->value, kLongestValue);
-    if (!value) throw StoreError("a value has no encoding");
-    store_->write(oid, attribute->id, *value);
-  }
 }
 
 }  // namespace ostrel::tools::server

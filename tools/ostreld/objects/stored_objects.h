@@ -4,15 +4,35 @@
 #ifndef OSTREL_TOOLS_OSTRELD_OBJECTS_STORED_OBJECTS_H
 #define OSTREL_TOOLS_OSTRELD_OBJECTS_STORED_OBJECTS_H
 
+#include <deque>
+#include <memory>
+#include <string_view>
+
 #include "objects/manager.h"
 #include "store/store.h"
+#include "support/limits.h"
 
 namespace ostrel::tools::server {
 
+// A value that is known by its encoding alone: it can be encoded, and nothing
+// else. The bytes have to stay as long as it does.
+class EncodedValue : public veskType {
+ public:
+  explicit EncodedValue(std::string_view bytes) : bytes_(bytes) {}
+  unsigned encode(char* buffer, unsigned length) override;
+
+ private:
+  std::string_view bytes_;
+};
+
 class StoredObjects : public ObjectManager {
  public:
-  // The store has to outlive this object.
-  explicit StoredObjects(Store* store) : store_(store) {}
+  // The store has to outlive this object. An attribute that would bring an
+  // object above `mostValues` values, those inside others included, or above
+  // kLongestObject bytes is refused with 2; an object that has more already,
+  // from a former version, cannot be read: 9.
+  explicit StoredObjects(Store* store, std::size_t mostValues = kMostValues)
+      : store_(store), mostValues_(mostValues) {}
 
   // Serves every class: these are the ones that have objects now. Attributes
   // come in ascending order of their identifiers.
@@ -26,6 +46,10 @@ class StoredObjects : public ObjectManager {
             const Each& each) override;
   bool holds(veskOid& oid, veskAid& id, const Test& test) override;
   int verify(veskOid& oid) override;
+
+  // The attributes point at EncodedValues: no value is made.
+  int get(veskOid& oid, veskList& wanted, veskList* attributes,
+          veskList* errors) override;
   int set(const Asker& asker, veskOid& oid, veskList& attributes,
           veskList* errors) override;
 
@@ -38,9 +62,16 @@ class StoredObjects : public ObjectManager {
   Store& store() { return *store_; }
 
  private:
-  void write(const veskOid& oid, const veskList& attributes);
+  class Change;
+
+  veskType* answered(std::string_view bytes);
 
   Store* store_;
+  std::size_t mostValues_;
+
+  // What the last get() answered with.
+  std::shared_ptr<const Record> given_;
+  std::deque<EncodedValue> values_;
 };
 
 }  // namespace ostrel::tools::server

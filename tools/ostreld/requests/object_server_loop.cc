@@ -10,6 +10,7 @@
 #include "objects/stored_objects.h"
 #include "requests/request_executor.h"
 #include "requests/request_router.h"
+#include "store/cached_store.h"
 #include "store/sqlite_store.h"
 #include "support/clock.h"
 #include "support/log.h"
@@ -29,8 +30,9 @@ class ObjectServer : public ServerLoop {
       : ServerLoop(options),
         clock_(options.clockRate),
         clockRate_(options.clockRate),
-        store_(options.store),
-        objects_(&store_),
+        file_(options.store),
+        store_(&file_, options.cacheBytes),
+        objects_(&store_, options.mostValues),
         registrations_(&objects_, &clock_, &counters(), options.registrations),
         host_(options.listen, &counters()),
         router_(&objects_, &registrations_, options.policy),
@@ -85,7 +87,8 @@ class ObjectServer : public ServerLoop {
 
   SystemClock clock_;
   double clockRate_;
-  SqliteStore store_;
+  SqliteStore file_;
+  CachedStore store_;
   StoredObjects objects_;
   Registrations registrations_;
   HostManager host_;

@@ -27,6 +27,7 @@ struct ObjectServerOptions : ServerOptions {
   RegistrationRules registrations;
   std::size_t mostValues = kMostValues;  // of a request, and of an object
   std::chrono::seconds budget{10};       // of work for a request
+  std::size_t cacheBytes = 64 << 20;     // of objects that were read
   double clockRate = 1;
 };
 

@@ -55,13 +55,12 @@ class MemoryStore : public Store {
     return content_.objects.count(keyOf<4>(oid)) != 0;
   }
 
-  std::vector<Entry> read(const veskOid& oid) override {
-    std::vector<Entry> result;
+  std::shared_ptr<const Record> read(const veskOid& oid) override {
     const auto found = content_.objects.find(keyOf<4>(oid));
-    if (found == content_.objects.end()) return result;
-    for (const auto& [key, value] : found->second)
-      result.push_back({fromKey<veskAid>(key), value});
-    return result;
+    if (found == content_.objects.end()) return nullptr;
+    auto record = std::make_shared<Record>();
+    for (const auto& [key, value] : found->second) record->append(key, value);
+    return record;
   }
 
   std::optional<veskOid> classAfter(const veskOid& classOid) override {

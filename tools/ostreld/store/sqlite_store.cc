@@ -1,6 +1,10 @@
 #include "store/sqlite_store.h"
 
+#include <algorithm>
+#include <array>
 #include <iterator>
+
+#include "support/limits.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -81,11 +85,10 @@ std::string lastKeyOf(const veskOid& classOid) {
   return last;
 }
 
-template <class Identifier>
-Identifier fromKey(std::string_view key) {
-  Identifier id;
-  id.valid = 1;
-  for (std::size_t i = 0; i < std::size(id.component); ++i) {
+template <class Numbers>
+Numbers numbersIn(std::string_view key) {
+  Numbers numbers;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
     std::uint32_t number = 0;
     for (std::size_t at = 0; at < kComponentBytes; ++at) {
       const std::size_t position = i * kComponentBytes + at;
@@ -94,9 +97,18 @@ Identifier fromKey(std::string_view key) {
                             : 0U;
       number = number << 8 | byte;
     }
-    id.component[i] = number;
+    numbers[i] = number;
   }
-  return id;
+  return numbers;
+}
+
+// The object's or class's identifier.
+veskOid oidIn(std::string_view key) {
+  const auto numbers = numbersIn<std::array<std::uint32_t, 4>>(key);
+  veskOid oid;
+  oid.valid = 1;
+  std::copy(numbers.begin(), numbers.end(), std::begin(oid.component));
+  return oid;
 }
 
 }  // namespace
@@ -228,7 +240,7 @@ SqliteStore::SqliteStore(const std::string& path)
 std::vector<veskOid> SqliteStore::classes() {
   std::vector<veskOid> result;
   Rows rows(classesQuery_);
-  while (rows.next()) result.push_back(fromKey<veskOid>(rows.bytes(0)));
+  while (rows.next()) result.push_back(oidIn(rows.bytes(0)));
   return result;
 }
 
@@ -237,7 +249,7 @@ std::vector<veskOid> SqliteStore::objects(const veskOid& classOid) {
   const std::string last = lastKeyOf(classOid);
   std::vector<veskOid> result;
   Rows rows(listQuery_, std::string_view(first), std::string_view(last));
-  while (rows.next()) result.push_back(fromKey<veskOid>(rows.bytes(0)));
+  while (rows.next()) result.push_back(oidIn(rows.bytes(0)));
   return result;
 }
 
@@ -249,7 +261,7 @@ std::vector<veskOid> SqliteStore::objects(const veskOid& classOid,
   std::vector<veskOid> result;
   Rows rows(pageQuery_, std::string_view(first), std::string_view(last),
             static_cast<std::int64_t>(most));
-  while (rows.next()) result.push_back(fromKey<veskOid>(rows.bytes(0)));
+  while (rows.next()) result.push_back(oidIn(rows.bytes(0)));
   return result;
 }
 
@@ -259,22 +271,26 @@ bool SqliteStore::has(const veskOid& oid) {
   return rows.next();
 }
 
-std::vector<Store::Entry> SqliteStore::read(const veskOid& oid) {
+std::shared_ptr<const Record> SqliteStore::read(const veskOid& oid) {
   const std::string key = keyOf(oid);
-  std::vector<Entry> result;
+  auto record = std::make_shared<Record>();
   Rows rows(attributesQuery_, std::string_view(key));
   while (rows.next()) {
-    result.push_back(
-        {fromKey<veskAid>(rows.bytes(0)), std::string(rows.bytes(1))});
+    const std::string_view value = rows.bytes(1);
+    // Files of former versions may have such objects.
+    if (record->length() + value.size() > kLongestObject)
+      database_.refuse("an object is longer than a server may read");
+    record->append(numbersIn<Record::Key>(rows.bytes(0)), value);
   }
-  return result;
+  if (record->count() == 0 && !has(oid)) return nullptr;
+  return record;
 }
 
 std::optional<veskOid> SqliteStore::classAfter(const veskOid& classOid) {
   const std::string last = lastKeyOf(classOid);
   Rows rows(nextQuery_, std::string_view(last));
   if (!rows.next()) return std::nullopt;
-  auto next = fromKey<veskOid>(rows.bytes(0));
+  auto next = oidIn(rows.bytes(0));
   next.component[2] = next.component[3] = 0;
   return next;
 }
@@ -295,7 +311,7 @@ void SqliteStore::scan(const veskOid& classOid, const veskOid& after,
   const std::string last = lastKeyOf(classOid);
   Rows rows(scanQuery_, std::string_view(aidKey), std::string_view(first),
             std::string_view(last));
-  while (rows.next() && each(fromKey<veskOid>(rows.bytes(0)), rows.bytes(1))) {
+  while (rows.next() && each(oidIn(rows.bytes(0)), rows.bytes(1))) {
   }
 }
 

@@ -26,7 +26,7 @@ class SqliteStore : public Store {
   std::vector<veskOid> objects(const veskOid& classOid, const veskOid& after,
                                std::size_t most) override;
   bool has(const veskOid& oid) override;
-  std::vector<Entry> read(const veskOid& oid) override;
+  std::shared_ptr<const Record> read(const veskOid& oid) override;
   std::optional<veskOid> classAfter(const veskOid& classOid) override;
   std::optional<std::string> value(const veskOid& oid,
                                    const veskAid& id) override;

@@ -13,11 +13,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "store/record.h"
 
 namespace ostrel::tools::server {
 
@@ -48,15 +51,8 @@ class Store {
                                        std::size_t most) = 0;
   virtual bool has(const veskOid& oid) = 0;
 
-  // A value's identifier and encoding.
-  struct Entry {
-    veskAid id;
-    std::string value;
-  };
-
-  // An object's attributes in ascending order of their identifiers; none for
-  // an object that is not there.
-  virtual std::vector<Entry> read(const veskOid& oid) = 0;
+  // An object with its attributes; null when it is not there.
+  virtual std::shared_ptr<const Record> read(const veskOid& oid) = 0;
 
   // An attribute's encoding, if the object has it.
   virtual std::optional<std::string> value(const veskOid& oid,

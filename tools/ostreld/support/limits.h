@@ -7,11 +7,15 @@
 
 namespace ostrel::tools::server {
 
-// No value is stored or copied that is longer.
+// No value is stored or copied that is longer, and no object has more in all
+// its values: reading one takes no more memory than this, and what its values
+// are bounded by in number.
 constexpr std::size_t kLongestValue = 16 << 20;
+constexpr std::size_t kLongestObject = kLongestValue;
 
-// How many values a request may have, those inside others included, unless the
-// command line says otherwise: each takes up to 600 bytes of memory.
+// How many values a request or an object may have, those inside others
+// included, unless the command line says otherwise: each takes up to 600 bytes
+// of memory.
 constexpr std::size_t kMostValues = 65536;
 
 // Longer than any answer that has nothing but a code.
