@@ -189,25 +189,23 @@ class OSTREL_API Endpoint : public Ordered<Endpoint> {
   std::uint16_t port_ = 0;
 };
 
+// Hashes what has a hash() of its own.
+template <class Self>
+struct Hash {
+  std::size_t operator()(const Self& self) const noexcept {
+    return self.hash();
+  }
+};
+
 }  // namespace ostrel
 
+namespace std {
 template <>
-struct std::hash<ostrel::Oid> {
-  std::size_t operator()(const ostrel::Oid& oid) const noexcept {
-    return oid.hash();
-  }
-};
+struct hash<ostrel::Oid> : ostrel::Hash<ostrel::Oid> {};
 template <>
-struct std::hash<ostrel::Aid> {
-  std::size_t operator()(const ostrel::Aid& aid) const noexcept {
-    return aid.hash();
-  }
-};
+struct hash<ostrel::Aid> : ostrel::Hash<ostrel::Aid> {};
 template <>
-struct std::hash<ostrel::Endpoint> {
-  std::size_t operator()(const ostrel::Endpoint& endpoint) const noexcept {
-    return endpoint.hash();
-  }
-};
+struct hash<ostrel::Endpoint> : ostrel::Hash<ostrel::Endpoint> {};
+}  // namespace std
 
 #endif  // OSTREL_IDENTIFIER_H
