@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -150,24 +151,23 @@ class OSTREL_API Value {
   static Value noAddress() noexcept;
 
   Value(const Value& other);
-  Value(Value&& other) noexcept : Value() { swap(other); }
-  Value& operator=(const Value& other) {
-    Value copy(other);
-    swap(copy);
-    return *this;
-  }
+  Value(Value&& other) noexcept { take(other); }
+  Value& operator=(const Value& other) { return *this = Value(other); }
   Value& operator=(Value&& other) noexcept {
-    Value taken(std::move(other));
-    swap(taken);
+    if (this == &other) return *this;
+    // What is freed may hold the other one: it is taken first.
+    Value before;
+    before.take(*this);
+    take(other);
     return *this;
   }
   ~Value() {
     if (detail_ >= kOwnsList) release();
   }
   void swap(Value& other) noexcept {
-    std::swap(tag_, other.tag_);
-    std::swap(detail_, other.detail_);
-    std::swap(body_, other.body_);
+    Value held(std::move(other));
+    other.take(*this);
+    take(held);
   }
 
   // One of the tags of tags.h.
@@ -305,6 +305,16 @@ class OSTREL_API Value {
   Result<T> toNumber() const;
 
   bool equals(const Value& other) const noexcept;
+
+  // Becomes the other one, which becomes null. What this one held is not freed.
+  void take(Value& other) noexcept {
+    tag_ = other.tag_;
+    detail_ = other.detail_;
+    body_ = other.body_;
+    other.tag_ = kTagNull;
+    other.detail_ = 0;
+    std::memset(&other.body_, 0, sizeof other.body_);
+  }
   void release() noexcept;
 
   Oid oid() const noexcept;

@@ -184,7 +184,7 @@ TEST_P(AnyRow, CopiesAndMoves) {
   EXPECT_EQ(copy, original);
   Value moved = std::move(copy);
   EXPECT_EQ(moved, original);
-  EXPECT_TRUE(copy.isNull());
+  EXPECT_EQ(copy, Value());
   copy = moved;
   EXPECT_EQ(copy, original);
   moved = Values{1, "two"};
@@ -212,6 +212,15 @@ TEST_P(AnyRow, GoesThroughTheStatedInterface) {
   EXPECT_EQ(stated->tag, GetParam().type);
   EXPECT_EQ(hex(asText(test::encoded(*stated))), hex(value.encode()));
   EXPECT_EQ(Value::from(stated.get()), value);
+}
+
+TEST(Value, TakesTheContentsOfItsOwnElements) {
+  Value value = Values{"first", Values{1, 2}};
+  Value& inner = const_cast<Value&>((*value.as<Values>())[1]);
+  value = std::move(inner);
+  EXPECT_EQ(value, Value(Values{1, 2}));
+  value = (*value.as<Values>())[1];
+  EXPECT_EQ(value, Value(2));
 }
 
 TEST(Value, IsSmall) { EXPECT_LE(sizeof(Value), 24u); }

@@ -2,11 +2,13 @@
 
 #include <ostrel/codes.h>
 
+#include <array>
 #include <cstring>
 #include <utility>
 
 #include "value/identifier.h"
 #include "value/layout.h"
+#include "value/quick.h"
 #include "value/tag_table.h"
 
 namespace ostrel {
@@ -50,12 +52,15 @@ void writeCount(ByteWriter& writer, std::size_t count) {
   writer.integer(static_cast<std::uint32_t>(count));
 }
 
-template <class Identifier>
-void writeIdentifier(ByteWriter& writer, Tag tag, const Identifier& id) {
+template <class Stated, class Id>
+void writeIdentifier(ByteWriter& writer, Tag tag, const Id& id) {
   writeTag(writer, tag);
+  if (!writer.room(kIdentifierRoom<Stated>)) return;
   writer.number(static_cast<std::uint8_t>(id.valid()));
   if (!id.valid()) return;
-  for (const std::uint32_t number : id.numbers()) writer.integer(number);
+  char* at = writer.at();
+  for (const std::uint32_t number : id.numbers()) at = storeInteger(at, number);
+  writer.moveTo(at);
 }
 
 template <class List>
@@ -136,10 +141,10 @@ std::size_t roomFor(const std::vector<Aid>& wanted) noexcept {
 }
 
 void write(ByteWriter& writer, const Oid& oid) {
-  writeIdentifier(writer, kTagOid, oid);
+  writeIdentifier<veskOid>(writer, kTagOid, oid);
 }
 void write(ByteWriter& writer, const Aid& aid) {
-  writeIdentifier(writer, kTagAid, aid);
+  writeIdentifier<veskAid>(writer, kTagAid, aid);
 }
 
 void write(ByteWriter& writer, const Value& value) {
@@ -215,13 +220,31 @@ std::uint32_t readInteger(ByteReader& reader) {
   return reader.integer();
 }
 
+template <class Stated>
+using Numbers = std::array<std::uint32_t, kComponents<Stated>>;
+
+// Reads the numbers where the longest would fit, so that nothing is checked on
+// the way. Returns false, with nothing read, for the rare number of more than
+// four bytes.
+template <class Stated>
+bool readQuickly(ByteReader& reader, Numbers<Stated>* numbers) {
+  if (reader.left() < kIdentifierRoom<Stated>) return false;
+  const char* const behind =
+      quick::readNumbers<kComponents<Stated>>(reader.at(), numbers->data());
+  if (behind == nullptr) return false;
+  reader.moveTo(behind);
+  return true;
+}
+
 // Its tag has been read.
 template <class Stated, class Id>
 void readIdentifierBody(ByteReader& reader, Id* out) {
   *out = Id();
   if (reader.number<std::uint8_t>() == 0 || !reader.ok()) return;
-  std::uint32_t numbers[kComponents<Stated>];
-  for (std::uint32_t& number : numbers) number = reader.integer();
+  Numbers<Stated> numbers;
+  if (!readQuickly<Stated>(reader, &numbers)) {
+    for (std::uint32_t& number : numbers) number = reader.integer();
+  }
   if (!reader.ok()) return;
   if constexpr (kComponents<Stated> == 4)
     *out = Id(numbers[0], numbers[1], numbers[2], numbers[3]);
@@ -286,12 +309,11 @@ void readWhole(ByteReader& reader, Tag tag, Value* out,
 }
 
 // A value with a tag and one part. Returns false for any other.
-bool readSimple(ByteReader& reader, Tag tag, Value* out) {
+bool readSimple(ByteReader& reader, Tag tag, Part part, Value* out) {
   const auto number = [&](std::uint64_t bits) {
     *out = ValueAccess::number(tag, bits);
     return true;
   };
-  const Part part = partOf(tag);
   if (part == kEnd || part == kPDUHeader || part == kList) return false;
   skipTag(reader);
   switch (part) {
@@ -337,36 +359,36 @@ void readMembers(ByteReader& reader, Attribute* out, DecodeLimits& limits) {
 
 // The elements of lists. Values count themselves.
 template <class Element>
-bool readElement(ByteReader& reader, Element* out, DecodeLimits& limits) {
+void readElement(ByteReader& reader, Element* out, DecodeLimits& limits) {
   if (countOne(reader, limits)) read(reader, out, limits);
-  return reader.ok();
 }
-bool readElement(ByteReader& reader, Value* out, DecodeLimits& limits) {
+void readElement(ByteReader& reader, Value* out, DecodeLimits& limits) {
   read(reader, out, limits);
-  return reader.ok();
 }
-bool readElement(ByteReader& reader, ItemError* out, DecodeLimits& limits) {
-  if (!countOne(reader, limits)) return false;
-  if (tagAt(reader) != kTagError) return reader.fail(), false;
+void readElement(ByteReader& reader, ItemError* out, DecodeLimits& limits) {
+  if (!countOne(reader, limits)) return;
+  if (tagAt(reader) != kTagError) return reader.fail();
   skipTag(reader);
   out->position = readInteger(reader);
   out->code = static_cast<std::int32_t>(readInteger(reader));
-  return reader.ok();
 }
 
+// A new element at the end of a list.
 template <class Element>
-void append(std::vector<Element>* list, Element element) {
-  list->push_back(std::move(element));
+Element* added(std::vector<Element>* list) {
+  list->emplace_back();
+  return &list->back();
 }
-void append(Attributes* list, Attribute element) {
-  list->append(std::move(element));
+Attribute* added(Attributes* list) {
+  list->append(Attribute());
+  return &(*list)[list->size() - 1];
 }
 
 // Reads a list whose elements take `smallest` bytes or more. A count that the
 // bytes cannot hold, beside what the lists around this one still need, is
 // refused before anything is reserved for it: so all lists together reserve no
 // more than the bytes that are there could fill.
-template <class Element, class List>
+template <class List>
 void readList(ByteReader& reader, DecodeLimits& limits, std::size_t smallest,
               List* list) {
   skipTag(reader);
@@ -379,8 +401,7 @@ void readList(ByteReader& reader, DecodeLimits& limits, std::size_t smallest,
   limits.owed += count * smallest;
   for (std::uint32_t i = 0; i < count && reader.ok(); i++) {
     limits.owed -= smallest;
-    Element element;
-    if (readElement(reader, &element, limits)) append(list, std::move(element));
+    readElement(reader, added(list), limits);
   }
 }
 
@@ -398,8 +419,9 @@ void read(ByteReader& reader, Aid* out) {
 void read(ByteReader& reader, Value* out, DecodeLimits& limits) {
   if (!countOne(reader, limits)) return;
   const Tag tag = tagAt(reader);
-  if (!reader.ok() || readSimple(reader, tag, out)) return;
-  if (partOf(tag) != kList) return readWhole(reader, tag, out, limits);
+  const Part part = partOf(tag);
+  if (!reader.ok() || readSimple(reader, tag, part, out)) return;
+  if (part != kList) return readWhole(reader, tag, out, limits);
   const Deeper deeper(reader, limits);
   Values elements;
   read(reader, &elements, limits);
@@ -439,17 +461,17 @@ void read(ByteReader& reader, Object* out, DecodeLimits& limits) {
 }
 
 void read(ByteReader& reader, Attributes* out, DecodeLimits& limits) {
-  readList<Attribute>(reader, limits, kShortestAttribute, out);
+  readList(reader, limits, kShortestAttribute, out);
 }
 void read(ByteReader& reader, std::vector<Object>* out, DecodeLimits& limits) {
-  readList<Object>(reader, limits, kShortestObject, out);
+  readList(reader, limits, kShortestObject, out);
 }
 void read(ByteReader& reader, Values* out, DecodeLimits& limits) {
-  readList<Value>(reader, limits, kShortestValue, out);
+  readList(reader, limits, kShortestValue, out);
 }
 void read(ByteReader& reader, std::vector<ItemError>* out,
           DecodeLimits& limits) {
-  readList<ItemError>(reader, limits, kShortestError, out);
+  readList(reader, limits, kShortestError, out);
 }
 
 }  // namespace ostrel
