@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "value/layout.h"
+#include "value/tag_table.h"
 #include "value/walk.h"
 #include "value/wire.h"
 
@@ -39,6 +41,13 @@ struct ValueAccess {
 
 // Whether values of this type hold bytes: of a text, or their own encoding.
 bool holdsBytes(Tag tag) noexcept;
+
+// The one part that an encoded value of this type consists of beside its tag.
+// kEnd for what has several, or no class: it is kept as its bytes.
+inline Part partOf(Tag tag) {
+  const Layout& layout = layoutOf(tag);
+  return layout.parts[1] == kEnd ? layout.parts[0] : kEnd;
+}
 
 // What one answer may cost.
 struct DecodeLimits {
@@ -92,6 +101,15 @@ void read(ByteReader& reader, Values* out, DecodeLimits& limits);
 // knows what was asked.
 void read(ByteReader& reader, std::vector<ItemError>* out,
           DecodeLimits& limits);
+
+// What decoding these bytes as a T gives, if they are one and nothing else.
+template <class T>
+bool readWhole(std::string_view bytes, T* out) {
+  ByteReader reader(bytes.data(), bytes.size());
+  DecodeLimits limits;
+  read(reader, out, limits);
+  return reader.ok() && reader.left() == 0;
+}
 
 // The encoding by itself.
 template <class T>
