@@ -197,6 +197,8 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
       ->add_flag("--memory", arguments->memory,
                  "Keep the objects in memory alone")
       ->excludes(store);
+  serve->add_flag("!--no-check", options.checkPages,
+                  "Do not look for damaged pages before the file is used");
   auto* readOnly =
       serve->add_flag("--read-only", arguments->readOnly, "Nobody may write");
   serve
@@ -260,6 +262,29 @@ ObjectServerOptions ServeArguments::complete() {
   umask(S_IRWXG | S_IRWXO);
   makeFolderOf(options.store);
   return options;
+}
+
+CLI::App* addCheck(CLI::App* app, StoreArguments* arguments) {
+  CLI::App* check =
+      app->add_subcommand("check", "Look for damage in the file of a server");
+  check->footer(
+      "A server may be using the file. What is wrong is printed, a line each.\n"
+      "Exit codes: 0 nothing, 1 something is wrong, 3 it cannot be read.");
+  check->add_option("STORE", arguments->store, "File that holds objects")
+      ->required();
+  return check;
+}
+
+CLI::App* addBackup(CLI::App* app, StoreArguments* arguments) {
+  CLI::App* backup =
+      app->add_subcommand("backup", "Copy the file of a server in use");
+  backup->footer(
+      "The copy is the store as it was at one moment. The server goes on.");
+  backup->add_option("STORE", arguments->store, "File that holds objects")
+      ->required();
+  backup->add_option("FILE", arguments->copy, "The copy: a new file")
+      ->required();
+  return backup;
 }
 
 CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments) {

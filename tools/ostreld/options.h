@@ -50,6 +50,14 @@ struct DirectoryArguments {
 };
 CLI::App* addDirectory(CLI::App* app, DirectoryArguments* arguments);
 
+// "ostreld check" and "ostreld backup".
+struct StoreArguments {
+  std::string store;
+  std::string copy;
+};
+CLI::App* addCheck(CLI::App* app, StoreArguments* arguments);
+CLI::App* addBackup(CLI::App* app, StoreArguments* arguments);
+
 }  // namespace ostrel::tools::server
 
 #endif  // OSTREL_TOOLS_OSTRELD_OPTIONS_H

@@ -30,7 +30,8 @@ class ObjectServer : public ServerLoop {
       : ServerLoop(options),
         clock_(options.clockRate),
         clockRate_(options.clockRate),
-        file_(options.store),
+        file_(options.store, options.checkPages ? SqliteStore::Check::kPages
+                                                : SqliteStore::Check::kNothing),
         store_(&file_, options.cacheBytes),
         objects_(&store_, options.mostValues),
         registrations_(&objects_, &clock_, &counters(), options.registrations),

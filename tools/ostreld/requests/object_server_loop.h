@@ -23,6 +23,7 @@ struct ObjectServerOptions : ServerOptions {
   }
 
   std::string store;  // a path, or kInMemory
+  bool checkPages = true;
   Policy policy;
   RegistrationRules registrations;
   std::size_t mostValues = kMostValues;  // of a request, and of an object

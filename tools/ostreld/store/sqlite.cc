@@ -1,12 +1,22 @@
 #include "store/sqlite.h"
 
 namespace ostrel::tools::server {
+namespace {
 
-Database::Database(const std::string& path) : path_(path) {
-  constexpr int kFlags =
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-  if (sqlite3_open_v2(path.c_str(), &handle_, kFlags, nullptr) == SQLITE_OK)
+constexpr int kBusy = 1000;  // milliseconds
+
+}  // namespace
+
+Database::Database(const std::string& path, Use use) : path_(path) {
+  const int flags = use == Use::kRead
+                        ? SQLITE_OPEN_READONLY
+                        : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  if (sqlite3_open_v2(path.c_str(), &handle_, flags | SQLITE_OPEN_NOMUTEX,
+                      nullptr) == SQLITE_OK) {
+    // Whoever reads the file holds nobody up, but for moments.
+    sqlite3_busy_timeout(handle_, kBusy);
     return;
+  }
   const std::string cause = sqlite3_errmsg(handle_);
   sqlite3_close(handle_);
   throw StoreError("cannot open the store " + path + ": " + cause);

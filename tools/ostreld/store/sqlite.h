@@ -16,7 +16,10 @@ namespace ostrel::tools::server {
 
 class Database {
  public:
-  explicit Database(const std::string& path);
+  // What is done with a file: kWrite makes one that is not there.
+  enum class Use { kWrite, kRead };
+
+  explicit Database(const std::string& path, Use use = Use::kWrite);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;

@@ -1,12 +1,16 @@
 // Objects in a file: an embedded SQLite database. What a transaction, or a call
 // outside one, changed is on the disk when it has returned: a process killed at
-// any moment loses nothing of that. One process uses a file at a time.
+// any moment loses nothing of that. One server uses a file at a time; others
+// may read it. On a full disk objects can be removed, and whatever would grow
+// is refused until there is room.
 
 #ifndef OSTREL_TOOLS_OSTRELD_STORE_SQLITE_STORE_H
 #define OSTREL_TOOLS_OSTRELD_STORE_SQLITE_STORE_H
 
+#include <optional>
 #include <string>
 
+#include "store/room.h"
 #include "store/sqlite.h"
 #include "store/store.h"
 #include "support/keyed_hash.h"
@@ -16,10 +20,17 @@ namespace ostrel::tools::server {
 // The path of a database that ends with the process.
 constexpr const char* kInMemory = ":memory:";
 
+// Throws StoreError unless the database is a store that this program knows.
+void requireStore(Database& database);
+
 class SqliteStore : public Store {
  public:
-  // Opens or makes the file. Throws StoreError.
-  explicit SqliteStore(const std::string& path);
+  // Whether the pages of the file are looked at before it is used.
+  enum class Check { kPages, kNothing };
+
+  // Opens or makes the file. Throws StoreError, also when a page is damaged:
+  // what is written to such a file may damage more of it.
+  explicit SqliteStore(const std::string& path, Check check = Check::kPages);
 
   std::vector<veskOid> classes() override;
   std::vector<veskOid> objects(const veskOid& classOid) override;
@@ -56,13 +67,17 @@ class SqliteStore : public Store {
   void rollBackTo() noexcept override;
   std::int64_t hashOf(std::string_view request) const;
 
+  void demandRoom();
+
+  // Neither is there for a database in memory.
+  std::optional<StoreLock> lock_;
+  std::optional<Room> room_;
   Database database_;
 
   // The schema has to be there before statements are prepared.
   struct Schema {
-    Schema(Database& database, const std::string& path);
-    static void prepare(Database& database);
-    static std::int64_t version(Database& database);
+    Schema(Database& database, const std::string& path, Check check);
+    static void prepare(Database& database, Check check);
     static void renewAnswers(Database& database);
   } schema_;
   Statement classesQuery_;
