@@ -197,6 +197,12 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
       ->add_flag("--memory", arguments->memory,
                  "Keep the objects in memory alone")
       ->excludes(store);
+  serve
+      ->add_option("--no-index", arguments->unindexed,
+                   "Class or attribute whose values are not indexed for "
+                   "searches; may be repeated")
+      ->type_name("OID|AID")
+      ->allow_extra_args(false);
   serve->add_flag("!--no-check", options.checkPages,
                   "Do not look for damaged pages before the file is used");
   auto* readOnly =
@@ -248,6 +254,7 @@ ObjectServerOptions ServeArguments::complete() {
     options.policy = Policy::writers(writers);
   for (const std::string& network : eventsTo)
     options.registrations.eventsTo.push_back(networkFrom(network));
+  for (const std::string& text : unindexed) options.unindexed.add(text);
   if (memory) {
     options.store = kInMemory;
     return options;

@@ -32,6 +32,7 @@ struct ServeArguments {
   int budget = 10;  // seconds
   std::vector<std::string> writers;
   std::vector<std::string> eventsTo;
+  std::vector<std::string> unindexed;
 
   // Makes the folder of the store. Throws std::exception with a sentence for
   // the user.

@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 
 #include "server_test.h"
 
@@ -20,7 +21,8 @@ using testing::SizeIs;
 
 // A file, and the objects in it.
 struct Opened {
-  explicit Opened(const std::string& path) : file(path) {}
+  explicit Opened(const std::string& path, const Unindexed& unindexed = {})
+      : file(path, SqliteStore::Check::kPages, unindexed) {}
 
   SqliteStore file;
   StoredObjects objects{&file};
@@ -260,11 +262,76 @@ constexpr const char* kSecondAnswers =
     "INSERT INTO answer VALUES (x'71', 161, x'61');"
     "PRAGMA user_version = 2";
 
+// The third version had no index, and values as they arrived: here "abc" whose
+// length has a tag that no class has.
+constexpr const char* kThirdAttributes =
+    "DROP INDEX attribute_key; ALTER TABLE attribute DROP COLUMN key;"
+    "DROP TABLE unindexed;"
+    "INSERT INTO attribute SELECT oid, x'0000003B000000C800000002',"
+    "  x'098F0103616263' FROM object WHERE true ON CONFLICT DO NOTHING;"
+    "PRAGMA user_version = 3";
+
+TEST_F(StoreFile, IndexesAndCorrectsWhatFormerVersionsKept) {
+  {
+    Opened store(path);
+    createIn(&store, "old");
+    store.file.database().execute(kThirdAttributes);
+  }
+  Opened store(path);
+  EXPECT_EQ(store.file.read(veskOid("59.200.0.1"))->value(1),
+            "\x09\x43\x01\x03\x61\x62\x63");
+  veskString abc("abc");
+  const auto found =
+      store.file.candidates(veskOid("59.200"), veskAid("59.200.2"),
+                            *keysFor(kOperatorEquals, abc), 10);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->size(), 1U);
+}
+
+// How many objects an index knows that have a note; -1 when none knows.
+int indexed(Opened* store, const char* note) {
+  veskString text(note);
+  const auto found =
+      store->file.candidates(veskOid("59.200"), veskAid("59.200.1"),
+                             *keysFor(kOperatorEquals, text), 10);
+  return found ? static_cast<int>(found->size()) : -1;
+}
+
+TEST_F(StoreFile, LeavesOutOfTheIndexWhatItIsTold) {
+  for (const char* left : {"59.200.0.0", "59.200.1"}) {
+    Unindexed unindexed;
+    unindexed.add(left);
+    {
+      Opened store(path);
+      createIn(&store, left);
+      EXPECT_EQ(indexed(&store, left), 1);
+    }
+    {
+      Opened store(path, unindexed);
+      EXPECT_EQ(indexed(&store, left), -1);
+      createIn(&store, left);
+      EXPECT_EQ(store.file.database().number(
+                    "SELECT count(*) FROM attribute WHERE key IS NOT NULL"),
+                0);
+    }
+    // What was written meanwhile is found when it is indexed again.
+    Opened store(path);
+    EXPECT_EQ(indexed(&store, left), 2);
+  }
+}
+
+TEST_F(StoreFile, KnowsWhatCanBeLeftOut) {
+  Unindexed unindexed;
+  for (const char* text : {"59.200.0.1", "59", "lamp", ""})
+    EXPECT_THROW(unindexed.add(text), std::invalid_argument) << text;
+}
+
 TEST_F(StoreFile, AcceptsFilesOfFormerVersions) {
   for (const char* former : {kFirstAnswers, kSecondAnswers}) {
     {
       Opened store(path);
       createIn(&store, "old");
+      store.file.database().execute(kThirdAttributes);
       store.file.database().execute(former);
     }
     Opened store(path);

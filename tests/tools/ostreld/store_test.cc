@@ -4,7 +4,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <ostrel/names.h>
 
+#include <cmath>
+
+#include "common/encoding.h"
 #include "common/printed.h"
 #include "store/cached_store.h"
 #include "store/memory_store.h"
@@ -139,6 +143,43 @@ TYPED_TEST(StoreTest, FindsTheNextClass) {
   EXPECT_EQ(after("0.0.0.0"), "59.1.0.0");
   EXPECT_EQ(after("59.1.0.0"), "59.200.0.0");
   EXPECT_EQ(after("59.200.0.0"), "none");
+}
+
+TYPED_TEST(StoreTest, FindsCandidatesByTheKeysOfTheirValues) {
+  const auto add = [&](const char* oid, veskType&& value) {
+    this->insert(oid);
+    this->store.write(veskOid(oid), veskAid("59.200.1"), *encoded(value));
+  };
+  add("59.200.0.3", veskInt(5));
+  add("59.200.0.1", veskDouble(5));
+  add("59.200.0.2", veskInt(-7));
+  add("59.200.0.4", veskString("5"));
+  add("59.200.0.5", veskDouble(std::nan("")));
+  add("59.201.0.1", veskInt(5));
+  this->insert("59.200.0.6");
+  const auto find = [&](unsigned operation, veskType&& given,
+                        std::size_t most = 10) {
+    const auto found =
+        this->store.candidates(veskOid("59.200"), veskAid("59.200.1"),
+                               *keysFor(operation, given), most);
+    return found ? this->texts(*found) : std::vector<std::string>{"too many"};
+  };
+  EXPECT_THAT(find(kOperatorEquals, veskTime(5)),
+              ElementsAre("59.200.0.1", "59.200.0.3"));
+  EXPECT_THAT(find(kOperatorEquals, veskTime(5), 1), ElementsAre("too many"));
+  EXPECT_THAT(find(kOperatorEquals, veskInt(6)), IsEmpty());
+  EXPECT_THAT(find(kOperatorEquals, veskDouble(std::nan(""))), IsEmpty());
+  EXPECT_THAT(find(kOperatorLess, veskInt(6)),
+              ElementsAre("59.200.0.1", "59.200.0.2", "59.200.0.3"));
+  EXPECT_THAT(find(kOperatorGreater, veskInt(0)),
+              ElementsAre("59.200.0.1", "59.200.0.3"));
+  EXPECT_THAT(find(kOperatorGreater, veskString("")),
+              ElementsAre("59.200.0.4"));
+  this->store.write(veskOid("59.200.0.3"), veskAid("59.200.1"),
+                    *encoded(*make<veskInt>(6)));
+  this->store.remove(veskOid("59.200.0.1"));
+  EXPECT_THAT(find(kOperatorEquals, veskInt(5)), IsEmpty());
+  EXPECT_THAT(find(kOperatorEquals, veskInt(6)), ElementsAre("59.200.0.3"));
 }
 
 TYPED_TEST(StoreTest, UndoesASavepointThatIsNotKept) {

@@ -30,8 +30,10 @@ class ObjectServer : public ServerLoop {
       : ServerLoop(options),
         clock_(options.clockRate),
         clockRate_(options.clockRate),
-        file_(options.store, options.checkPages ? SqliteStore::Check::kPages
-                                                : SqliteStore::Check::kNothing),
+        file_(options.store,
+              options.checkPages ? SqliteStore::Check::kPages
+                                 : SqliteStore::Check::kNothing,
+              options.unindexed),
         store_(&file_, options.cacheBytes),
         objects_(&store_, options.mostValues),
         registrations_(&objects_, &clock_, &counters(), options.registrations),

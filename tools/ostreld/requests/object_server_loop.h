@@ -11,6 +11,7 @@
 #include "net/server_loop.h"
 #include "objects/registrations.h"
 #include "requests/policy.h"
+#include "store/schema.h"
 #include "support/limits.h"
 
 namespace ostrel::tools::server {
@@ -24,6 +25,7 @@ struct ObjectServerOptions : ServerOptions {
 
   std::string store;  // a path, or kInMemory
   bool checkPages = true;
+  Unindexed unindexed;
   Policy policy;
   RegistrationRules registrations;
   std::size_t mostValues = kMostValues;  // of a request, and of an object

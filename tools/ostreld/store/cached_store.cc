@@ -43,6 +43,12 @@ std::vector<veskOid> CachedStore::objects(const veskOid& classOid,
   return store_->objects(classOid, after, most);
 }
 
+std::optional<std::vector<veskOid>> CachedStore::candidates(
+    const veskOid& classOid, const veskAid& id, const KeyRange& keys,
+    std::size_t most) {
+  return store_->candidates(classOid, id, keys, most);
+}
+
 bool CachedStore::has(const veskOid& oid) {
   return byKey_.count(keyOf(oid)) != 0 || store_->has(oid);
 }

@@ -30,6 +30,10 @@ class CachedStore : public Store {
   std::vector<veskOid> objects(const veskOid& classOid) override;
   std::vector<veskOid> objects(const veskOid& classOid, const veskOid& after,
                                std::size_t most) override;
+  std::optional<std::vector<veskOid>> candidates(const veskOid& classOid,
+                                                 const veskAid& id,
+                                                 const KeyRange& keys,
+                                                 std::size_t most) override;
   bool has(const veskOid& oid) override;
   std::shared_ptr<const Record> read(const veskOid& oid) override;
   std::optional<veskOid> classAfter(const veskOid& classOid) override;

@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "common/encoding.h"
+#include "store/schema.h"
 #include "store/sqlite.h"
-#include "store/sqlite_store.h"
 
 namespace ostrel::tools::server {
 namespace {

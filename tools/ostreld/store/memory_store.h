@@ -51,6 +51,23 @@ class MemoryStore : public Store {
     return result;
   }
 
+  // There is no index; this says what one would.
+  std::optional<std::vector<veskOid>> candidates(const veskOid& classOid,
+                                                 const veskAid& id,
+                                                 const KeyRange& keys,
+                                                 std::size_t most) override {
+    std::vector<veskOid> result;
+    for (const veskOid& oid : objects(classOid)) {
+      const auto& attributes = content_.objects.at(keyOf<4>(oid));
+      const auto found = attributes.find(keyOf<3>(id));
+      if (found == attributes.end()) continue;
+      const auto key = indexKeyOf(found->second);
+      if (key && keys.first <= *key && *key <= keys.last) result.push_back(oid);
+    }
+    if (result.size() > most) return std::nullopt;
+    return result;
+  }
+
   bool has(const veskOid& oid) override {
     return content_.objects.count(keyOf<4>(oid)) != 0;
   }

@@ -92,6 +92,11 @@ void Rows::bind(int at, std::string_view bytes) {
                             nullptr));  // SQLITE_STATIC
 }
 
+void Rows::bind(int at, const std::optional<std::string>& bytes) {
+  if (bytes) return bind(at, std::string_view(*bytes));
+  check(sqlite3_bind_null(statement_.statement_, at));
+}
+
 void Rows::bind(int at, std::int64_t number) {
   check(sqlite3_bind_int64(statement_.statement_, at, number));
 }

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -86,6 +87,7 @@ class Rows {
 
  private:
   void bind(int at, std::string_view bytes);
+  void bind(int at, const std::optional<std::string>& bytes);  // or nothing
   void bind(int at, std::int64_t number);
   void check(int code);
 

@@ -3,73 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <utility>
 
 #include "support/limits.h"
 
 namespace ostrel::tools::server {
 namespace {
 
-constexpr std::int64_t kSchemaVersion = 3;
-
-constexpr std::int64_t kFirstVersion = 1;
-constexpr std::int64_t kMessagesVersion = 3;
-
-// The table of answers. A request may be long, so that it is in no index: a
-// hash finds it, and then all of it is compared. Strangers choose what is
-// hashed, so the hash has a key, which lasts as long as the file.
-constexpr const char* kAnswerTable =
-    "CREATE TABLE answer_key (high INTEGER NOT NULL, low INTEGER NOT NULL);"
-    "CREATE TABLE answer (hash INTEGER NOT NULL, request BLOB NOT NULL,"
-    "  message INTEGER, arrived INTEGER NOT NULL, answer BLOB NOT NULL);"
-    "CREATE INDEX answer_hash ON answer (hash);"
-    "CREATE INDEX answer_arrived ON answer (arrived);";
-
-// Before kMessagesVersion an answer had the second of its end, 61 after the
-// arrival, and nobody knew the id of the message.
-constexpr const char* kFormerAnswers =
-    "SELECT request, (expires - 61) * 1000, answer FROM former";
-
-// What stands for an id that nobody knows.
-constexpr std::int64_t kUnknownMessage = -1;
-
-constexpr const char* kKeepAnswer = "INSERT INTO answer VALUES (?, ?, ?, ?, ?)";
-
-// Numbers in a file have a sign.
-HashKey answerKey(Database& database) {
-  Statement statement(database, "SELECT high, low FROM answer_key");
-  Rows rows(statement);
-  if (!rows.next()) database.refuse("a table has lost its row");
-  return {static_cast<std::uint64_t>(rows.number(0)),
-          static_cast<std::uint64_t>(rows.number(1))};
-}
-
-HashKey makeAnswerKey(Database& database) {
-  const HashKey key = randomHashKey();
-  Statement statement(database, "INSERT INTO answer_key VALUES (?, ?)");
-  Rows(statement, static_cast<std::int64_t>(key[0]),
-       static_cast<std::int64_t>(key[1]))
-      .finish();
-  return key;
-}
-
-std::int64_t hashNumber(const HashKey& key, std::string_view request) {
-  return static_cast<std::int64_t>(keyedHash(key, request));
-}
-
-// "ostr": what tells our files from those of other programs.
-constexpr std::int64_t kApplicationId = 0x6F737472;
-
 bool inFile(const std::string& path) { return path != kInMemory; }
-
-constexpr std::size_t kComponentBytes = 4;
-constexpr std::size_t kClassBytes = 2 * kComponentBytes;
-
-// Identifiers are stored most significant byte first: their order as bytes is
-// their order as numbers.
-void appendNumber(std::string* key, std::uint32_t number) {
-  for (int shift = 24; shift >= 0; shift -= 8)
-    key->push_back(static_cast<char>(number >> shift & 0xFF));
-}
 
 template <class Identifier>
 std::string keyOf(const Identifier& id) {
@@ -113,113 +54,15 @@ veskOid oidIn(std::string_view key) {
   return oid;
 }
 
-// The version of the tables, 0 when there are none. A file of another program
-// is refused before anything is written to it.
-std::int64_t versionOf(Database& database) {
-  const std::int64_t version = database.number("PRAGMA user_version");
-  const std::int64_t application = database.number("PRAGMA application_id");
-  const bool empty = database.number("SELECT count(*) FROM sqlite_master") == 0;
-  // At first our files had no mark.
-  const bool unmarked =
-      application == 0 && version == kFirstVersion &&
-      database.number(
-          "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND"
-          " name IN ('object', 'attribute', 'counter', 'answer')") == 4;
-  const bool fresh = application == 0 && version == 0 && empty;
-  if (application != kApplicationId && !unmarked && !fresh)
-    database.refuse("it is a database of another program");
-  if (version > kSchemaVersion)
-    database.refuse("it was written by a later version of ostreld");
-  return version;
-}
-
-// A page that was damaged is found before more is written to it. This takes
-// 2.6 s for a million objects of ten attributes each.
-void checkPages(Database& database) {
-  Statement statement(database, "PRAGMA quick_check(1)");
-  Rows rows(statement);
-  if (!rows.next() || rows.bytes(0) == "ok") return;
-  database.refuse("it is damaged: " + std::string(rows.bytes(0)) +
-                  " (ostreld check says more)");
-}
-
 }  // namespace
 
-void requireStore(Database& database) {
-  const std::int64_t version = versionOf(database);
-  if (version == 0) database.refuse("it is no store");
-  if (version < kSchemaVersion)
-    database.refuse("it is of a former version: serve it once");
-}
-
-SqliteStore::Schema::Schema(Database& database, const std::string& path,
-                            Check check) {
-  try {
-    prepare(database, check);
-  } catch (const StoreError&) {
-    if (sqlite3_errcode(database.handle()) != SQLITE_BUSY) throw;
-    throw StoreError("the store " + path +
-                     " is used by another server (database is locked)");
-  }
-}
-
-void SqliteStore::Schema::prepare(Database& database, Check check) {
-  versionOf(database);
-  // In a file that has tables already this changes nothing.
-  database.execute("PRAGMA auto_vacuum = INCREMENTAL");
-  database.execute("PRAGMA journal_mode = WAL");
-  database.execute("PRAGMA synchronous = FULL");
-  database.execute("PRAGMA journal_size_limit = 16777216");
-  if (check == Check::kPages) checkPages(database);
-  // On a full disk there is no room for a change that changes nothing.
-  if (versionOf(database) == kSchemaVersion) return;
-  database.execute("BEGIN IMMEDIATE");
-  const std::int64_t found = versionOf(database);
-  if (found == 0) {
-    database.execute(
-        "CREATE TABLE object (oid BLOB PRIMARY KEY) WITHOUT ROWID;"
-        "CREATE TABLE attribute (oid BLOB, aid BLOB, value BLOB NOT NULL,"
-        "  PRIMARY KEY (oid, aid)) WITHOUT ROWID;"
-        "CREATE TABLE counter (class BLOB PRIMARY KEY, last INTEGER NOT NULL)"
-        "  WITHOUT ROWID;");
-    database.execute(kAnswerTable);
-    makeAnswerKey(database);
-  }
-  if (found >= kFirstVersion && found < kMessagesVersion)
-    renewAnswers(database);
-  const std::string mark =
-      "PRAGMA user_version = " + std::to_string(kSchemaVersion) +
-      "; PRAGMA application_id = " + std::to_string(kApplicationId);
-  database.execute(mark.c_str());
-  database.execute("COMMIT");
-}
-
-// The table of answers in files of former versions.
-void SqliteStore::Schema::renewAnswers(Database& database) {
-  database.execute("ALTER TABLE answer RENAME TO former");
-  for (const char* index : {"answer_request", "answer_expires"}) {
-    const std::string sql = std::string("DROP INDEX IF EXISTS ") + index;
-    database.execute(sql.c_str());
-  }
-  database.execute(kAnswerTable);
-  const HashKey key = makeAnswerKey(database);
-  {
-    Statement former(database, kFormerAnswers);
-    Statement keep(database, kKeepAnswer);
-    Rows rows(former);
-    while (rows.next())
-      Rows(keep, hashNumber(key, rows.bytes(0)), rows.bytes(0), kUnknownMessage,
-           rows.number(1), rows.bytes(2))
-          .finish();
-  }
-  database.execute("DROP TABLE former");
-}
-
-SqliteStore::SqliteStore(const std::string& path, Check check)
+SqliteStore::SqliteStore(const std::string& path, Check check,
+                         Unindexed unindexed)
     : lock_(inFile(path) ? std::make_optional<StoreLock>(path) : std::nullopt),
       room_(inFile(path) ? std::make_optional<Room>(path) : std::nullopt),
+      unindexed_(std::move(unindexed)),
       database_(path),
-      schema_(database_, path, check),
+      schema_(database_, path, check == Check::kPages, unindexed_),
       classesQuery_(database_,
                     "SELECT DISTINCT substr(oid, 1, 8) FROM object ORDER BY 1"),
       listQuery_(database_,
@@ -245,7 +88,14 @@ SqliteStore::SqliteStore(const std::string& path, Check check)
       insertObject_(database_, "INSERT INTO object VALUES (?)"),
       removeObject_(database_, "DELETE FROM object WHERE oid = ?"),
       removeAttributes_(database_, "DELETE FROM attribute WHERE oid = ?"),
-      writeAttribute_(database_, "REPLACE INTO attribute VALUES (?, ?, ?)"),
+      writeAttribute_(database_, "REPLACE INTO attribute VALUES (?, ?, ?, ?)"),
+      equalQuery_(database_,
+                  "SELECT oid FROM attribute INDEXED BY attribute_key"
+                  " WHERE aid = ? AND key = ? AND oid BETWEEN ? AND ?"
+                  " ORDER BY oid LIMIT ?"),
+      rangeQuery_(database_,
+                  "SELECT oid FROM attribute INDEXED BY attribute_key"
+                  " WHERE aid = ? AND key BETWEEN ? AND ? LIMIT ?"),
       takeNumber_(database_,
                   "INSERT INTO counter VALUES (?, 1)"
                   " ON CONFLICT DO UPDATE SET last = last + 1 RETURNING last"),
@@ -286,6 +136,35 @@ std::vector<veskOid> SqliteStore::objects(const veskOid& classOid,
   Rows rows(pageQuery_, std::string_view(first), std::string_view(last),
             static_cast<std::int64_t>(most));
   while (rows.next()) result.push_back(oidIn(rows.bytes(0)));
+  return result;
+}
+
+std::optional<std::vector<veskOid>> SqliteStore::candidates(
+    const veskOid& classOid, const veskAid& id, const KeyRange& keys,
+    std::size_t most) {
+  const std::string aidKey = keyOf(id);
+  if (unindexed_.has(aidKey)) return std::nullopt;
+  const std::string first = keyOf(classOid);
+  const std::string last = lastKeyOf(classOid);
+  const auto limit = static_cast<std::int64_t>(most) + 1;
+  std::vector<std::string> found;
+  const auto take = [&](Rows&& rows) {
+    while (rows.next()) found.emplace_back(rows.bytes(0));
+  };
+  if (keys.first == keys.last)
+    take(Rows(equalQuery_, std::string_view(aidKey),
+              std::string_view(keys.first), std::string_view(first),
+              std::string_view(last), limit));
+  else
+    take(Rows(rangeQuery_, std::string_view(aidKey),
+              std::string_view(keys.first), std::string_view(keys.last),
+              limit));
+  if (found.size() > most) return std::nullopt;
+  // They come in the order of their values.
+  std::sort(found.begin(), found.end());
+  std::vector<veskOid> result;
+  for (const std::string& key : found)
+    if (first <= key && key <= last) result.push_back(oidIn(key));
   return result;
 }
 
@@ -358,8 +237,9 @@ void SqliteStore::write(const veskOid& oid, const veskAid& id,
   demandRoom();
   const std::string oidKey = keyOf(oid);
   const std::string aidKey = keyOf(id);
+  const auto key = unindexed_.has(aidKey) ? std::nullopt : indexKeyOf(value);
   Rows(writeAttribute_, std::string_view(oidKey), std::string_view(aidKey),
-       value)
+       value, key)
       .finish();
 }
 

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "store/room.h"
+#include "store/schema.h"
 #include "store/sqlite.h"
 #include "store/store.h"
 #include "support/keyed_hash.h"
@@ -20,9 +21,6 @@ namespace ostrel::tools::server {
 // The path of a database that ends with the process.
 constexpr const char* kInMemory = ":memory:";
 
-// Throws StoreError unless the database is a store that this program knows.
-void requireStore(Database& database);
-
 class SqliteStore : public Store {
  public:
   // Whether the pages of the file are looked at before it is used.
@@ -30,12 +28,17 @@ class SqliteStore : public Store {
 
   // Opens or makes the file. Throws StoreError, also when a page is damaged:
   // what is written to such a file may damage more of it.
-  explicit SqliteStore(const std::string& path, Check check = Check::kPages);
+  explicit SqliteStore(const std::string& path, Check check = Check::kPages,
+                       Unindexed unindexed = {});
 
   std::vector<veskOid> classes() override;
   std::vector<veskOid> objects(const veskOid& classOid) override;
   std::vector<veskOid> objects(const veskOid& classOid, const veskOid& after,
                                std::size_t most) override;
+  std::optional<std::vector<veskOid>> candidates(const veskOid& classOid,
+                                                 const veskAid& id,
+                                                 const KeyRange& keys,
+                                                 std::size_t most) override;
   bool has(const veskOid& oid) override;
   std::shared_ptr<const Record> read(const veskOid& oid) override;
   std::optional<veskOid> classAfter(const veskOid& classOid) override;
@@ -72,14 +75,11 @@ class SqliteStore : public Store {
   // Neither is there for a database in memory.
   std::optional<StoreLock> lock_;
   std::optional<Room> room_;
+  Unindexed unindexed_;
   Database database_;
 
-  // The schema has to be there before statements are prepared.
-  struct Schema {
-    Schema(Database& database, const std::string& path, Check check);
-    static void prepare(Database& database, Check check);
-    static void renewAnswers(Database& database);
-  } schema_;
+  // It has to be there before statements are prepared.
+  Schema schema_;
   Statement classesQuery_;
   Statement listQuery_;
   Statement pageQuery_;
@@ -92,6 +92,8 @@ class SqliteStore : public Store {
   Statement removeObject_;
   Statement removeAttributes_;
   Statement writeAttribute_;
+  Statement equalQuery_;
+  Statement rangeQuery_;
   Statement takeNumber_;
   Statement dropAnswer_;
   Statement keepAnswer_;

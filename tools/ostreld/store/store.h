@@ -20,6 +20,7 @@
 #include <string_view>
 #include <vector>
 
+#include "store/index_key.h"
 #include "store/record.h"
 
 namespace ostrel::tools::server {
@@ -50,6 +51,14 @@ class Store {
                                        const veskOid& after,
                                        std::size_t most) = 0;
   virtual bool has(const veskOid& oid) = 0;
+
+  // The objects of a class, in ascending order, that may have a value of this
+  // attribute with a key in this range: no other has one, but these have to be
+  // looked at. Nothing when no index knows, or there are more than `most`: then
+  // looking at all objects may be quicker.
+  virtual std::optional<std::vector<veskOid>> candidates(
+      const veskOid& classOid, const veskAid& id, const KeyRange& keys,
+      std::size_t most) = 0;
 
   // An object with its attributes; null when it is not there.
   virtual std::shared_ptr<const Record> read(const veskOid& oid) = 0;
