@@ -264,8 +264,8 @@ void Watch::renew(Registration& registration, veskEventPDU& notice) {
   }
 }
 
-// A class may have no objects yet. An object that is not there is a slip; whoever
-// waits for one to be made watches its class.
+// A class may have no objects yet. An object that is not there is a slip;
+// whoever waits for one to be made watches its class.
 void Watch::checkObject() {
   if (oid_.component[2] == 0 && oid_.component[3] == 0) return;
   veskVerifyPDU request(oid_);

@@ -10,8 +10,8 @@
 
 namespace ostrel::tools::server {
 
-// In the order of their attributes, 59.1.40 and so on: a new one comes last, and
-// into the table of docs/object-server.md.
+// In the order of their attributes, 59.1.40 and so on: a new one comes last,
+// and into the table of docs/object-server.md.
 enum class Counter {
   kRequests,          // taken, before anything was judged
   kRepeats,           // answered with the answer that was given before
