@@ -308,10 +308,13 @@ int Registrations::remove(const Asker& asker, veskOid& oid) {
   return code;
 }
 
+// What takes it back comes first: memory may run out in between.
 void Registrations::replace(const veskOid& oid,
                             std::optional<Registration> by) {
-  auto former = table_.replace(oid, std::move(by));
+  const Registration* held = table_.find(oid);
+  auto former = held != nullptr ? std::optional(*held) : std::nullopt;
   undo_.push_back([this, oid, former] { table_.replace(oid, former); });
+  table_.replace(oid, std::move(by));
 }
 
 void Registrations::rollBackTo(std::size_t mark) {
