@@ -70,20 +70,25 @@ std::vector<const Registration*> RegistrationTable::watching(
     const veskOid& oid, const veskAid& event, bool oneIsEnough) const {
   std::vector<const Registration*> result;
   if (registrations_.empty()) return result;
-  const veskOid nobody("0.0.0.0");
+  static const veskAid any(kEventAny);
   // The places at which a registration for this may stand, none of them twice.
-  std::set<Watch> places;
-  for (const veskOid& object : {oid, classOf(oid), veskOid(kEverything)})
-    for (const veskAid& asked : {event, veskAid(kEventAny)})
-      places.insert(watchOf(object, asked, nobody));
-  for (const Watch& place : places) {
+  Watch places[6];
+  Watch* end = places;
+  // The last stands for everything, 0.0.0.0.
+  for (const veskOid& object : {oid, classOf(oid), veskOid()}) {
+    for (const veskAid* asked : {&event, &any}) {
+      *end = watchOf(object, *asked, veskOid());
+      if (std::find(places, end, *end) == end) ++end;
+    }
+  }
+  for (const Watch* place = places; place != end; ++place) {
     const auto isHere = [&](const Watch& watch) {
       constexpr std::ptrdiff_t kPlace = 7;  // numbers of object and event
-      return std::equal(place.begin(), place.begin() + kPlace, watch.begin());
+      return std::equal(place->begin(), place->begin() + kPlace, watch.begin());
     };
-    for (auto at = watches_.lower_bound(place);
-         at != watches_.end() && isHere(at->first); ++at) {
-      result.push_back(at->second);
+    for (auto found = watches_.lower_bound(*place);
+         found != watches_.end() && isHere(found->first); ++found) {
+      result.push_back(found->second);
       if (oneIsEnough) return result;
     }
   }
