@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
-#include <numeric>
+#include <utility>
 
 namespace ostrel::tools::server {
 namespace {
@@ -40,39 +40,38 @@ RateLimit::Slot& RateLimit::slotOf(in_addr address, Time now) {
 void RateLimit::advance(Slot* slot, std::int64_t part) const {
   if (part <= slot->part) return;
   const std::int64_t passed = part - slot->part;
-  for (std::int64_t i = 1; i <= std::min<std::int64_t>(passed, kKept); ++i)
-    slot->used[static_cast<std::size_t>(slot->part + i) % kKept] = 0;
+  for (std::int64_t i = 1; i <= std::min<std::int64_t>(passed, kKept); ++i) {
+    auto& oldest = slot->used[static_cast<std::size_t>(slot->part + i) % kKept];
+    slot->sum -= oldest;
+    oldest = 0;
+  }
   slot->part = part;
   if (slot->owed == 0) return;
   const std::uint64_t idle =
       passed <= kKept ? 0 : static_cast<std::uint64_t>(passed - kKept);
   const bool paidOff = idle >= slot->owed * kKept / limit_;
   slot->owed = paidOff ? 0 : slot->owed - idle * limit_ / kKept;
-  const std::uint64_t room = limit_ - std::min(limit_, usedIn(*slot));
-  const std::uint64_t paid = std::min(room, slot->owed);
-  slot->used[static_cast<std::size_t>(part) % kKept] +=
-      static_cast<std::uint32_t>(paid);
-  slot->owed -= paid;
+  use(slot, std::exchange(slot->owed, 0));
 }
 
-std::uint64_t RateLimit::usedIn(const Slot& slot) {
-  return std::accumulate(slot.used.begin(), slot.used.end(), std::uint64_t{0});
+// What has no room is owed.
+void RateLimit::use(Slot* slot, std::uint64_t cost) const {
+  const std::uint64_t paid = std::min(limit_ - slot->sum, cost);
+  slot->used[static_cast<std::size_t>(slot->part) % kKept] +=
+      static_cast<std::uint32_t>(paid);
+  slot->sum += paid;
+  slot->owed += cost - paid;
 }
 
 bool RateLimit::hasRoom(in_addr address, Time now, std::uint64_t cost) {
   if (limit_ == 0) return true;
   const Slot& slot = slotOf(address, now);
-  return slot.owed == 0 && usedIn(slot) + std::min(cost, limit_) <= limit_;
+  return slot.owed == 0 && slot.sum + std::min(cost, limit_) <= limit_;
 }
 
 void RateLimit::spend(in_addr address, Time now, std::uint64_t cost) {
-  if (limit_ == 0) return;
-  Slot& slot = slotOf(address, now);
-  const std::uint64_t room = limit_ - std::min(limit_, usedIn(slot));
-  const std::uint64_t paid = std::min(room, cost);
-  slot.used[static_cast<std::size_t>(slot.part) % kKept] +=
-      static_cast<std::uint32_t>(paid);
-  slot.owed += cost - paid;
+  if (limit_ == 0 || cost == 0) return;
+  use(&slotOf(address, now), cost);
 }
 
 bool RateLimit::allows(in_addr address, Time now, std::uint64_t cost) {

@@ -54,6 +54,7 @@ class RateLimit {
   struct Slot {
     std::int64_t part;  // the last that was counted in
     std::uint64_t owed;
+    std::uint64_t sum;  // of what was used
     std::array<std::uint32_t, kKept> used;
   };
 
@@ -64,7 +65,7 @@ class RateLimit {
 
   Slot& slotOf(in_addr address, Time now);
   void advance(Slot* slot, std::int64_t part) const;
-  static std::uint64_t usedIn(const Slot& slot);
+  void use(Slot* slot, std::uint64_t cost) const;
 
   std::uint64_t limit_;  // in kKept parts
   std::uint64_t factor_;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -65,6 +66,9 @@ std::string explain(const sockaddr_in& address) {
       return "cannot listen on " + where + ": " + std::strerror(errno);
   }
 }
+
+constexpr std::size_t kAtOnce = 16;     // datagrams that one call takes
+constexpr std::size_t kRoom = 1 << 16;  // bytes for each
 
 // Datagrams that leave with one call.
 class Burst {
@@ -131,6 +135,48 @@ class Burst {
 
 }  // namespace
 
+// Where the system puts what it takes. What was written is made ready for the
+// next call, and nothing else.
+struct UdpSocket::Intake {
+  Intake() : bytes(new char[kAtOnce * kRoom]) {
+    for (std::size_t i = 0; i < kAtOnce; ++i) {
+      rooms[i] = {&bytes[i * kRoom], kRoom};
+      msghdr& message = messages[i].msg_hdr;
+      message.msg_name = &datagrams[i].from;
+      message.msg_namelen = sizeof datagrams[i].from;
+      message.msg_iov = &rooms[i];
+      message.msg_iovlen = 1;
+      message.msg_control = notes[i].bytes;
+      message.msg_controllen = sizeof notes[i].bytes;
+    }
+  }
+
+  // Returns how many datagrams came.
+  std::size_t take(int descriptor) {
+    const int got =
+        recvmmsg(descriptor, messages.data(), kAtOnce, MSG_DONTWAIT, nullptr);
+    const auto count = got < 0 ? 0 : static_cast<std::size_t>(got);
+    const auto now = std::chrono::steady_clock::now();
+    timespec calendar = {};
+    clock_gettime(CLOCK_REALTIME, &calendar);
+    for (std::size_t i = 0; i < count; ++i) {
+      msghdr& message = messages[i].msg_hdr;
+      datagrams[i].bytes = {&bytes[i * kRoom], messages[i].msg_len};
+      datagrams[i].arrived = now - waited(message, since1970(calendar));
+      message.msg_namelen = sizeof datagrams[i].from;
+      message.msg_controllen = sizeof notes[i].bytes;
+    }
+    return count;
+  }
+
+  // Not filled with zeros: memory that no datagram reaches is never touched.
+  std::unique_ptr<char[]> bytes;
+  std::array<Datagram, kAtOnce> datagrams;
+  std::array<iovec, kAtOnce> rooms;
+  std::array<mmsghdr, kAtOnce> messages = {};
+  std::array<Note, kAtOnce> notes;
+};
+
 UdpSocket::UdpSocket(in_addr address, std::uint16_t port) {
   openOn(address, port, false);
 }
@@ -184,39 +230,15 @@ bool UdpSocket::join(in_addr group, in_addr interface) {
 bool UdpSocket::receive(Datagram* datagram) {
   if (!hasMore() && !std::exchange(drained_, false)) look();
   if (!hasMore()) return false;
-  *datagram = datagrams_[next_++];
+  *datagram = intake_->datagrams[next_++];
   return true;
 }
 
 void UdpSocket::look() {
-  // Not filled with zeros: memory that no datagram reaches is never touched.
-  if (buffer_ == nullptr) buffer_.reset(new char[kAtOnce * kRoom]);
-  std::array<iovec, kAtOnce> rooms;
-  std::array<mmsghdr, kAtOnce> messages = {};
-  std::array<Note, kAtOnce> notes;
-  for (std::size_t i = 0; i < kAtOnce; ++i) {
-    rooms[i] = {&buffer_[i * kRoom], kRoom};
-    msghdr& message = messages[i].msg_hdr;
-    message.msg_name = &datagrams_[i].from;
-    message.msg_namelen = sizeof datagrams_[i].from;
-    message.msg_iov = &rooms[i];
-    message.msg_iovlen = 1;
-    message.msg_control = notes[i].bytes;
-    message.msg_controllen = sizeof notes[i].bytes;
-  }
-  const int got =
-      recvmmsg(descriptor_, messages.data(), kAtOnce, MSG_DONTWAIT, nullptr);
+  if (intake_ == nullptr) intake_ = std::make_unique<Intake>();
   next_ = 0;
-  arrived_ = got < 0 ? 0 : static_cast<std::size_t>(got);
+  arrived_ = intake_->take(descriptor_);
   drained_ = arrived_ > 0 && arrived_ < kAtOnce;
-  const auto now = std::chrono::steady_clock::now();
-  timespec calendar = {};
-  clock_gettime(CLOCK_REALTIME, &calendar);
-  for (std::size_t i = 0; i < arrived_; ++i) {
-    datagrams_[i].bytes = {&buffer_[i * kRoom], messages[i].msg_len};
-    datagrams_[i].arrived =
-        now - waited(messages[i].msg_hdr, since1970(calendar));
-  }
 }
 
 Parcel UdpSocket::parcel(const sockaddr_in& to, std::string bytes) {

@@ -6,7 +6,6 @@
 
 #include <netinet/in.h>
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -85,17 +84,13 @@ class UdpSocket {
   std::size_t sendAll(const std::vector<Parcel>& parcels);
 
  private:
-  // Datagrams that are taken with one call.
-  static constexpr std::size_t kAtOnce = 16;
-  static constexpr std::size_t kRoom = 1 << 16;  // bytes for each
-
   void openOn(in_addr address, std::uint16_t port, bool shared);
   void look();
 
   int descriptor_ = -1;
   std::uint16_t nextId_;
-  std::unique_ptr<char[]> buffer_;
-  std::array<Datagram, kAtOnce> datagrams_;
+  struct Intake;
+  std::unique_ptr<Intake> intake_;  // null before the first look
   std::size_t arrived_ = 0;
   std::size_t next_ = 0;
   bool drained_ = false;  // the last look saw all there was
