@@ -245,7 +245,8 @@ void openings(const Words& words) {
   std::puts("ready");
   std::fflush(stdout);
   const double perSecond = std::atof(words[1]);
-  const std::string data(ostrel::kFragmentData, 's');
+  // Short ones, so that they do not fill the server's socket alone.
+  const std::string data(1, 's');
   unsigned id = 0;
   const auto begin = Clock::now();
   repeat(std::atof(words[2]), [&] {

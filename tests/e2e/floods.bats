@@ -38,23 +38,22 @@ memoryOf() { sed -n 's/^VmRSS:[^0-9]*\([0-9]*\).*/\1/p' "/proc/$1/status"; }
 }
 
 @test "openings of a stranger keep no longer request from arriving" {
-  local stranger rate flooding log=$BATS_TEST_TMPDIR/openings
+  local stranger flooding log=$BATS_TEST_TMPDIR/openings
   serve server --memory
   # From another machine, and from other ports of the sender's own.
   for stranger in 127.0.0.9 127.0.0.1; do
-    for rate in 1000 3000; do
-      : >"$log"
-      "$FLOOD" openings "$stranger" "$rate" 12 3>&- >"$log" &
-      flooding=$!
-      waitFor 1 ready "$log"
-      sleep 0.5
-      # Sent three times at the most, and the flood outlasts that.
-      run --separate-stderr ostrel \
-        create 59.200 59.200.1="$(textOf 90000)" 59.200.2="$(textOf 90000)"
-      kill $flooding || true
-      wait $flooding || true
-      [ "$status" = 0 ]
-    done
+    : >"$log"
+    "$FLOOD" openings "$stranger" 3000 12 3>&- >"$log" &
+    flooding=$!
+    waitFor 1 ready "$log"
+    sleep 0.5
+    # Sent three times at the most, and the flood outlasts that.
+    run --separate-stderr ostrel \
+      create 59.200 59.200.1="$(textOf 90000)" 59.200.2="$(textOf 90000)"
+    kill $flooding || true
+    wait $flooding || true
+    echo "status $status: $stderr" >&2
+    [ "$status" = 0 ]
   done
 }
 

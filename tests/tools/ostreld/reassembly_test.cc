@@ -255,6 +255,22 @@ TEST_F(ReassemblyTest, OpeningsFromManyPortsOfTheSameAddressDoNotEither) {
   EXPECT_TRUE(done);
 }
 
+TEST_F(ReassemblyTest, WhoeverSendsAgainLosesTheFirstAttempt) {
+  const sockaddr_in client = peer("192.0.2.7", 5000);
+  const auto first = datagramsOf(textOf(20000), 5);
+  const auto second = datagramsOf(textOf(20000), 6);
+  // All but one fragment arrived.
+  for (std::size_t i = 1; i < first.size(); ++i) take(first[i], client);
+  std::uint16_t port = 6000;
+  bool done = false;
+  for (const std::string& each : second) {
+    done = take(each, client);
+    if (&each == &second.front()) continue;
+    for (int i = 0; i < 300; ++i) open(1, peer("192.0.2.7", port++));
+  }
+  EXPECT_TRUE(done);
+}
+
 TEST_F(ReassemblyTest, WhoeverGoesOnSendingOutlastsManyForgedSenders) {
   const auto datagrams = datagramsOf(textOf(20000), 5);
   const sockaddr_in client = peer("192.0.2.8");

@@ -148,7 +148,7 @@ Reassembly::Partials::iterator Reassembly::victim(bool byBytes, Size size) {
   auto result = partials_.begin();
   std::size_t most = 0;
   for (auto each = partials_.begin(); each != partials_.end(); ++each) {
-    const std::size_t here = size(*each);
+    const std::size_t here = size(each);
     const bool less = !byBytes && each->pieces.size() < result->pieces.size();
     if (here < most || (here == most && !less)) continue;
     result = each;
@@ -159,24 +159,32 @@ Reassembly::Partials::iterator Reassembly::victim(bool byBytes, Size size) {
 
 // The address that holds most.
 in_addr Reassembly::largest(bool byBytes) {
-  const auto found = victim(byBytes, [=](const Partial& partial) {
-    return byBytes ? partial.share->bytes : partial.share->count;
+  const auto found = victim(byBytes, [=](Partials::iterator partial) {
+    return byBytes ? partial->share->bytes : partial->share->count;
   });
   return found->message.from.sin_addr;
 }
 
-// Drops a message of the address's port that holds most.
+// Drops the message that waits longest of the address's port that holds most.
+// Among ports that hold the same, that is one's turn whose message has least:
+// those that do not go on.
 void Reassembly::dropOf(in_addr address, bool byBytes) {
-  const auto isHere = [&](const Partial& partial) {
-    return partial.message.from.sin_addr.s_addr == address.s_addr;
+  struct Port {
+    Partials::iterator longest;  // of its messages, what waits longest
+    std::size_t size;
   };
-  std::unordered_map<in_port_t, std::size_t> ports;
-  for (const Partial& each : partials_) {
-    if (isHere(each))
-      ports[each.message.from.sin_port] += byBytes ? each.bytes : 1;
+  std::unordered_map<in_port_t, Port> ports;
+  for (auto each = partials_.begin(); each != partials_.end(); ++each) {
+    const sockaddr_in& from = each->message.from;
+    if (from.sin_addr.s_addr != address.s_addr) continue;
+    const auto port = ports.try_emplace(from.sin_port, Port{each, 0}).first;
+    port->second.size += byBytes ? each->bytes : 1;
   }
-  const auto dropped = victim(byBytes, [&](const Partial& partial) {
-    return isHere(partial) ? 1 + ports[partial.message.from.sin_port] : 0;
+  const auto dropped = victim(byBytes, [&](Partials::iterator partial) {
+    const sockaddr_in& from = partial->message.from;
+    if (from.sin_addr.s_addr != address.s_addr) return std::size_t{0};
+    const Port& port = ports.at(from.sin_port);
+    return port.longest == partial ? 1 + port.size : 0;
   });
   counters_->add(Counter::kPartialsDropped);
   forget(dropped);

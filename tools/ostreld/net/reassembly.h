@@ -29,10 +29,11 @@ class Reassembly {
 
   // Incomplete messages: their number, and the bytes that they take, in all and
   // for one address. Beyond that one goes: of the address that has most, and
-  // there of the port that has most. Where they are too many, it is the one of
-  // which least has arrived, among equals and where they are too long the one
-  // that has waited longest for another of its fragments. So whoever goes on
-  // sending keeps what was sent, however many messages others begin.
+  // there of the port that has most, the one that has waited longest for
+  // another of its fragments. Where several have as many, it is the one of
+  // which least has arrived. So whoever goes on sending keeps what was sent,
+  // however many messages others begin, and loses what they sent in vain
+  // before.
   static constexpr std::size_t kMost = 1024;
   static constexpr std::size_t kMostOfOne = 256;
   static constexpr std::size_t kMostBytes = 128 << 20;

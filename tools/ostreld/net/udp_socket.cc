@@ -201,8 +201,12 @@ void UdpSocket::openOn(in_addr address, std::uint16_t port, bool shared) {
     ::close(descriptor);
     throw std::runtime_error(why);
   }
-  setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer,
-             sizeof kReceiveBuffer);
+  // The first passes the system's bound, and needs a privilege.
+  if (setsockopt(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer,
+                 sizeof kReceiveBuffer) != 0) {
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer,
+               sizeof kReceiveBuffer);
+  }
   setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &kSendBuffer,
              sizeof kSendBuffer);
   // Groups that other programs joined are not ours.
