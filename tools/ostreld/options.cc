@@ -46,10 +46,14 @@ in_addr addressFrom(const std::string& text) {
   return *address;
 }
 
-Network networkFrom(const std::string& text) {
-  const auto network = parseNetwork(text);
-  if (!network) throw std::invalid_argument("not a network: " + text);
-  return *network;
+std::vector<Network> networksFrom(const std::vector<std::string>& texts) {
+  std::vector<Network> networks;
+  for (const std::string& text : texts) {
+    const auto network = parseNetwork(text);
+    if (!network) throw std::invalid_argument("not a network: " + text);
+    networks.push_back(*network);
+  }
+  return networks;
 }
 
 const CLI::Validator kNetwork(
@@ -213,6 +217,27 @@ CLI::App* addServe(CLI::App* app, ServeArguments* arguments) {
                    "repeated; \"any\" stands for every request")
       ->excludes(readOnly)
       ->allow_extra_args(false);
+  serve
+      ->add_option("--administrator", arguments->administrators,
+                   "Principal that may end what others registered, if it may "
+                   "write; may be repeated")
+      ->type_name("OID")
+      ->allow_extra_args(false);
+  serve
+      ->add_option("--allow", arguments->allowed,
+                   "Network whose requests are answered, 10.0.0.0/8 for "
+                   "instance; may be repeated; all unless given")
+      ->check(kNetwork)
+      ->type_name("NETWORK")
+      ->allow_extra_args(false);
+  serve
+      ->add_option("--allow-write", arguments->allowedToWrite,
+                   "Network whose requests may write, in place of this "
+                   "machine; may be repeated")
+      ->excludes(readOnly)
+      ->check(kNetwork)
+      ->type_name("NETWORK")
+      ->allow_extra_args(false);
   addLength(serve, "--max-request", &options.longestRequest,
             "Longest request, in bytes");
   serve
@@ -252,9 +277,11 @@ ObjectServerOptions ServeArguments::complete() {
     options.policy = Policy::readOnly();
   else if (!writers.empty())
     options.policy = Policy::writers(writers);
-  for (const std::string& network : eventsTo)
-    options.registrations.eventsTo.push_back(networkFrom(network));
+  options.registrations.eventsTo = networksFrom(eventsTo);
   for (const std::string& text : unindexed) options.unindexed.add(text);
+  options.policy.administrators(administrators);
+  options.policy.allow(networksFrom(allowed));
+  options.policy.allowWrite(networksFrom(allowedToWrite));
   if (memory) {
     options.store = kInMemory;
     return options;

@@ -33,6 +33,9 @@ struct ServeArguments {
   std::vector<std::string> writers;
   std::vector<std::string> eventsTo;
   std::vector<std::string> unindexed;
+  std::vector<std::string> administrators;
+  std::vector<std::string> allowed;  // networks
+  std::vector<std::string> allowedToWrite;
 
   // Makes the folder of the store. Throws std::exception with a sentence for
   // the user.

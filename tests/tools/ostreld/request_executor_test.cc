@@ -3,6 +3,7 @@
 #include <new>
 #include <optional>
 
+#include "requests/answer_bytes.h"
 #include "requests/answer_cache.h"
 #include "server_test.h"
 
@@ -10,7 +11,9 @@ namespace ostrel::tools::server {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 using namespace std::chrono_literals;
@@ -441,6 +444,113 @@ TEST_F(RequestExecutorTest, ABatchEndsBeforeItHoldsTooMuch) {
   }
   EXPECT_FALSE(executor->inBatch());
   EXPECT_THAT(answers(), SizeIs(16));
+}
+
+// A policy that tells everything apart: 192.0.2.0/24 may read, 127.0.0.0/8 may
+// change in the name of one principal.
+class PolicedTest : public RequestExecutorTest {
+ protected:
+  PolicedTest() {
+    Policy policy = Policy::writers({"59.110.1.1000"});
+    policy.allow({*parseNetwork("192.0.2.0/24")});
+    policy.allowWrite({*parseNetwork("127.0.0.0/8")});
+    policed.emplace(&stored, &registrations, policy);
+    executor.emplace(&store, &registrations, &*policed, &counters,
+                     RequestLimits{kLongestAnswer, budget});
+  }
+  static std::string createBy(const char* principal) {
+    veskOid oid("59.200.0.0");
+    veskCreatePDU request(oid, newList());
+    request.principal.set(principal);
+    const std::string bytes = *encoded(request);
+    request.clear();
+    return bytes;
+  }
+  std::optional<RequestRouter> policed;
+};
+
+TEST_F(PolicedTest, WhoMayNotReadIsNotAnswered) {
+  const sockaddr_in stranger = addressOf("198.51.100.1", 4000);
+  EXPECT_EQ(handle(verifyRequest(1, "59.200.0.1"), stranger), "");
+  EXPECT_EQ(counters.value(Counter::kReadingRefused), 1U);
+  EXPECT_NE(handle(verifyRequest(1, "59.200.0.1"), remote()), "");
+  EXPECT_NE(handle(verifyRequest(1, "59.200.0.1"), local()), "");
+}
+
+TEST_F(PolicedTest, WhoMayNotChangeIsToldSo) {
+  const auto code = [&](const char* principal, const sockaddr_in& from) {
+    return codes({handle(createBy(principal), from)})[0];
+  };
+  EXPECT_EQ(code("59.110.1.1000", remote()), kPermissionDenied);
+  EXPECT_EQ(code("59.110.1.1001", local()), kPermissionDenied);
+  EXPECT_EQ(counters.value(Counter::kChangesRefused), 2U);
+  EXPECT_EQ(code("59.110.1.1000", local()), 0);
+  EXPECT_FALSE(executor->inBatch());
+}
+
+// The log leaves out lines that other tests wrote a moment ago.
+TEST_F(PolicedTest, ARefusalIsLoggedOnceInTenSecondsForEachAddress) {
+  testing::internal::CaptureStderr();
+  handle(createBy("59.110.1.2001"));
+  handle(createBy("59.110.1.2002"));
+  handle(createBy("59.110.1.2000"), remote());
+  now += 10s;
+  handle(createBy("59.110.1.2003"));
+  handle(verifyRequest(1, "59.200.0.1"), addressOf("198.51.100.1", 4001));
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(log, HasSubstr("refused create 59.200.0.0 by 127.0.0.1:4000 as "
+                             "59.110.1.2001: 5(Permission Denied)\n"));
+  EXPECT_THAT(log, Not(HasSubstr("59.110.1.2002")));
+  EXPECT_THAT(log, HasSubstr("by 192.0.2.7:4000 as 59.110.1.2000: 5"));
+  EXPECT_THAT(log, HasSubstr("as 59.110.1.2003: 5(Permission Denied) "
+                             "(1 more before)\n"));
+  EXPECT_THAT(log, HasSubstr("refused verify 59.200.0.1 by 198.51.100.1:4001 "
+                             "as Invalid: dropped\n"));
+}
+
+class MemoryTest : public RequestExecutorTest {
+ protected:
+  // Writes, and then has no memory left.
+  class Forgetful : public StoredObjects {
+   public:
+    using StoredObjects::StoredObjects;
+    std::vector<veskOid> classes() override { return {veskOid("59.300")}; }
+    int create(const Asker& asker, veskOid& classOid, veskList& attributes,
+               veskOid* made, veskList* errors) override {
+      StoredObjects::create(asker, classOid, attributes, made, errors);
+      throw std::bad_alloc();
+    }
+  };
+  MemoryTest() : forgetful(&store) { router.add(&forgetful); }
+
+  Forgetful forgetful;
+};
+
+TEST_F(MemoryTest, RunningOutOfMemoryCostsOneRequest) {
+  veskOid oid("59.300.0.0");
+  veskCreatePDU request(oid, newList());
+  request.requestId.value = 2;
+  const std::string bytes = *encoded(request);
+  request.clear();
+  begin(createRequest(1));
+  begin(bytes);
+  begin(createRequest(3));
+  EXPECT_THAT(codes(finish()), UnorderedElementsAre(0, kInternalError, 0));
+  EXPECT_EQ(counters.value(Counter::kOutOfMemory), 1U);
+  EXPECT_EQ(verify("59.200.0.2"), 0);
+  EXPECT_FALSE(store.has(veskOid("59.300.0.1")));
+}
+
+TEST(RefusalBytes, TellAnUndecodedRequestByItsFirstBytes) {
+  const std::string request("\x21\x03\x00\x43\x01\x05\x0A\x00 and more", 17);
+  const auto answer = decoded(refusalBytes(request, kInternalError));
+  auto* refused = dynamic_cast<veskSearchRespPDU*>(answer.get());
+  ASSERT_NE(refused, nullptr);
+  EXPECT_EQ(refused->requestId.value, 5U);
+  EXPECT_EQ(refused->status.value, kInternalError);
+  for (std::size_t i = 0; i < 6; ++i)
+    EXPECT_EQ(refusalBytes(request.substr(0, i), kInternalError), "") << i;
+  EXPECT_EQ(refusalBytes("\x29" + request.substr(1), kInternalError), "");
 }
 
 class SearchesTest : public RequestExecutorTest {

@@ -271,6 +271,45 @@ TEST(PolicyTest, NobodyMayWriteWhereAllIsReadOnly) {
   EXPECT_FALSE(Policy::readOnly().mayWrite({local(), veskOid("59.110.1.0")}));
 }
 
+TEST(PolicyTest, EverybodyMayReadWhereNoNetworkIsNamed) {
+  EXPECT_TRUE(Policy().mayRead({remote(), veskOid()}));
+}
+
+TEST(PolicyTest, OnlyNamedNetworksMayRead) {
+  Policy policy;
+  policy.allow({*parseNetwork("192.0.2.0/24")});
+  EXPECT_TRUE(policy.mayRead({remote(), veskOid()}));
+  EXPECT_FALSE(policy.mayRead({local(), veskOid()}));
+  // Nor may the others change anything.
+  EXPECT_FALSE(policy.mayWrite({local(), veskOid()}));
+  EXPECT_FALSE(policy.mayWrite({remote(), veskOid()}));
+}
+
+TEST(PolicyTest, NetworksThatMayWriteStandInPlaceOfThisMachine) {
+  Policy policy;
+  policy.allowWrite({*parseNetwork("192.0.2.0/24")});
+  EXPECT_TRUE(policy.mayWrite({remote(), veskOid()}));
+  EXPECT_FALSE(policy.mayWrite({local(), veskOid()}));
+  EXPECT_TRUE(policy.mayRead({local(), veskOid()}));
+}
+
+TEST(PolicyTest, NetworksAndWritersHaveToFitBoth) {
+  Policy policy = Policy::writers({"59.110.1.1000"});
+  policy.allowWrite({*parseNetwork("192.0.2.0/24")});
+  EXPECT_TRUE(policy.mayWrite({remote(), veskOid("59.110.1.1000")}));
+  EXPECT_FALSE(policy.mayWrite({remote(), veskOid("59.110.1.1001")}));
+  EXPECT_FALSE(policy.mayWrite({local(), veskOid("59.110.1.1000")}));
+}
+
+TEST(PolicyTest, AnAdministratorIsNamedAndMayWrite) {
+  Policy policy;
+  policy.administrators({"59.110.1.0"});
+  EXPECT_TRUE(policy.isAdministrator({local(), veskOid("59.110.1.0")}));
+  EXPECT_FALSE(policy.isAdministrator({local(), veskOid("59.110.1.1")}));
+  EXPECT_FALSE(policy.isAdministrator({remote(), veskOid("59.110.1.0")}));
+  EXPECT_FALSE(Policy().isAdministrator({local(), veskOid()}));
+}
+
 TEST(PolicyTest, AWriterIsAnIdentifier) {
   EXPECT_THROW(Policy::writers({"root"}), std::invalid_argument);
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "requests/request_router.h"
 
@@ -13,6 +14,10 @@ namespace ostrel::tools::server {
 
 std::string refusalBytes(const RequestKind& kind, std::uint32_t requestId,
                          int code);
+
+// The same for a request that was not decoded: its kind and its id come first
+// in its bytes. "" when they do not tell.
+std::string refusalBytes(std::string_view request, int code);
 
 // What is sent instead of an answer of more than `longest` bytes: error 255.
 // Logs it.

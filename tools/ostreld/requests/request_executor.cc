@@ -68,7 +68,22 @@ void RequestExecutor::tick(Time now) {
   store_->shrink();
 }
 
+// Running out of memory costs the request, not the server.
 void RequestExecutor::handle(Message& message, Time arrived) {
+  // So that what was executed can be held.
+  if (held_.size() == held_.capacity()) held_.reserve(2 * held_.size() + 1);
+  try {
+    take(message, arrived);
+  } catch (const std::bad_alloc&) {
+    counters_->add(Counter::kOutOfMemory);
+    log(Level::kError,
+        "no memory for a request of " + endpointText(message.from));
+    ready_.push_back(
+        {message.from, refusalBytes(message.bytes, kInternalError)});
+  }
+}
+
+void RequestExecutor::take(Message& message, Time arrived) {
   if (isHeld(message) || searches_.has(message)) {
     counters_->add(Counter::kRepeats);
     return;
@@ -79,29 +94,48 @@ void RequestExecutor::handle(Message& message, Time arrived) {
   Owned<veskType> value =
       tooMany ? headerIn(message.bytes) : decodedCanonically(message.bytes);
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
-  if (!values || pdu == nullptr) {
+  const RequestKind* kind = pdu == nullptr ? nullptr : kindOf(*pdu);
+  if (!values || kind == nullptr) {
     counters_->add(Counter::kMalformed);
-    log(Level::kDebug, endpointText(message.from) + " sent what is no PDU");
+    log(Level::kDebug, endpointText(message.from) + " sent what is no request");
     return;
   }
   logRequest(*pdu, message.from);
-  const RequestKind* kind = kindOf(*pdu);
-  if (kind == nullptr) return;
+  const std::string key = Repeats::keyOf(message.from, message.bytes);
+  const Asked asked = {*kind, *pdu, message, key, arrived};
+  if (refuses(asked)) return;
   if (tooMany) {
     counters_->add(Counter::kMalformed);
     ready_.push_back(
         {message.from, refusalBytes(*kind, pdu->requestId.value, kBadValue)});
     return;
   }
-  if (auto search = takeAs<veskSearchPDU>(value)) {
+  if (auto search = takeAs<veskSearchPDU>(value))
     searches_.add(std::move(message), std::move(search));
-    return;
-  }
-  const std::string key = Repeats::keyOf(message.from, message.bytes);
-  const Asked asked = {*kind, *pdu, message, key, arrived};
+  else
+    execute(&message, asked);
+}
+
+// Whoever may not read is not answered; whoever may not change is told so.
+bool RequestExecutor::refuses(const Asked& asked) {
+  const sockaddr_in& from = asked.message.from;
+  const Asker asker = router_->askerOf(asked.pdu, from);
+  if (router_->mayAsk(asked.kind, asker)) return false;
+  const bool change = changes(asked.kind);
+  const int code = change ? kPermissionDenied : kNoError;
+  counters_->add(change ? Counter::kChangesRefused : Counter::kReadingRefused);
+  refusals_.note(asked.kind, asked.pdu, from, code, asked.arrived);
+  if (change)
+    ready_.push_back(
+        {from, refusalBytes(asked.kind, asked.pdu.requestId.value, code)});
+  return true;
+}
+
+void RequestExecutor::execute(Message* message, const Asked& asked) {
+  const bool change = changes(asked.kind);
   try {
-    if (changes(*kind) && repeats(asked)) return;
-    deliver(&message, asked, changes(*kind) ? change(asked) : read(asked));
+    if (change && repeats(asked)) return;
+    deliver(message, asked, change ? this->change(asked) : read(asked));
     return;
   } catch (const StoreError& error) {
     counters_->add(Counter::kStoreErrors);
@@ -110,8 +144,9 @@ void RequestExecutor::handle(Message& message, Time arrived) {
   // Some failures undo the whole transaction.
   if (inBatch() && transaction_->lost()) failBatch();
   // A failure is not remembered: the same request may succeed later.
-  ready_.push_back({message.from,
-                    refusalBytes(*kind, pdu->requestId.value, kDatabaseError)});
+  ready_.push_back(
+      {message->from,
+       refusalBytes(asked.kind, asked.pdu.requestId.value, kDatabaseError)});
 }
 
 // Whether it was made before, which the sender is told again. That was kept,
@@ -149,6 +184,8 @@ std::string RequestExecutor::change(const Asked& asked) {
   if (code == kNoError || code == kArgListError) {
     repeats_.keep(asked.key, message.id, asked.arrived, *bytes);
     change.keep();
+  } else {
+    refusals_.note(asked.kind, asked.pdu, message.from, code, asked.arrived);
   }
   return *bytes;
 }

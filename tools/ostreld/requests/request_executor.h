@@ -13,6 +13,7 @@
 
 #include "net/udp_socket.h"
 #include "objects/registrations.h"
+#include "requests/refusals.h"
 #include "requests/repeats.h"
 #include "requests/request_router.h"
 #include "requests/searches.h"
@@ -80,6 +81,9 @@ class RequestExecutor {
   };
   class Change;
 
+  void take(Message& message, Time arrived);
+  bool refuses(const Asked& asked);
+  void execute(Message* message, const Asked& asked);
   bool repeats(const Asked& asked);
   std::string read(const Asked& asked);
   std::string change(const Asked& asked);
@@ -95,6 +99,7 @@ class RequestExecutor {
   RequestLimits limits_;
   Repeats repeats_;
   Searches searches_;
+  Refusals refusals_;
 
   std::optional<Transaction> transaction_;  // of the batch
   std::size_t mark_ = 0;                    // where its events begin

@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "common/printed.h"
 #include "objects/attributes.h"
 #include "objects/search.h"
 #include "support/value_order.h"
@@ -22,6 +23,14 @@ int checkObject(veskOid& oid) { return oid.valid == 0 ? kOidFormat : kNoError; }
 int checkClass(veskOid& oid) {
   return isClass(oid) && !(oid == kEverything) ? kNoError : kOidFormat;
 }
+
+// What a request is about.
+template <class Request>
+std::string targetOf(Request& request) {
+  return printed(request.oid);
+}
+std::string targetOf(veskActionPDU& request) { return printed(request.aid); }
+std::string targetOf(veskDSsearchPDU& request) { return printed(request.oid); }
 
 // The elements of a set that were written.
 void appendWritten(veskList* written, const veskList& attributes,
@@ -37,7 +46,10 @@ void appendWritten(veskList* written, const veskList& attributes,
 }  // namespace
 
 struct RequestKind {
+  const char* name;
   bool (*is)(veskPDU&);
+  unsigned char (*tag)();
+  std::string (*target)(veskPDU&);
   bool changes;
   Owned<veskPDU> (*execute)(RequestRouter&, const Asker&, veskPDU&);
   Owned<veskPDU> (*refuse)(int code);
@@ -46,9 +58,12 @@ struct RequestKind {
   template <class Request, class Answer>
   using Handler = int (RequestRouter::*)(const Asker&, Request&, Answer&);
   template <class Request, class Answer, Handler<Request, Answer> kHandle>
-  static constexpr RequestKind row(bool changes) {
+  static constexpr RequestKind row(const char* name, bool changes) {
     return {
+        name,
         [](veskPDU& pdu) { return dynamic_cast<Request*>(&pdu) != nullptr; },
+        [] { return static_cast<unsigned char>(make<Request>()->tag); },
+        [](veskPDU& pdu) { return targetOf(dynamic_cast<Request&>(pdu)); },
         changes,
         [](RequestRouter& router, const Asker& asker,
            veskPDU& request) -> Owned<veskPDU> {
@@ -59,34 +74,47 @@ struct RequestKind {
         },
         [](int code) -> Owned<veskPDU> { return make<Answer>(code); }};
   }
-  static const RequestKind* find(veskPDU& request);
+  template <class Match>
+  static const RequestKind* find(Match match);
 };
 
-const RequestKind* RequestKind::find(veskPDU& request) {
+template <class Match>
+const RequestKind* RequestKind::find(Match match) {
   using Router = RequestRouter;
   constexpr bool kReads = false;
   constexpr bool kChanges = true;
   // Derived classes come before those that they derive from.
   static constexpr RequestKind kKinds[] = {
-      row<veskSetPDU, veskSetRespPDU, &Router::set>(kChanges),
-      row<veskGetPDU, veskGetRespPDU, &Router::get>(kReads),
-      row<veskClonePDU, veskCloneRespPDU, &Router::clone>(kChanges),
-      row<veskCreatePDU, veskCreateRespPDU, &Router::create>(kChanges),
-      row<veskRemovePDU, veskRemoveRespPDU, &Router::remove>(kChanges),
-      row<veskVerifyPDU, veskVerifyRespPDU, &Router::verify>(kReads),
-      row<veskSearchPDU, veskSearchRespPDU, &Router::search>(kReads),
-      row<veskActionPDU, veskActionRespPDU, &Router::action>(kChanges),
+      row<veskSetPDU, veskSetRespPDU, &Router::set>("set", kChanges),
+      row<veskGetPDU, veskGetRespPDU, &Router::get>("get", kReads),
+      row<veskClonePDU, veskCloneRespPDU, &Router::clone>("clone", kChanges),
+      row<veskCreatePDU, veskCreateRespPDU, &Router::create>("create",
+                                                             kChanges),
+      row<veskRemovePDU, veskRemoveRespPDU, &Router::remove>("remove",
+                                                             kChanges),
+      row<veskVerifyPDU, veskVerifyRespPDU, &Router::verify>("verify", kReads),
+      row<veskSearchPDU, veskSearchRespPDU, &Router::search>("search", kReads),
+      row<veskActionPDU, veskActionRespPDU, &Router::action>("action",
+                                                             kChanges),
       row<veskDSsearchPDU, veskDSsearchRespPDU, &Router::searchDirectory>(
-          kReads),
+          "directory search", kReads),
   };
-  const auto* found =
-      std::find_if(std::begin(kKinds), std::end(kKinds),
-                   [&](const RequestKind& kind) { return kind.is(request); });
+  const auto* found = std::find_if(std::begin(kKinds), std::end(kKinds), match);
   return found != std::end(kKinds) ? found : nullptr;
 }
 
 const RequestKind* kindOf(veskPDU& request) {
-  return RequestKind::find(request);
+  return RequestKind::find(
+      [&](const RequestKind& kind) { return kind.is(request); });
+}
+
+const RequestKind* kindOf(unsigned char tag) {
+  return RequestKind::find(
+      [&](const RequestKind& kind) { return kind.tag() == tag; });
+}
+
+std::string describe(const RequestKind& kind, veskPDU& request) {
+  return kind.name + std::string(" ") + kind.target(request);
 }
 
 bool changes(const RequestKind& kind) { return kind.changes; }
@@ -122,12 +150,22 @@ ObjectManager& RequestRouter::managerOf(const veskOid& oid) {
 
 Owned<veskPDU> RequestRouter::answer(const RequestKind& kind, veskPDU& request,
                                      const sockaddr_in& from) {
-  const Asker asker = {from, request.principal, false};
-  if (kind.changes && !policy_.mayWrite(asker))
-    return refusal(kind, request, kPermissionDenied);
+  const Asker asker = askerOf(request, from);
+  if (!mayAsk(kind, asker)) return refusal(kind, request, kPermissionDenied);
   Owned<veskPDU> answer = kind.execute(*this, asker, request);
   answer->requestId = request.requestId;
   return answer;
+}
+
+Asker RequestRouter::askerOf(const veskPDU& request,
+                             const sockaddr_in& from) const {
+  Asker asker = {from, request.principal, false};
+  asker.administrator = policy_.isAdministrator(asker);
+  return asker;
+}
+
+bool RequestRouter::mayAsk(const RequestKind& kind, const Asker& asker) const {
+  return kind.changes ? policy_.mayWrite(asker) : policy_.mayRead(asker);
 }
 
 int RequestRouter::get(const Asker&, veskGetPDU& request,

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "common/owned.h"
@@ -27,6 +28,12 @@ const RequestKind* kindOf(veskPDU& request);
 
 // Whether executing such a request may change anything.
 bool changes(const RequestKind& kind);
+
+// The kind with that tag, null when there is none.
+const RequestKind* kindOf(unsigned char tag);
+
+// What such a request asks for: "set 59.200.0.1".
+std::string describe(const RequestKind& kind, veskPDU& request);
 
 // An answer of the kind's own class that carries a code and nothing else.
 Owned<veskPDU> refusal(const RequestKind& kind, std::uint32_t requestId,
@@ -50,6 +57,10 @@ class RequestRouter : public Places {
   // of a manager: encode it before the next request.
   Owned<veskPDU> answer(const RequestKind& kind, veskPDU& request,
                         const sockaddr_in& from);
+
+  // Who asks, and whether the policy lets them.
+  Asker askerOf(const veskPDU& request, const sockaddr_in& from) const;
+  bool mayAsk(const RequestKind& kind, const Asker& asker) const;
 
   // A search that goes on in turns; null when it is refused, with the reason in
   // the answer's status and errors. Both PDUs have to outlive it.

@@ -106,12 +106,13 @@ void Searches::add(Message&& message, Owned<veskSearchPDU> request) {
     log(Level::kWarning, "too many searches: dropped one");
     return;
   }
-  underWay_.push_front(std::make_unique<UnderWay>(
-      std::move(message), std::move(request), limits_.longestAnswer));
-  UnderWay& added = *underWay_.front();
-  added.search =
-      router_->begin(*added.request, added.answer.get(),
-                     [&](veskOid& oid) { return added.found.append(oid); });
+  auto added = std::make_unique<UnderWay>(
+      std::move(message), std::move(request), limits_.longestAnswer);
+  GrowingAnswer& found = added->found;
+  added->search =
+      router_->begin(*added->request, added->answer.get(),
+                     [&](veskOid& oid) { return found.append(oid); });
+  underWay_.push_front(std::move(added));
 }
 
 bool Searches::work(Time until, std::vector<Answer>* answers) {
