@@ -6,6 +6,7 @@
 #include "requests/answer_bytes.h"
 #include "requests/answer_cache.h"
 #include "server_test.h"
+#include "store/sqlite_store.h"
 
 namespace ostrel::tools::server {
 namespace {
@@ -539,6 +540,47 @@ TEST_F(MemoryTest, RunningOutOfMemoryCostsOneRequest) {
   EXPECT_EQ(counters.value(Counter::kOutOfMemory), 1U);
   EXPECT_EQ(verify("59.200.0.2"), 0);
   EXPECT_FALSE(store.has(veskOid("59.300.0.1")));
+}
+
+// Some failures make SQLite undo more than the savepoint.
+TEST(RequestsAndAFullDisk, NothingIsAcknowledgedThatWasNotMade) {
+  SqliteStore store(kInMemory);
+  StoredObjects objects(&store);
+  FakeClock clock;
+  Registrations registrations(&objects, &clock);
+  RequestRouter router(&objects, &registrations, Policy());
+  Counters counters;
+  RequestExecutor executor(&store, &registrations, &router, &counters, {});
+  const std::int64_t pages = store.database().number("PRAGMA page_count");
+  const std::string limit =
+      "PRAGMA max_page_count = " + std::to_string(pages + 40);
+  store.database().execute(limit.c_str());
+  const std::string text(20000, 'x');
+  veskOid classOid("59.200.0.0");
+  const auto now = std::chrono::steady_clock::now();
+  for (unsigned i = 0; i < 20; ++i) {
+    auto* list = newList();
+    // Every third one is long.
+    if (i % 3 == 2) with(list, "59.200.1", new veskString(text.c_str()));
+    veskCreatePDU request(classOid, list);
+    request.requestId.value = i;
+    Message message = {local(), static_cast<std::uint16_t>(i),
+                       *encoded(request)};
+    request.clear();
+    executor.handle(message, now);
+  }
+  executor.finishBatch();
+  std::size_t made = 0;
+  std::size_t failed = 0;
+  for (const Answer& answer : executor.takeAnswers()) {
+    const auto pdu = decoded(answer.bytes);
+    auto& response = dynamic_cast<veskCreateRespPDU&>(*pdu);
+    (response.status.value == kDatabaseError ? failed : made)++;
+    EXPECT_EQ(store.has(response.oid), response.status.value == 0);
+  }
+  EXPECT_EQ(made + failed, 20U);
+  EXPECT_GT(failed, 0U);
+  EXPECT_EQ(store.objects(classOid).size(), made);
 }
 
 TEST(RefusalBytes, TellAnUndecodedRequestByItsFirstBytes) {
