@@ -19,14 +19,16 @@ constexpr std::int64_t kFirstVersion = 1;
 constexpr std::int64_t kMessagesVersion = 3;
 constexpr std::int64_t kIndexVersion = 4;
 
-// The table of answers. A request may be long, so that it is in no index: a
-// hash finds it, and then all of it is compared. Strangers choose what is
-// hashed, so the hash has a key, which lasts as long as the file.
+// The table of answers. A request may be long, so that it is in no index: its
+// first bytes (sender, kind, id) and a hash find it, and then all of it is
+// compared. The first bytes keep what comes together together. They may be the
+// same in many requests, since strangers choose them; so the hash has a key,
+// which lasts as long as the file.
 constexpr const char* kAnswerTable =
     "CREATE TABLE answer_key (high INTEGER NOT NULL, low INTEGER NOT NULL);"
     "CREATE TABLE answer (hash INTEGER NOT NULL, request BLOB NOT NULL,"
     "  message INTEGER, arrived INTEGER NOT NULL, answer BLOB NOT NULL);"
-    "CREATE INDEX answer_hash ON answer (hash);"
+    "CREATE INDEX answer_request ON answer (substr(request, 1, 16), hash);"
     "CREATE INDEX answer_arrived ON answer (arrived);";
 
 // Before kMessagesVersion an answer had the second of its end, 61 after the

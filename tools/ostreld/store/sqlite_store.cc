@@ -100,13 +100,17 @@ SqliteStore::SqliteStore(const std::string& path, Check check,
                   "INSERT INTO counter VALUES (?, 1)"
                   " ON CONFLICT DO UPDATE SET last = last + 1 RETURNING last"),
       dropAnswer_(database_,
-                  "DELETE FROM answer WHERE hash = ? AND request = ?"),
+                  "DELETE FROM answer WHERE substr(request, 1, 16) ="
+                  " substr(?2, 1, 16) AND hash = ?1 AND request = ?2"),
       keepAnswer_(database_, kKeepAnswer),
       forgetAnswers_(database_,
                      "DELETE FROM answer WHERE arrived < ? OR arrived > ?"),
       answerQuery_(database_,
                    "SELECT message, arrived, answer FROM answer"
-                   " WHERE hash = ? AND request = ?"),
+                   " WHERE substr(request, 1, 16) = substr(?2, 1, 16)"
+                   " AND hash = ?1 AND request = ?2"),
+      savepoint_(database_, "SAVEPOINT request"),
+      release_(database_, "RELEASE request"),
       answerKey_(answerKey(database_)) {
   if (room_) room_->reserve();
 }
@@ -312,9 +316,9 @@ void SqliteStore::rollback() noexcept {
     sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
-void SqliteStore::savepoint() { database_.execute("SAVEPOINT request"); }
+void SqliteStore::savepoint() { Rows(savepoint_).finish(); }
 
-void SqliteStore::release() { database_.execute("RELEASE request"); }
+void SqliteStore::release() { Rows(release_).finish(); }
 
 void SqliteStore::rollBackTo() noexcept {
   // SQLite rolls the whole transaction back after some errors.

@@ -99,6 +99,8 @@ class SqliteStore : public Store {
   Statement keepAnswer_;
   Statement forgetAnswers_;
   Statement answerQuery_;
+  Statement savepoint_;
+  Statement release_;
   HashKey answerKey_;
 };
 
