@@ -77,7 +77,8 @@ const CLI::Validator kPrincipal(
 std::vector<Command> allCommands() {
   std::vector<Command> all;
   for (const auto part : {objectCommands, searchCommands, directoryCommands,
-                          actionCommands, watchCommands, decodeCommands})
+                          actionCommands, watchCommands, decodeCommands,
+                          classCommands})
     for (Command& command : part()) all.push_back(std::move(command));
   return all;
 }

@@ -28,6 +28,9 @@ struct Arguments {
   // minute, though an answer may take some seconds.
   unsigned verifyEvery = 45;
   std::string shell;
+  std::string verb;     // of class
+  std::string against;  // the former class files
+  std::string form;     // that a class is shown in
 };
 
 struct Command {
@@ -48,6 +51,7 @@ std::vector<Command> directoryCommands();  // find, discover
 std::vector<Command> actionCommands();
 std::vector<Command> watchCommands();
 std::vector<Command> decodeCommands();
+std::vector<Command> classCommands();
 
 }  // namespace ostrel::tools::cli
 
