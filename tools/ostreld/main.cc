@@ -4,17 +4,18 @@
 #include <exception>
 #include <stdexcept>
 
-#include "options.h"
+#include "common/toml_file.h"
+#include "configuration.h"
 #include "store/maintenance.h"
 
 namespace {
 
 using namespace ostrel::tools::server;
+using ostrel::tools::ConfigurationError;
 
 constexpr int kExitDamage = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitSetup = 3;
-constexpr std::size_t kHelpColumn = 30;
 
 int fail(const std::exception& error, int code) {
   log(Level::kError, error.what());
@@ -22,47 +23,61 @@ int fail(const std::exception& error, int code) {
 }
 
 // Prints what is wrong with a store.
-int check(const StoreArguments& arguments) {
-  const auto findings = checkStore(arguments.store);
+int reportDamage(const std::string& store) {
+  const auto findings = checkStore(store);
   for (const std::string& finding : findings)
     std::printf("%s\n", finding.c_str());
   return findings.empty() ? 0 : kExitDamage;
 }
 
-int backup(const StoreArguments& arguments) {
-  backupStore(arguments.store, arguments.copy);
+int check(Configuration& configuration) {
+  try {
+    configuration.check();
+  } catch (const std::exception& error) {
+    return fail(error, kExitUsage);
+  }
+  log(Level::kInfo, "nothing is wrong with the configuration");
   return 0;
+}
+
+int run(const std::vector<std::string>& arguments) {
+  const auto configuration = std::make_shared<Configuration>();
+  try {
+    configuration->parse(arguments);
+  } catch (const CLI::ParseError& error) {
+    return configuration->explain(error) == 0 ? 0 : kExitUsage;
+  }
+  if (configuration->checksOnly()) return check(*configuration);
+  if (configuration->checksStore())
+    return reportDamage(configuration->store.store);
+  if (configuration->backsUp()) {
+    backupStore(configuration->store.store, configuration->store.copy);
+    return 0;
+  }
+  setLogLevel(configuration->logLevel());
+  Reload reload(arguments, configuration);
+  if (!configuration->serves())
+    return serveDirectory(
+        configuration->directory.complete(), [&](const auto& take) {
+          reload.read(
+              [&](Configuration& now) { take(now.directory.complete()); });
+        });
+  const ObjectServerOptions options = configuration->serve.complete();
+  prepareStore(options.store);
+  return serveObjects(options, [&](const auto& take) {
+    reload.read([&](Configuration& now) { take(now.serve.complete()); });
+  });
 }
 
 }  // namespace
 
 int main(int count, char** texts) {
-  CLI::App app("Servers for objects of system administration.", "ostreld");
-  app.set_version_flag("--version", std::string("ostreld " OSTREL_VERSION));
-  app.require_subcommand(1);
-  app.get_formatter()->column_width(kHelpColumn);
-  app.footer("ostreld COMMAND --help says more about each.");
-  ServeArguments serve;
-  DirectoryArguments directory;
-  StoreArguments store;
-  const CLI::App* serves = addServe(&app, &serve);
-  addDirectory(&app, &directory);
-  const CLI::App* checks = addCheck(&app, &store);
-  const CLI::App* backsUp = addBackup(&app, &store);
   try {
-    app.parse(count, texts);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kExitUsage;
-  }
-  try {
-    if (checks->parsed()) return check(store);
-    if (backsUp->parsed()) return backup(store);
-    const bool objects = serves->parsed();
-    setLogLevel((objects ? serve.common : directory.common).logLevel());
-    const int code = objects ? serveObjects(serve.complete())
-                             : serveDirectory(directory.complete());
+    const int code = run({texts + 1, texts + count});
     logRepeats();
     return code;
+  } catch (const ConfigurationError& error) {
+    return fail(error, kExitUsage);
   } catch (const std::invalid_argument& error) {
     return fail(error, kExitUsage);
   } catch (const std::exception& error) {

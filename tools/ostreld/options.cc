@@ -156,11 +156,6 @@ std::string defaultStore() {
   return state.empty() ? "" : state + "/ostreld/objects.db";
 }
 
-void makeFolderOf(const std::string& store) {
-  const auto folder = std::filesystem::path(store).parent_path();
-  if (!folder.empty()) std::filesystem::create_directories(folder);
-}
-
 constexpr const char* kServeFooter =
     "Requests from this machine may write, others may not, unless --writer "
     "or\n--read-only say otherwise. A principal is what the sender claims to "
@@ -172,7 +167,7 @@ constexpr const char* kServeFooter =
     "server\n"
     "  ostreld serve --listen 127.0.0.2 --store second.db\n"
     "  ostreld serve --listen 0.0.0.0 --writer 59.110.1.1000\n\n"
-    "SIGTERM and Ctrl-C end it.";
+    "SIGHUP reads the configuration file again, SIGTERM and Ctrl-C end it.";
 
 constexpr const char* kDirectoryFooter =
     "It finds objects by asking all object servers that it knows, and is "
@@ -182,7 +177,8 @@ constexpr const char* kDirectoryFooter =
     "Examples:\n"
     "  ostreld directory --server 127.0.0.1 --server 127.0.0.2\n"
     "  ostreld directory --listen 0.0.0.0 --servers /etc/ostreld/servers\n\n"
-    "SIGHUP reads the server file again, SIGTERM and Ctrl-C end it.";
+    "SIGHUP reads the configuration and the server file again, SIGTERM and "
+    "Ctrl-C end it.";
 
 }  // namespace
 
@@ -292,10 +288,15 @@ ObjectServerOptions ServeArguments::complete() {
         "the user has no home directory (HOME): say with --store where the "
         "objects are kept");
   }
+  return options;
+}
+
+void prepareStore(const std::string& store) {
+  if (store == kInMemory) return;
   // What the objects hold is nobody else's business.
   umask(S_IRWXG | S_IRWXO);
-  makeFolderOf(options.store);
-  return options;
+  const auto folder = std::filesystem::path(store).parent_path();
+  if (!folder.empty()) std::filesystem::create_directories(folder);
 }
 
 CLI::App* addCheck(CLI::App* app, StoreArguments* arguments) {

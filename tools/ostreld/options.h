@@ -37,10 +37,13 @@ struct ServeArguments {
   std::vector<std::string> allowed;  // networks
   std::vector<std::string> allowedToWrite;
 
-  // Makes the folder of the store. Throws std::exception with a sentence for
-  // the user.
+  // Throws std::exception with a sentence for the user.
   ObjectServerOptions complete();
 };
+
+// Makes the folder of a store, and keeps others from reading what is made in
+// it.
+void prepareStore(const std::string& store);
 CLI::App* addServe(CLI::App* app, ServeArguments* arguments);
 
 // "ostreld directory".

@@ -87,10 +87,11 @@ class MergedSearchTest : public testing::Test {
  protected:
   MergedSearchTest()
       : socket(loopbackAddress(), 0),
-        asking(&socket, kLongestAnswer, {kTimeout, 1}, &counters),
+        asking(&socket, kLongestAnswer, &counters),
         directory(
             &asking, kLongestAnswer,
             [this](const sockaddr_in& to, std::string& bytes) {
+    asking.setPatience({kTimeout, 1});
               // As the server does with what is long.
               sent.push_back({to, std::move(bytes)});
             },

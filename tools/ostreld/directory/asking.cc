@@ -27,10 +27,8 @@ Owned<veskPDU> pduIn(const std::string& message) {
 
 // Answers are matched by number: one that cannot be guessed keeps whoever
 // forges a server's address from answering.
-Asking::Asking(UdpSocket* socket, std::size_t longestAnswer, Patience patience,
-               Counters* counters)
+Asking::Asking(UdpSocket* socket, std::size_t longestAnswer, Counters* counters)
     : socket_(socket),
-      patience_(patience),
       counters_(counters),
       reassembly_(longestAnswer, counters),
       nextId_(std::random_device()()) {}

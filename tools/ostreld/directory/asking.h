@@ -38,8 +38,10 @@ class Asking {
 
   // The socket and the counters have to outlive this object. A longer answer
   // than `longestAnswer` bytes is not taken.
-  Asking(UdpSocket* socket, std::size_t longestAnswer, Patience patience,
-         Counters* counters);
+  Asking(UdpSocket* socket, std::size_t longestAnswer, Counters* counters);
+
+  // For requests from now on.
+  void setPatience(Patience patience) { patience_ = patience; }
 
   // Numbers the request and sends it. Returns 0; or the code of its failure,
   // and then no answer is awaited.

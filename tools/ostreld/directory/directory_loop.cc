@@ -39,13 +39,13 @@ std::vector<in_addr> allInterfaces() {
 
 class DirectoryServer : public ServerLoop {
  public:
-  explicit DirectoryServer(const DirectoryOptions& options)
+  DirectoryServer(const DirectoryOptions& options,
+                  const RereadDirectoryOptions& reread)
       : ServerLoop(options),
         options_(options),
+        reread_(reread),
         askingSocket_(options.listen, 0),
-        asking_(&askingSocket_, options.longestAnswer,
-                {std::chrono::seconds(options.timeout), options.retries},
-                &counters()),
+        asking_(&askingSocket_, options.longestAnswer, &counters()),
         search_(
             &asking_, options.longestAnswer,
             [this](const sockaddr_in& to, std::string& bytes) {
@@ -53,7 +53,7 @@ class DirectoryServer : public ServerLoop {
             },
             &counters()) {
     wakeFor(askingSocket_.descriptor());
-    search_.setServers(readServers());
+    take(options);
     if (options.multicast) hearGroup();
   }
 
@@ -78,29 +78,26 @@ class DirectoryServer : public ServerLoop {
       if (!search_.receive(now)) return;
   }
 
-  // A file that cannot be read leaves the servers as they were.
+  // What cannot be read leaves everything as it was.
   void reload() override {
     // Whoever sent the signal wants to see what came of it, every time.
     logRepeats();
     try {
-      search_.setServers(readServers());
-    } catch (const std::runtime_error& error) {
+      reread_([this](const DirectoryOptions& options) { take(options); });
+    } catch (const std::exception& error) {
       log(Level::kError, std::string(error.what()) + "; nothing was changed");
     }
   }
 
-  std::vector<sockaddr_in> readServers() {
-    std::vector<sockaddr_in> servers;
-    for (const std::string& entry : options_.servers)
-      servers.push_back(parseServer(entry));
-    if (!options_.serverFile.empty()) {
-      for (const sockaddr_in& server : readServerFile(options_.serverFile))
-        servers.push_back(server);
-    }
+  // What can change while the server runs.
+  void take(const DirectoryOptions& options) {
+    const auto servers = allServers(options.servers, options.serverFile);
     for (const sockaddr_in& server : servers)
       log(Level::kInfo, "asks the object server " + endpointText(server));
     if (servers.empty()) log(Level::kWarning, "knows no object server");
-    return servers;
+    search_.setServers(servers);
+    asking_.setPatience(
+        {std::chrono::seconds(options.timeout), options.retries});
   }
 
   // Without the group the directory still answers whoever knows its address.
@@ -150,6 +147,7 @@ class DirectoryServer : public ServerLoop {
   }
 
   DirectoryOptions options_;
+  RereadDirectoryOptions reread_;
   std::unique_ptr<UdpSocket> group_;
   UdpSocket askingSocket_;
   Asking asking_;
@@ -158,8 +156,9 @@ class DirectoryServer : public ServerLoop {
 
 }  // namespace
 
-int serveDirectory(const DirectoryOptions& options) {
-  DirectoryServer server(options);
+int serveDirectory(const DirectoryOptions& options,
+                   const RereadDirectoryOptions& reread) {
+  DirectoryServer server(options, reread);
   log(Level::kInfo, "directory server on " + endpointText(server.address()));
   return server.run();
 }

@@ -6,6 +6,7 @@
 
 #include <ostrel/codes.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,9 +31,15 @@ struct DirectoryOptions : ServerOptions {
   int retries = 1;                  // how often it is
 };
 
-// Serves until a signal ends it. Returns the exit code; throws
-// std::runtime_error when it cannot begin.
-int serveDirectory(const DirectoryOptions& options);
+// Reads the options again and hands them to `take`, which changes nothing when
+// it throws. Throws std::exception.
+using RereadDirectoryOptions = std::function<void(
+    const std::function<void(const DirectoryOptions&)>& take)>;
+
+// Serves until a signal ends it; SIGHUP takes over what can change meanwhile.
+// Returns the exit code; throws std::runtime_error when it cannot begin.
+int serveDirectory(const DirectoryOptions& options,
+                   const RereadDirectoryOptions& reread);
 
 }  // namespace ostrel::tools::server
 

@@ -62,6 +62,17 @@ std::vector<sockaddr_in> readServerFile(const std::string& path) {
   return servers;
 }
 
+std::vector<sockaddr_in> allServers(const std::vector<std::string>& entries,
+                                    const std::string& file) {
+  std::vector<sockaddr_in> servers;
+  for (const std::string& entry : entries)
+    servers.push_back(parseServer(entry));
+  if (file.empty()) return servers;
+  for (const sockaddr_in& server : readServerFile(file))
+    servers.push_back(server);
+  return servers;
+}
+
 std::vector<sockaddr_in> withoutRepeats(const std::vector<sockaddr_in>& list) {
   std::vector<sockaddr_in> result;
   for (const sockaddr_in& server : list) {

@@ -21,6 +21,11 @@ sockaddr_in parseServer(const std::string& entry);
 // Throws std::runtime_error, which names the line.
 std::vector<sockaddr_in> readServerFile(const std::string& path);
 
+// Those of a list of entries and, unless it is "", of a file. Throws as both
+// do.
+std::vector<sockaddr_in> allServers(const std::vector<std::string>& entries,
+                                    const std::string& file);
+
 // Each server once, the first mention first.
 std::vector<sockaddr_in> withoutRepeats(const std::vector<sockaddr_in>& list);
 

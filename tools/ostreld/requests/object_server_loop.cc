@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 
 #include "common/addresses.h"
 #include "machine/host_manager.h"
@@ -26,8 +27,10 @@ constexpr std::chrono::seconds kTidy{10};
 
 class ObjectServer : public ServerLoop {
  public:
-  explicit ObjectServer(const ObjectServerOptions& options)
+  ObjectServer(const ObjectServerOptions& options,
+               const RereadObjectServerOptions& reread)
       : ServerLoop(options),
+        reread_(reread),
         clock_(options.clockRate),
         clockRate_(options.clockRate),
         file_(options.store,
@@ -80,6 +83,19 @@ class ObjectServer : public ServerLoop {
     return std::max(0, static_cast<int>(std::ceil(wait)));
   }
 
+  // What cannot be read leaves everything as it was.
+  void reload() override {
+    // Whoever sent the signal wants to see what came of it, every time.
+    logRepeats();
+    try {
+      reread_([this](const ObjectServerOptions& options) {
+        router_.setPolicy(options.policy);
+      });
+    } catch (const std::exception& error) {
+      log(Level::kError, std::string(error.what()) + "; nothing was changed");
+    }
+  }
+
   // What a batch has not kept yet is not sent.
   void send() {
     for (Answer& each : executor_.takeAnswers()) answer(each.to, each.bytes);
@@ -88,6 +104,7 @@ class ObjectServer : public ServerLoop {
       sendEvent(event.to, event.askedBy, *event.bytes);
   }
 
+  RereadObjectServerOptions reread_;
   SystemClock clock_;
   double clockRate_;
   SqliteStore file_;
@@ -103,8 +120,9 @@ class ObjectServer : public ServerLoop {
 
 }  // namespace
 
-int serveObjects(const ObjectServerOptions& options) {
-  ObjectServer server(options);
+int serveObjects(const ObjectServerOptions& options,
+                 const RereadObjectServerOptions& reread) {
+  ObjectServer server(options, reread);
   log(Level::kInfo,
       "object server on " + endpointText(server.address()) + ", objects in " +
           (options.store == kInMemory ? "memory" : options.store));

@@ -6,6 +6,7 @@
 #include <ostrel/codes.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include "net/server_loop.h"
@@ -34,9 +35,15 @@ struct ObjectServerOptions : ServerOptions {
   double clockRate = 1;
 };
 
-// Serves until a signal ends it. Returns the exit code; throws
-// std::runtime_error when it cannot begin.
-int serveObjects(const ObjectServerOptions& options);
+// Reads the options again and hands them to `take`, which changes nothing when
+// it throws. Throws std::exception.
+using RereadObjectServerOptions = std::function<void(
+    const std::function<void(const ObjectServerOptions&)>& take)>;
+
+// Serves until a signal ends it; SIGHUP takes over what can change meanwhile.
+// Returns the exit code; throws std::runtime_error when it cannot begin.
+int serveObjects(const ObjectServerOptions& options,
+                 const RereadObjectServerOptions& reread);
 
 }  // namespace ostrel::tools::server
 

@@ -50,6 +50,9 @@ class RequestRouter : public Places {
   RequestRouter(ObjectManager* fallback, Registrations* registrations,
                 Policy policy);
 
+  // From now on others may write.
+  void setPolicy(const Policy& policy) { policy_ = policy; }
+
   // Adds a manager; of two for one class the first one serves it.
   void add(ObjectManager* manager);
 
