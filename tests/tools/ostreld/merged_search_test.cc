@@ -91,11 +91,11 @@ class MergedSearchTest : public testing::Test {
         directory(
             &asking, kLongestAnswer,
             [this](const sockaddr_in& to, std::string& bytes) {
-    asking.setPatience({kTimeout, 1});
               // As the server does with what is long.
               sent.push_back({to, std::move(bytes)});
             },
             &counters) {
+    asking.setPatience({kTimeout, 1});
     directory.setServers({first.address, second.address});
   }
 
