@@ -80,6 +80,13 @@ TEST(TomlFile, IsNotConfusedByBytesThatAreNoText) {
     EXPECT_THAT(problemWith(text), StartsWith("c.toml:1:")) << text;
 }
 
+TEST(TomlFile, ReadsAndRefusesLettersOutsideOfAscii) {
+  EXPECT_EQ(read("a = 'é €'\n")[0].values[0], "é €");
+  for (const char* text : {"é = 1", "a = é", "é", "a.é = 1", "[é]", "a = [é]",
+                           "a = 1 é", "\xc2\xa0"})
+    EXPECT_THAT(problemWith(text), StartsWith("c.toml:1:")) << text;
+}
+
 TEST(Suggestion, NamesTheNearestWord) {
   const std::vector<std::string> known = {"server", "servers", "timeout"};
   EXPECT_EQ(suggestion("timout", known), " (is 'timeout' meant?)");
