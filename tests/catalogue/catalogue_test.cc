@@ -169,6 +169,22 @@ TEST(ObjectDesc, SurvivesTheWire) {
   }
 }
 
+TEST(Document, ShowsAClassFileWithoutAMistake) {
+  std::ifstream document(OSTREL_CLASSES_DOCUMENT);
+  std::string text;
+  bool isInside = false;
+  for (std::string line; std::getline(document, line);) {
+    if (line.rfind("```", 0) == 0)
+      isInside = line == "```toml";
+    else if (isInside)
+      text += line + "\n";
+  }
+  Catalogue catalogue = shippedClasses();
+  EXPECT_THAT(linesOf(catalogue.add(parseClass(text, "classes.md"))),
+              IsEmpty());
+  EXPECT_NE(catalogue.find("disk-shelf"), nullptr);
+}
+
 // ---------------------------------------------------------------------------
 // The classes that ship
 

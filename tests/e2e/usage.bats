@@ -9,7 +9,7 @@ load helper
   [[ $output == *Examples:* ]]
   local command
   for command in get set create clone remove verify search walk find discover \
-    action watch decode completion; do
+    action watch decode class completion; do
     [[ $output == *"  $command "* ]]
     "$OSTREL" "$command" --help >"$BATS_TEST_TMPDIR/help"
     grep -q 'Examples:' "$BATS_TEST_TMPDIR/help"
@@ -41,6 +41,11 @@ verify 59.6.0.1 x
 --retries x get 59.6
 --principal me get 59.6
 completion fish
+class
+class check
+class frob lamp.toml
+class show frob
+class show -o xml host
 discover --hops 3
 discover --hops 255
 get 59.6.0.010

@@ -36,7 +36,7 @@ TEST(CommandLine, HasTheCommandsInTheOrderOfTheHelp) {
   EXPECT_THAT(names,
               ElementsAre("get", "set", "create", "clone", "remove", "verify",
                           "search", "walk", "find", "discover", "action",
-                          "watch", "decode", "config", "completion"));
+                          "watch", "decode", "class", "config", "completion"));
 }
 
 TEST(CommandLine, ShowsAnExampleOfEveryCommand) {

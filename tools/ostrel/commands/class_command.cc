@@ -12,21 +12,22 @@ namespace ostrel::tools::cli {
 
 namespace {
 
-// The classes that are compiled in, but for those that the files describe
-// themselves.
-void addShipped(ClassFiles* all) {
-  const std::size_t given = all->files.size();
+// The files, behind the classes that are compiled in but for those that they
+// describe themselves. A collision is told of the later one.
+ClassFiles withShipped(const ClassFiles& given) {
+  ClassFiles all;
   for (const ClassFile* shipped : shippedClasses().files()) {
     const auto& own = shipped->description;
-    const bool isGiven = std::any_of(
-        all->files.begin(), all->files.begin() + static_cast<long>(given),
-        [&](const ClassFile& file) {
-          return file.description.id == own.id &&
-                 file.description.name == own.name;
-        });
-    // In front, so that a collision is told of the file that was given.
-    if (!isGiven) all->files.insert(all->files.begin(), *shipped);
+    const bool isGiven = std::any_of(given.files.begin(), given.files.end(),
+                                     [&](const ClassFile& file) {
+                                       return file.description.id == own.id &&
+                                              file.description.name == own.name;
+                                     });
+    if (!isGiven) all.files.push_back(*shipped);
   }
+  all.files.insert(all.files.end(), given.files.begin(), given.files.end());
+  all.mistakes = given.mistakes;
+  return all;
 }
 
 Json placeJson(const ClassMistake& mistake) {
@@ -85,10 +86,8 @@ ClassMistakes against(const std::string& path, const ClassFiles& files) {
 
 Exit check(Output& output, const Arguments& arguments) {
   const ClassFiles given = readClassFiles(arguments.words);
-  ClassFiles all = given;
-  addShipped(&all);
   Catalogue catalogue;
-  ClassMistakes mistakes = catalogue.add(all);
+  ClassMistakes mistakes = catalogue.add(withShipped(given));
   if (!arguments.against.empty())
     append(&mistakes, against(arguments.against, given));
   show(output, mistakes);
@@ -147,18 +146,19 @@ Exit showAll(Output& output, const Arguments& arguments) {
     if (!isFile(word)) {
       const ClassDescription* found = findClass(word);
       if (found == nullptr)
-        throw Failure(kUsage, "there is no class " + escaped(word),
-                      "Known without a file are host, registration, class and "
-                      "principal; a file is named with its folder or .toml.");
+        throw Failure(kUsage,
+                      "there is no class " + escaped(word) +
+                          " among host, registration, class and principal, "
+                          "and no file is called so",
+                      "ostrel class --help shows how.");
       showClass(output, arguments.form, shippedClasses(), *found);
       continue;
     }
     const ClassFiles given = readClassFiles({word});
     // A base or a class that is referred to may be described elsewhere.
-    ClassFiles all = given;
-    addShipped(&all);
     Catalogue catalogue;
-    const ClassMistakes mistakes = catalogue.add(all, ClassSource::server);
+    const ClassMistakes mistakes =
+        catalogue.add(withShipped(given), ClassSource::server);
     show(output, mistakes);
     if (hasMistake(mistakes)) return kDecode;
     for (const ClassFile& file : given.files)
