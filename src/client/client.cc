@@ -9,7 +9,7 @@ int noSocket() {
   return kNetworkError;
 }
 
-int Client::setAccess() {
+int Signer::setAccess() {
   const long user = platform::effectiveUser();
   if (currentAccess.valid != 0 && currentAccess.id == user) return kNoError;
   for (unsigned i = 0; i < principalCache.count; i++) {
@@ -29,7 +29,7 @@ int Client::setAccess() {
   });
 }
 
-void Client::sign(veskPDU* request) {
+void Signer::sign(veskPDU* request) {
   setAccess();
   request->principal = currentAccess;
 }

@@ -14,7 +14,7 @@ namespace ostrel {
 int noSocket();
 
 // The parts of a handler that send requests. Made for one call; owns nothing.
-struct Client {
+struct Signer {
   veskTransactionHandler* handler;
   int socket;
   genericList& principalCache;

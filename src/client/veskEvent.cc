@@ -17,7 +17,7 @@ constexpr unsigned short kAnyPort = 0;
 constexpr int kNoSocket = -1;
 constexpr std::size_t kHostNameSize = 64;
 
-Client clientOf(veskEventHandler& handler) {
+Signer clientOf(veskEventHandler& handler) {
   return {handler.transactionHandler, handler.requestSocket,
           handler.principalCache, handler.currentAccess};
 }

@@ -24,7 +24,7 @@ int applyMulticastTtl(int socket) {
   return result == 0 ? kNoError : kNetworkError;
 }
 
-Client clientOf(veskQueryHandler& handler) {
+Signer clientOf(veskQueryHandler& handler) {
   return {handler.transactionHandler, handler.socket, handler.principalCache,
           handler.currentAccess};
 }

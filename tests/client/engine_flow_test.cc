@@ -358,8 +358,8 @@ TEST(EngineFlow, AChangeWaitsForOneThatIsSentAgain) {
 
 TEST(EngineFlow, AChangeThatIsTakenOutLetsTheNextGo) {
   Wire wire;
-  Request* first = wire.add(wire.change(server(1), 7, 0));
-  Request* second = wire.add(wire.change(server(1), 7, 1));
+  Call* first = wire.add(wire.change(server(1), 7, 0));
+  Call* second = wire.add(wire.change(server(1), 7, 1));
   wire.add(wire.change(server(1), 7, 2));
   wire.pump();
   wire.engine.takeOut(second);
@@ -375,7 +375,7 @@ TEST(EngineFlow, WhatIsNotReadyHoldsUpNobodyAndKeepsItsTurn) {
   Wire wire;
   auto held = wire.change(server(1), 7, 0);
   held->ready = false;
-  Request* request = wire.add(std::move(held));
+  Call* request = wire.add(std::move(held));
   wire.add(wire.change(server(1), 7, 1));  // but the same object waits
   wire.ask(server(1), 2);
   wire.pump();

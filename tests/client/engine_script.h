@@ -14,6 +14,7 @@
 
 namespace script {
 
+using ostrel::Call;
 using ostrel::Ended;
 using ostrel::Engine;
 using ostrel::EngineOptions;
@@ -23,7 +24,6 @@ using ostrel::kNever;
 using ostrel::kSecond;
 using ostrel::Moment;
 using ostrel::PeerAddress;
-using ostrel::Request;
 using ostrel::Traffic;
 
 constexpr IdKey kKey = {0x0123456789abcdef, 0xfedcba9876543210, 77, 0};
@@ -65,7 +65,7 @@ struct Done {
   unsigned transmissions;
 };
 
-struct Named : Request {
+struct Named : Call {
   unsigned name = 0;
 };
 
@@ -97,10 +97,10 @@ class Wire {
     return request;
   }
 
-  Request* add(std::unique_ptr<Request> request) {
+  Call* add(std::unique_ptr<Call> request) {
     return engine.add(std::move(request), now);
   }
-  Request* ask(const PeerAddress& to, unsigned name = 0) {
+  Call* ask(const PeerAddress& to, unsigned name = 0) {
     return add(get(to, name));
   }
 

@@ -403,7 +403,7 @@ TEST_F(Forger, WhoSeesIdsOfHisOwnGuessesTheOthersNoBetter) {
 
 TEST_F(Forger, WhoSendsFromAnotherAddressNeverHits) {
   for (std::uint32_t i = 0; i < 100; ++i) {
-    Request* request = wire.ask(server(1));
+    Call* request = wire.ask(server(1));
     wire.engine.tick(wire.now);
     char bytes[] = {0, 1, 0,  7, 0, 1,  0, 0, 0, 0, 0, 9,  0, 0,
                     0, 0, 43, 3, 0, 67, 4, 0, 0, 0, 0, 10, 0};

@@ -19,11 +19,11 @@
 #include <string>
 #include <unordered_map>
 
+#include "client/engine/call.h"
 #include "client/engine/id_table.h"
 #include "client/engine/partials.h"
-#include "client/engine/request.h"
 #include "client/engine/request_ids.h"
-#include "client/engine/server.h"
+#include "client/engine/server_state.h"
 #include "client/engine/timer_wheel.h"
 
 namespace ostrel {
@@ -53,7 +53,7 @@ struct Outgoing {
   // Fragment header, then of the first fragment the PDU's tag, status and id.
   static constexpr std::size_t kMostHead = kFragmentHeader + 9;
 
-  Request* request = nullptr;
+  Call* request = nullptr;
   PeerAddress to;
   std::uint8_t ttl = 0;  // of a multicast; else 0
   std::uint8_t headSize = 0;
@@ -104,16 +104,16 @@ class Engine {
 
   // Takes over a request. It completes once unless taken out. Throws
   // std::bad_alloc, and then has taken nothing.
-  Request* add(std::unique_ptr<Request> request, Moment now);
+  Call* add(std::unique_ptr<Call> request, Moment now);
 
   // What a request waited for before it may be sent is there.
-  void makeReady(Request* request);
+  void makeReady(Call* request);
 
   // Takes a request out, wherever it is; it does not complete.
-  std::unique_ptr<Request> takeOut(Request* request);
+  std::unique_ptr<Call> takeOut(Call* request);
 
   // Completes a request that may not go on. Does nothing to one that is done.
-  void end(Request* request, Ended how, int error);
+  void end(Call* request, Ended how, int error);
 
   // Completes all as cancelled.
   void endAll();
@@ -144,7 +144,7 @@ class Engine {
   void setReceiveBytes(std::size_t bytes) { options_.receiveBytes = bytes; }
 
   // The next completion; null when there is none.
-  std::unique_ptr<Request> nextCompletion();
+  std::unique_ptr<Call> nextCompletion();
 
   // Events are taken from these hosts alone.
   void watchHost(std::uint32_t host) { watched_[host]++; }
@@ -160,42 +160,42 @@ class Engine {
   const EngineOptions& options() const { return options_; }
 
   // Bytes that a request of this size takes.
-  static std::size_t costOf(const Request& request);
+  static std::size_t costOf(const Call& request);
 
  private:
   // engine_queue.cc
-  Server* serverOf(const PeerAddress& address);
+  ServerState* serverOf(const PeerAddress& address);
   void pruneIdle();
-  void leaveChain(Request* request);
-  bool isBlocked(const Request* request) const;
-  void unblock(Request* request);
-  void offer(Server* server);
-  void withdraw(Server* server);
-  Server* nextServer();
-  Request* nextOf(Server* server);
+  void leaveChain(Call* request);
+  bool isBlocked(const Call* request) const;
+  void unblock(Call* request);
+  void offer(ServerState* server);
+  void withdraw(ServerState* server);
+  ServerState* nextServer();
+  Call* nextOf(ServerState* server);
   void fill();
-  void begin(Request* request);
-  std::uint32_t chargeOf(const Request* request) const;
-  void learnCharge(const Request* request, std::uint32_t bytes);
-  void charge(Request* request, std::uint32_t bytes);
-  void uncharge(Request* request, std::uint32_t bytes);
-  void detach(Request* request);
+  void begin(Call* request);
+  std::uint32_t chargeOf(const Call* request) const;
+  void learnCharge(const Call* request, std::uint32_t bytes);
+  void charge(Call* request, std::uint32_t bytes);
+  void uncharge(Call* request, std::uint32_t bytes);
+  void detach(Call* request);
 
   // engine_times.cc
-  void enqueue(Request* request);
-  void grant(Request* request, Moment now);
-  void transmitted(Request* request, Moment now);
-  Moment firstWaitOf(const Request* request) const;
-  unsigned mostTransmissions(const Request* request) const;
-  void arrange(Request* request);
-  void expired(Request* request, Moment now);
-  void giveUp(Request* request, Moment now);
-  void failQueue(Server* server, Moment now);
-  void measure(Request* request, Moment now);
-  void retime(Server* server, Traffic traffic);
-  Moment lapseOf(const Request* request) const;
-  void signOfLife(Request* request, Moment now);
-  bool isAdaptive(const Request* request) const;
+  void enqueue(Call* request);
+  void grant(Call* request, Moment now);
+  void transmitted(Call* request, Moment now);
+  Moment firstWaitOf(const Call* request) const;
+  unsigned mostTransmissions(const Call* request) const;
+  void arrange(Call* request);
+  void expired(Call* request, Moment now);
+  void giveUp(Call* request, Moment now);
+  void failQueue(ServerState* server, Moment now);
+  void measure(Call* request, Moment now);
+  void retime(ServerState* server, Traffic traffic);
+  Moment lapseOf(const Call* request) const;
+  void signOfLife(Call* request, Moment now);
+  bool isAdaptive(const Call* request) const;
 
   // engine_answers.cc
   void takeMessage(const PeerAddress& from, const char* bytes, std::size_t size,
@@ -203,18 +203,18 @@ class Engine {
   void takeFragment(const PeerAddress& from, const FragmentHeader& header,
                     const char* data, std::size_t size, Moment now);
   void takeEvent(const PeerAddress& from, const char* bytes, std::size_t size);
-  Request* match(const PeerAddress& from, std::uint32_t id);
+  Call* match(const PeerAddress& from, std::uint32_t id);
   bool isAsked(const PeerAddress& from) const;
-  void answered(Request* request, Moment now);
+  void answered(Call* request, Moment now);
 
   EngineOptions options_;
   RequestIds numbers_;
   TimerWheel wheel_;
-  IdTable<Request> ids_;
+  IdTable<Call> ids_;
   Partials partials_;
   Moment partialsExpire_ = kNever;
   Moment now_;
-  std::unordered_map<std::uint64_t, Server> servers_;
+  std::unordered_map<std::uint64_t, ServerState> servers_;
   std::unordered_map<ObjectKey, ObjectChain, HashObjectKey> chains_;
   std::unordered_map<std::uint32_t, unsigned> watched_;
   ServerRing known_;    // servers with something to send that have answered
@@ -226,9 +226,9 @@ class Engine {
   std::uint32_t usualCharge_[kTraffics] = {};
   Moment carefulUntil_ = 0;
   std::size_t chargedUnknown_ = 0;  // of these for servers that are unknown
-  LinkedList<Request, &Request::place_> outgoing_;
-  LinkedList<Request, &Request::place_> parked_;
-  LinkedList<Request, &Request::place_> done_;
+  LinkedList<Call, &Call::place_> outgoing_;
+  LinkedList<Call, &Call::place_> parked_;
+  LinkedList<Call, &Call::place_> done_;
   std::deque<ArrivedEvent> events_;
   std::size_t outstanding_ = 0;
   std::size_t queued_ = 0;

@@ -75,8 +75,8 @@ void Engine::receive(const PeerAddress& from, const char* bytes,
 }
 
 // The request that a message answers; null when it answers none.
-Request* Engine::match(const PeerAddress& from, std::uint32_t id) {
-  Request* request = ids_.find(id);
+Call* Engine::match(const PeerAddress& from, std::uint32_t id) {
+  Call* request = ids_.find(id);
   if (request == nullptr) {
     counters_.unmatched++;
     return nullptr;
@@ -98,7 +98,7 @@ void Engine::takeMessage(const PeerAddress& from, const char* bytes,
     takeEvent(from, bytes, size);
     return;
   }
-  Request* request = match(from, start.id);
+  Call* request = match(from, start.id);
   if (request == nullptr) return;
   const bool right = (kindOf(start.tag) & request->answers) != 0;
   if (right && whole != nullptr) {
@@ -116,9 +116,9 @@ void Engine::takeMessage(const PeerAddress& from, const char* bytes,
   }
 }
 
-void Engine::answered(Request* request, Moment now) {
+void Engine::answered(Call* request, Moment now) {
   if (request->multicast) return;
-  Server* server = request->server_;
+  ServerState* server = request->server_;
   server->lastSign = now;
   server->answered = true;
   server->silent = false;
@@ -149,7 +149,7 @@ void Engine::takeFragment(const PeerAddress& from, const FragmentHeader& header,
     const bool readable = readStart(data, size, &start);
     partial->event =
         readable && start.tag == kTagEventPDU && watched_.count(from.host) != 0;
-    Request* request = nullptr;
+    Call* request = nullptr;
     if (!partial->event && readable) request = match(from, start.id);
     if (!partial->event && request == nullptr) {
       partials_.drop(partial);
@@ -167,7 +167,7 @@ void Engine::takeFragment(const PeerAddress& from, const FragmentHeader& header,
     partial->claimed = true;
   }
   if (partial->claimed && !partial->event) {
-    Request* request = ids_.find(partial->request);
+    Call* request = ids_.find(partial->request);
     if (request == nullptr) {
       partials_.drop(partial);
       return;
@@ -218,7 +218,7 @@ void Engine::portClosed(const PeerAddress& to, const char* bytes,
   const auto number = reader.number<std::uint16_t>();
   reader.skip(2 * sizeof(std::uint32_t));  // total, offset
   Start start;
-  Request* request = nullptr;
+  Call* request = nullptr;
   if (reader.ok() && version == kFragmentVersion && number == 0 &&
       readStart(reader.at(), reader.left(), &start))
     request = ids_.find(start.id);

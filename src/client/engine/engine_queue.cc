@@ -27,16 +27,16 @@ std::uint64_t keyOf(const PeerAddress& address) {
 
 }  // namespace
 
-std::size_t Engine::costOf(const Request& request) {
+std::size_t Engine::costOf(const Call& request) {
   // What the tables and the allocator add is small beside the request itself.
   constexpr std::size_t kAround = 64;
   return sizeof request + request.rest.capacity() + kAround;
 }
 
-Request* Engine::add(std::unique_ptr<Request> owned, Moment now) {
-  Request* request = owned.get();
+Call* Engine::add(std::unique_ptr<Call> owned, Moment now) {
+  Call* request = owned.get();
   now_ = std::max(now_, now);
-  Server* server = serverOf(request->to);
+  ServerState* server = serverOf(request->to);
   if (request->change) {
     const ObjectKey key = {request->to, request->object};
     request->chain_ = &chains_.try_emplace(key).first->second;
@@ -52,7 +52,7 @@ Request* Engine::add(std::unique_ptr<Request> owned, Moment now) {
   queuedBytes_ += costOf(*request);
   server->waiting++;
   counters_.requests++;
-  request->state_ = Request::State::kQueued;
+  request->state_ = Call::State::kQueued;
   server->queue.append(request);
   static_cast<void>(owned.release());
   stirred_ = true;
@@ -72,9 +72,9 @@ Request* Engine::add(std::unique_ptr<Request> owned, Moment now) {
   return request;
 }
 
-Server* Engine::serverOf(const PeerAddress& address) {
+ServerState* Engine::serverOf(const PeerAddress& address) {
   const auto found = servers_.try_emplace(keyOf(address));
-  Server* server = &found.first->second;
+  ServerState* server = &found.first->second;
   if (found.second) {
     server->address = address;
     if (servers_.size() > kMostServers) pruneIdle();
@@ -83,37 +83,37 @@ Server* Engine::serverOf(const PeerAddress& address) {
 }
 
 void Engine::pruneIdle() {
-  Server* oldest = idle_.take();
+  ServerState* oldest = idle_.take();
   if (oldest != nullptr) servers_.erase(keyOf(oldest->address));
 }
 
-void Engine::makeReady(Request* request) {
+void Engine::makeReady(Call* request) {
   request->ready = true;
   stirred_ = true;
   unblock(request);
 }
 
-bool Engine::isBlocked(const Request* request) const {
+bool Engine::isBlocked(const Call* request) const {
   if (!request->ready) return true;
   return request->chain_ != nullptr &&
          request->chain_->changes.first() != request;
 }
 
 // Gives a request whose turn has passed its turn now, if it may be sent.
-void Engine::unblock(Request* request) {
-  if (request->state_ != Request::State::kParked || isBlocked(request)) return;
+void Engine::unblock(Call* request) {
+  if (request->state_ != Call::State::kParked || isBlocked(request)) return;
   parked_.remove(request);
-  request->state_ = Request::State::kUrgent;
+  request->state_ = Call::State::kUrgent;
   request->server_->urgent.append(request);
   offer(request->server_);
 }
 
-void Engine::leaveChain(Request* request) {
+void Engine::leaveChain(Call* request) {
   ObjectChain* chain = request->chain_;
   if (chain == nullptr) return;
   request->chain_ = nullptr;
   chain->changes.remove(request);
-  Request* next = chain->changes.first();
+  Call* next = chain->changes.first();
   if (next == nullptr) {
     const ObjectKey key = chain->key;
     chains_.erase(key);
@@ -123,8 +123,8 @@ void Engine::leaveChain(Request* request) {
 }
 
 // Puts a server into the ring where it belongs now.
-void Engine::offer(Server* server) {
-  using Ring = Server::Ring;
+void Engine::offer(ServerState* server) {
+  using Ring = ServerState::Ring;
   Ring wanted = Ring::kNone;
   if (!server->queue.empty() || !server->urgent.empty()) {
     const unsigned most =
@@ -142,8 +142,8 @@ void Engine::offer(Server* server) {
   if (wanted == Ring::kIdle) idle_.append(server);
 }
 
-void Engine::withdraw(Server* server) {
-  using Ring = Server::Ring;
+void Engine::withdraw(ServerState* server) {
+  using Ring = ServerState::Ring;
   if (server->ring == Ring::kKnown) known_.remove(server);
   if (server->ring == Ring::kUnknown) unknown_.remove(server);
   if (server->ring == Ring::kIdle) idle_.remove(server);
@@ -152,7 +152,7 @@ void Engine::withdraw(Server* server) {
 
 // What the answer will take of the receive buffer: as much as such answers took
 // lately, of this server or else of all.
-std::uint32_t Engine::chargeOf(const Request* request) const {
+std::uint32_t Engine::chargeOf(const Call* request) const {
   if (request->smallAnswer) return kSmallCharge;
   if (now_ < carefulUntil_) return kFullCharge;
   const auto traffic = static_cast<std::size_t>(request->traffic);
@@ -163,7 +163,7 @@ std::uint32_t Engine::chargeOf(const Request* request) const {
 
 // An answer has taken so many bytes. Larger ones count at once, smaller ones
 // little by little.
-void Engine::learnCharge(const Request* request, std::uint32_t bytes) {
+void Engine::learnCharge(const Call* request, std::uint32_t bytes) {
   const auto traffic = static_cast<std::size_t>(request->traffic);
   for (std::uint32_t* usual :
        {&request->server_->usualCharge[traffic], &usualCharge_[traffic]}) {
@@ -180,13 +180,13 @@ void Engine::kernelDropped(std::uint64_t count) {
 
 // The server whose turn it is, if the receive buffer has room for its next
 // answer.
-Server* Engine::nextServer() {
+ServerState* Engine::nextServer() {
   const std::size_t all = options_.receiveBytes;
   for (unsigned i = 0; i < 2; ++i) {
     const bool known = i == 0 ? knownIsNext_ : !knownIsNext_;
-    Server* server = known ? known_.first() : unknown_.first();
+    ServerState* server = known ? known_.first() : unknown_.first();
     if (server == nullptr) continue;
-    const Request* request =
+    const Call* request =
         server->urgent.empty() ? server->queue.first() : server->urgent.first();
     const std::uint32_t bytes = chargeOf(request);
     if (charged_ > 0 && charged_ + bytes > all) return nullptr;
@@ -201,27 +201,27 @@ Server* Engine::nextServer() {
 
 // The next request of a server that may be sent. Those that may not yet are
 // parked on the way.
-Request* Engine::nextOf(Server* server) {
+Call* Engine::nextOf(ServerState* server) {
   for (;;) {
-    Request* request = server->urgent.take();
+    Call* request = server->urgent.take();
     if (request == nullptr) request = server->queue.take();
     if (request == nullptr || !isBlocked(request)) return request;
-    request->state_ = Request::State::kParked;
+    request->state_ = Call::State::kParked;
     parked_.append(request);
   }
 }
 
 void Engine::fill() {
-  while (Server* server = nextServer()) {
-    Request* request = nextOf(server);
+  while (ServerState* server = nextServer()) {
+    Call* request = nextOf(server);
     withdraw(server);
     if (request != nullptr) begin(request);
     offer(server);
   }
 }
 
-void Engine::begin(Request* request) {
-  Server* server = request->server_;
+void Engine::begin(Call* request) {
+  ServerState* server = request->server_;
   queued_--;
   queuedBytes_ -= costOf(*request);
   server->waiting--;
@@ -239,13 +239,13 @@ void Engine::begin(Request* request) {
   }
 }
 
-void Engine::charge(Request* request, std::uint32_t bytes) {
+void Engine::charge(Call* request, std::uint32_t bytes) {
   request->charge_ += bytes;
   charged_ += bytes;
   if (request->unknown_) chargedUnknown_ += bytes;
 }
 
-void Engine::uncharge(Request* request, std::uint32_t bytes) {
+void Engine::uncharge(Call* request, std::uint32_t bytes) {
   bytes = std::min(bytes, request->charge_);
   request->charge_ -= bytes;
   charged_ -= bytes;
@@ -253,9 +253,9 @@ void Engine::uncharge(Request* request, std::uint32_t bytes) {
 }
 
 // Takes a request out of every table and list.
-void Engine::detach(Request* request) {
-  using State = Request::State;
-  Server* server = request->server_;
+void Engine::detach(Call* request) {
+  using State = Call::State;
+  ServerState* server = request->server_;
   const State state = request->state_;
   wheel_.clear(request);
   if (state == State::kDone) {
@@ -286,17 +286,17 @@ void Engine::detach(Request* request) {
   offer(server);
 }
 
-std::unique_ptr<Request> Engine::takeOut(Request* request) {
+std::unique_ptr<Call> Engine::takeOut(Call* request) {
   detach(request);
-  return std::unique_ptr<Request>(request);
+  return std::unique_ptr<Call>(request);
 }
 
-void Engine::end(Request* request, Ended how, int error) {
-  if (request->state_ == Request::State::kDone) return;
+void Engine::end(Call* request, Ended how, int error) {
+  if (request->state_ == Call::State::kDone) return;
   detach(request);
   request->ended = how;
   request->error = error;
-  request->state_ = Request::State::kDone;
+  request->state_ = Call::State::kDone;
   done_.append(request);
   if (how == Ended::kAnswered) counters_.answered++;
   if (how == Ended::kNoAnswer) counters_.noAnswer++;
@@ -310,22 +310,22 @@ void Engine::endAll() {
   // The end of one change makes another of its object ready: hence the loop.
   while (outstanding_ > 0) {
     for (auto& [key, server] : servers_) {
-      for (Server::Queue* queue : {&server.queue, &server.urgent}) {
-        while (Request* request = queue->first())
+      for (ServerState::Queue* queue : {&server.queue, &server.urgent}) {
+        while (Call* request = queue->first())
           end(request, Ended::kCancelled, ECANCELED);
       }
-      while (Request* request = server.current.first())
+      while (Call* request = server.current.first())
         end(request, Ended::kCancelled, ECANCELED);
     }
-    while (Request* request = parked_.first())
+    while (Call* request = parked_.first())
       end(request, Ended::kCancelled, ECANCELED);
   }
 }
 
-std::unique_ptr<Request> Engine::nextCompletion() {
-  Request* request = done_.take();
-  if (request != nullptr) request->state_ = Request::State::kNew;
-  return std::unique_ptr<Request>(request);
+std::unique_ptr<Call> Engine::nextCompletion() {
+  Call* request = done_.take();
+  if (request != nullptr) request->state_ = Call::State::kNew;
+  return std::unique_ptr<Call>(request);
 }
 
 }  // namespace ostrel

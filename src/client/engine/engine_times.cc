@@ -29,7 +29,7 @@ constexpr char kStatusTag = 0x03;
 constexpr char kIdTag = 0x43;
 
 // The first bytes of the PDU. Returns the place behind them.
-char* writeStart(const Request& request, char* to) {
+char* writeStart(const Call& request, char* to) {
   *to++ = static_cast<char>(request.tag);
   *to++ = kStatusTag;
   *to++ = 0;
@@ -37,23 +37,23 @@ char* writeStart(const Request& request, char* to) {
   return storeInteger(to, request.id());
 }
 
-std::size_t startSize(const Request& request) {
+std::size_t startSize(const Call& request) {
   char start[Outgoing::kMostHead];
   return static_cast<std::size_t>(writeStart(request, start) - start);
 }
 
-std::uint32_t totalOf(const Request& request) {
+std::uint32_t totalOf(const Call& request) {
   return static_cast<std::uint32_t>(startSize(request) + request.rest.size());
 }
 
-std::uint16_t fragmentsOf(const Request& request) {
+std::uint16_t fragmentsOf(const Call& request) {
   const std::uint32_t total = totalOf(request);
   return static_cast<std::uint16_t>((total + kFragmentData - 1) /
                                     kFragmentData);
 }
 
-void fillIn(const Request& request, std::uint16_t messageId,
-            std::uint16_t number, Outgoing* datagram) {
+void fillIn(const Call& request, std::uint16_t messageId, std::uint16_t number,
+            Outgoing* datagram) {
   const std::uint32_t total = totalOf(request);
   const std::uint32_t offset = number * kFragmentData;
   const std::uint32_t end = std::min(total, offset + kFragmentData);
@@ -79,17 +79,17 @@ Moment sum(Moment a, Moment b) { return a > kNever - b ? kNever : a + b; }
 
 }  // namespace
 
-bool Engine::isAdaptive(const Request* request) const {
+bool Engine::isAdaptive(const Call* request) const {
   return options_.adaptive && request->firstWait == 0;
 }
 
-unsigned Engine::mostTransmissions(const Request* request) const {
+unsigned Engine::mostTransmissions(const Call* request) const {
   const unsigned most = request->transmissions != 0 ? request->transmissions
                                                     : options_.transmissions;
   return std::min(std::max(most, 1U), kMostTransmissions);
 }
 
-Moment Engine::firstWaitOf(const Request* request) const {
+Moment Engine::firstWaitOf(const Call* request) const {
   if (request->firstWait > 0) return request->firstWait;
   const RoundTrip& trips = request->server_->tripsOf(request);
   if (!options_.adaptive || !trips.isKnown()) return options_.firstWait;
@@ -97,17 +97,17 @@ Moment Engine::firstWaitOf(const Request* request) const {
 }
 
 // Begins a transmission.
-void Engine::enqueue(Request* request) {
+void Engine::enqueue(Call* request) {
   request->fragment_ = 0;
   request->granted_ = 0;
   grant(request, now_);
 }
 
 // Lets the next fragments go out, or sets the time when they may.
-void Engine::grant(Request* request, Moment now) {
+void Engine::grant(Call* request, Moment now) {
   const unsigned left = fragmentsOf(*request) - request->fragment_;
   unsigned allowed = left;
-  Server* server = request->server_;
+  ServerState* server = request->server_;
   if (fragmentsOf(*request) > 1) {
     if (now - server->paceBegan >= kPaceTime) {
       server->paceBegan = now;
@@ -117,7 +117,7 @@ void Engine::grant(Request* request, Moment now) {
     server->paced += allowed;
   }
   if (allowed == 0) {
-    request->state_ = Request::State::kPaced;
+    request->state_ = Call::State::kPaced;
     Moment next = server->paceBegan + kPaceTime;
     if (request->deadline > 0)
       next = std::min(next, sum(request->called_, request->deadline));
@@ -125,13 +125,13 @@ void Engine::grant(Request* request, Moment now) {
     return;
   }
   request->granted_ = static_cast<std::uint16_t>(allowed);
-  request->state_ = Request::State::kSending;
+  request->state_ = Call::State::kSending;
   outgoing_.append(request);
 }
 
 std::size_t Engine::peek(Outgoing* datagrams, std::size_t most) {
   std::size_t count = 0;
-  for (Request* request = outgoing_.first(); request != nullptr;
+  for (Call* request = outgoing_.first(); request != nullptr;
        request = outgoing_.after(request)) {
     for (std::uint16_t i = 0; i < request->granted_; ++i) {
       if (count == most) return count;
@@ -147,7 +147,7 @@ std::size_t Engine::peek(Outgoing* datagrams, std::size_t most) {
 void Engine::sent(const Outgoing* datagrams, std::size_t count, Moment now) {
   now_ = std::max(now_, now);
   for (std::size_t i = 0; i < count; ++i) {
-    Request* request = datagrams[i].request;
+    Call* request = datagrams[i].request;
     counters_.datagramsSent++;
     request->fragment_++;
     if (--request->granted_ > 0) continue;
@@ -165,8 +165,8 @@ void Engine::unsendable(const Outgoing& datagram, int error) {
 }
 
 // A transmission is complete: waiting begins.
-void Engine::transmitted(Request* request, Moment now) {
-  request->state_ = Request::State::kWaiting;
+void Engine::transmitted(Call* request, Moment now) {
+  request->state_ = Call::State::kWaiting;
   request->lastSent_ = now;
   if (++request->sent > 1) {
     counters_.retransmissions++;
@@ -199,7 +199,7 @@ void Engine::transmitted(Request* request, Moment now) {
 }
 
 // Sets when the present wait ends. The last one lasts to the end.
-void Engine::arrange(Request* request) {
+void Engine::arrange(Call* request) {
   request->due_ = sum(request->lastSent_, request->wait_);
   if (request->sent >= mostTransmissions(request) ||
       request->due_ >= request->end_)
@@ -210,7 +210,7 @@ void Engine::arrange(Request* request) {
 }
 
 // Until when the receive buffer keeps room for the answer.
-Moment Engine::lapseOf(const Request* request) const {
+Moment Engine::lapseOf(const Call* request) const {
   const RoundTrip& trips = request->server_->tripsOf(request);
   return request->lastSent_ + (trips.isKnown()
                                    ? std::max(trips.expected(), kShortestLapse)
@@ -221,7 +221,7 @@ void Engine::tick(Moment now) {
   now_ = std::max(now_, now);
   stirred_ = false;
   while (Timer* timer = wheel_.takeDue(now_))
-    expired(static_cast<Request*>(timer), now_);
+    expired(static_cast<Call*>(timer), now_);
   if (now_ >= partialsExpire_) {
     partials_.expire(now_);
     partialsExpire_ = partials_.count() > 0 ? now_ + kSecond : kNever;
@@ -236,8 +236,8 @@ Moment Engine::nextDue() const {
   return std::min(wheel_.next(), partialsExpire_);
 }
 
-void Engine::expired(Request* request, Moment now) {
-  using State = Request::State;
+void Engine::expired(Call* request, Moment now) {
+  using State = Call::State;
   const bool late =
       request->deadline > 0 && now >= sum(request->called_, request->deadline);
   if (request->state_ == State::kPaced && !late) {
@@ -271,8 +271,8 @@ void Engine::expired(Request* request, Moment now) {
 // A server that was not heard while the request was under way gets single
 // requests now. If this was one of those, what has queued as long as a request
 // waits in all ends too.
-void Engine::giveUp(Request* request, Moment now) {
-  Server* server = request->server_;
+void Engine::giveUp(Call* request, Moment now) {
+  ServerState* server = request->server_;
   const bool heard = server->lastSign >= request->firstSent_;
   const bool probing = request->probing_;
   if (!heard && !request->multicast) server->silent = true;
@@ -280,8 +280,8 @@ void Engine::giveUp(Request* request, Moment now) {
   if (!heard && probing) failQueue(server, now);
 }
 
-void Engine::failQueue(Server* server, Moment now) {
-  while (Request* request = server->queue.first()) {
+void Engine::failQueue(ServerState* server, Moment now) {
+  while (Call* request = server->queue.first()) {
     if (sum(request->called_, options_.inAll) > now || request->deadline > 0)
       return;
     end(request, Ended::kNoAnswer, ETIMEDOUT);
@@ -290,7 +290,7 @@ void Engine::failQueue(Server* server, Moment now) {
 
 // An answer has come, or begun to. If it can only belong to one transmission,
 // that says how long the server takes.
-void Engine::measure(Request* request, Moment now) {
+void Engine::measure(Call* request, Moment now) {
   if (request->measured_ || request->sent != 1 || request->multicast) return;
   request->measured_ = true;
   const Moment time = std::max<Moment>(now - request->lastSent_, 0);
@@ -305,11 +305,11 @@ void Engine::measure(Request* request, Moment now) {
 }
 
 // The waits of what is under way began before anything was known.
-void Engine::retime(Server* server, Traffic traffic) {
-  for (Request* request = server->current.first(); request != nullptr;
+void Engine::retime(ServerState* server, Traffic traffic) {
+  for (Call* request = server->current.first(); request != nullptr;
        request = server->current.after(request)) {
     if (request->traffic != traffic || !isAdaptive(request)) continue;
-    if (request->state_ != Request::State::kWaiting || request->sent != 1)
+    if (request->state_ != Call::State::kWaiting || request->sent != 1)
       continue;
     request->wait_ = firstWaitOf(request);
     request->lapse_ = lapseOf(request);
@@ -319,8 +319,8 @@ void Engine::retime(Server* server, Traffic traffic) {
 
 // A fragment of its answer has come: the request is neither sent again nor
 // given up while more may follow.
-void Engine::signOfLife(Request* request, Moment now) {
-  if (request->state_ != Request::State::kWaiting) return;
+void Engine::signOfLife(Call* request, Moment now) {
+  if (request->state_ != Call::State::kWaiting) return;
   if (request->charge_ > 0) request->lapse_ = now + kFragmentLapse;
   if (request->deadline == 0) {
     const Moment most =

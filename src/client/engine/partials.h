@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "client/engine/request.h"
+#include "client/engine/call.h"
 
 namespace ostrel {
 

@@ -2,7 +2,7 @@
 // an answer has to know them, so nobody must be able to tell the next from
 // those before, a server that sees its own share of them included.
 //
-// Request ids are a keyed permutation of all 32-bit numbers, taken in turn from
+// Call ids are a keyed permutation of all 32-bit numbers, taken in turn from
 // a random one on: none comes twice before all have come.
 
 #ifndef OSTREL_SRC_REQUEST_IDS_H

@@ -2,19 +2,19 @@
 // under way there, and what queues for it. And the order of the changes of one
 // object there.
 
-#ifndef OSTREL_SRC_SERVER_H
-#define OSTREL_SRC_SERVER_H
+#ifndef OSTREL_SRC_SERVER_STATE_H
+#define OSTREL_SRC_SERVER_STATE_H
 
 #include <cstddef>
 #include <cstdint>
 
-#include "client/engine/request.h"
+#include "client/engine/call.h"
 #include "client/engine/round_trip.h"
 
 namespace ostrel {
 
-struct Server {
-  using Queue = LinkedList<Request, &Request::place_>;
+struct ServerState {
+  using Queue = LinkedList<Call, &Call::place_>;
   enum class Ring : std::uint8_t { kNone, kKnown, kUnknown, kIdle };
 
   PeerAddress address;
@@ -30,17 +30,17 @@ struct Server {
   unsigned paced = 0;  // fragments sent since
   Queue queue;         // in the order of the calls
   Queue urgent;        // those whose turn had come when they were blocked
-  LinkedList<Request, &Request::beside_> current;
-  Links<Server> links;
+  LinkedList<Call, &Call::beside_> current;
+  Links<ServerState> links;
 
   // Whether it may be expected to answer.
   bool isKnown() const { return answered && !silent; }
-  RoundTrip& tripsOf(const Request* request) {
+  RoundTrip& tripsOf(const Call* request) {
     return trips[static_cast<std::size_t>(request->traffic)];
   }
 };
 
-using ServerRing = LinkedList<Server, &Server::links>;
+using ServerRing = LinkedList<ServerState, &ServerState::links>;
 
 struct ObjectKey {
   PeerAddress server;
@@ -63,9 +63,9 @@ struct HashObjectKey {
 // first may be under way.
 struct ObjectChain {
   ObjectKey key;
-  LinkedList<Request, &Request::inChain_> changes;
+  LinkedList<Call, &Call::inChain_> changes;
 };
 
 }  // namespace ostrel
 
-#endif  // OSTREL_SRC_SERVER_H
+#endif  // OSTREL_SRC_SERVER_STATE_H

@@ -1,8 +1,8 @@
 // One request of the asynchronous client, from its call to its completion: what
 // the caller says, what the engine keeps, and how it ended.
 
-#ifndef OSTREL_SRC_REQUEST_H
-#define OSTREL_SRC_REQUEST_H
+#ifndef OSTREL_SRC_CALL_H
+#define OSTREL_SRC_CALL_H
 
 #include <array>
 #include <cstddef>
@@ -45,15 +45,15 @@ enum class Ended : std::uint8_t {
 // An object whose changes keep their order: the numbers of its identifier.
 using ObjectNumbers = std::array<std::uint32_t, 4>;
 
-struct Server;
+struct ServerState;
 struct ObjectChain;
 
-class Request : private Timer {
+class Call : private Timer {
  public:
-  Request() = default;
-  virtual ~Request() = default;
-  Request(const Request&) = delete;
-  Request& operator=(const Request&) = delete;
+  Call() = default;
+  virtual ~Call() = default;
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
 
   // What the caller says before Engine::add(), and leaves alone then.
   PeerAddress to;
@@ -82,7 +82,7 @@ class Request : private Timer {
 
  private:
   friend class Engine;
-  friend struct Server;
+  friend struct ServerState;
   friend struct ObjectChain;
 
   enum class State : std::uint8_t {
@@ -110,20 +110,20 @@ class Request : private Timer {
   std::uint16_t granted_ = 0;    // fragments that may be sent now
   std::uint32_t id_ = 0;
   std::uint32_t charge_ = 0;  // bytes of the receive buffer
-  Server* server_ = nullptr;
+  ServerState* server_ = nullptr;
   ObjectChain* chain_ = nullptr;
   Moment called_ = 0;
   Moment firstSent_ = 0;
   Moment lastSent_ = 0;
-  Moment wait_ = 0;         // the present one
-  Moment due_ = 0;          // when it ends
-  Moment lapse_ = 0;        // when nothing is expected any more for now
-  Moment end_ = 0;          // of all waiting
-  Links<Request> place_;    // in the list that its state names
-  Links<Request> beside_;   // among those under way at its server
-  Links<Request> inChain_;  // among the changes of its object
+  Moment wait_ = 0;      // the present one
+  Moment due_ = 0;       // when it ends
+  Moment lapse_ = 0;     // when nothing is expected any more for now
+  Moment end_ = 0;       // of all waiting
+  Links<Call> place_;    // in the list that its state names
+  Links<Call> beside_;   // among those under way at its server
+  Links<Call> inChain_;  // among the changes of its object
 };
 
 }  // namespace ostrel
 
-#endif  // OSTREL_SRC_REQUEST_H
+#endif  // OSTREL_SRC_CALL_H
