@@ -28,6 +28,7 @@ public="$public|idMap|OSrequest|DSrequest|getPrincipalOid"
 # Of the library's own namespace: what judges encodings, and the classes and
 # functions of the asynchronous client.
 async='Aid|Attributes?|Endpoint|Error|ItemError|Object|Oid|Term|Value|typeName'
+async="$async|Client|Ticket|Poster"
 async="$async|fail(EmptyCall|NoError|NoValue)"
 encoding="measureValue|canonicalizeValue"
 others=$(echo "$names" |

@@ -17,7 +17,7 @@ for unit in list type elements; do public[$unit]=1; done
 for unit in veskAttr veskOmAttr veskError veskPDU objectdesc; do public[$unit]=2; done
 for unit in timelist datagram message transaction; do public[$unit]=3; done
 for unit in commreq access veskQuery veskEvent; do public[$unit]=4; done
-for unit in function identifier result value attributes; do public[$unit]=4; done
+for unit in function identifier result value attributes client coroutine; do public[$unit]=4; done
 
 broken=0
 complain() {

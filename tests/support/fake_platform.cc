@@ -36,14 +36,8 @@ bool isLoopback(const in_addr& address) {
 
 }  // namespace
 
-// One call of the library.
-class Inside {
- public:
-  Inside() { depth++; }
-  ~Inside() { depth--; }
-  Inside(const Inside&) = delete;
-  Inside& operator=(const Inside&) = delete;
-};
+InCall::InCall() { depth++; }
+InCall::~InCall() { depth--; }
 
 sockaddr_in endpoint(const char* address, unsigned short port) {
   sockaddr_in result = {};
@@ -111,6 +105,10 @@ void Platform::reset() {
   waits.clear();
   calls.clear();
   sockets.clear();
+  closedPorts.clear();
+  awake.clear();
+  descriptors.clear();
+  timer = -1;
   events_ = {};
   order_ = 0;
   peers_.clear();
@@ -266,7 +264,7 @@ namespace platform {
 
 using fake::Call;
 using fake::Datagram;
-using fake::Inside;
+using fake::InCall;
 using Fake = fake::Platform;
 
 namespace {
@@ -299,7 +297,7 @@ void setting(Call call, int socket, int value) {
 }  // namespace
 
 void* allocate(std::size_t size) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kAllocate)) return nullptr;
   return std::calloc(1, size == 0 ? 1 : size);
 }
@@ -309,14 +307,14 @@ long now() { return system().seconds(); }
 std::int64_t elapsed() { return system().clock; }
 
 void pause(unsigned ticks) {
-  const Inside inside;
+  const InCall inCall;
   system().enter(Call::kPause);
   if (system().recording) system().pauses.push_back(ticks);
   system().clock += ticks * fake::kTick;
 }
 
 int openSocket() {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kOpen)) return -1;
   const int descriptor = system().nextDescriptor++;
   Fake::Socket& made = system().sockets[descriptor] = {};
@@ -326,7 +324,7 @@ int openSocket() {
 }
 
 int bindSocket(int socket, const sockaddr_in& address) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kBind)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -345,21 +343,21 @@ int bindSocket(int socket, const sockaddr_in& address) {
 }
 
 int setSendBuffer(int socket, int bytes) {
-  const Inside inside;
+  const InCall inCall;
   setting(Call::kSetSendBuffer, socket, bytes);
   if (!system().enter(Call::kSetSendBuffer)) return -1;
   return system().socket(socket) == nullptr ? -1 : 0;
 }
 
 int setReceiveBuffer(int socket, int bytes) {
-  const Inside inside;
+  const InCall inCall;
   setting(Call::kSetReceiveBuffer, socket, bytes);
   if (!system().enter(Call::kSetReceiveBuffer)) return -1;
   return system().socket(socket) == nullptr ? -1 : 0;
 }
 
 int setMulticastTtl(int socket, unsigned char ttl) {
-  const Inside inside;
+  const InCall inCall;
   setting(Call::kSetMulticastTtl, socket, ttl);
   if (!system().enter(Call::kSetMulticastTtl)) return -1;
   Fake::Socket* found = system().socket(socket);
@@ -369,7 +367,7 @@ int setMulticastTtl(int socket, unsigned char ttl) {
 }
 
 int socketName(int socket, sockaddr_in* address) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kSocketName)) return -1;
   const Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -378,7 +376,7 @@ int socketName(int socket, sockaddr_in* address) {
 }
 
 int closeSocket(int socket) {
-  const Inside inside;
+  const InCall inCall;
   if (system().recording) system().closed.push_back(socket);
   const bool works = system().enter(Call::kClose);
   Fake::Socket* found = system().socket(socket);
@@ -390,7 +388,7 @@ int closeSocket(int socket) {
 }
 
 int identify(int descriptor, Identity* identity) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kIdentify)) return -1;
   const Fake::Socket* found = system().socket(descriptor);
   if (found == nullptr) return -1;
@@ -400,7 +398,7 @@ int identify(int descriptor, Identity* identity) {
 
 long sendParts(int socket, const sockaddr_in& to, const void* header,
                std::size_t headerSize, const void* data, std::size_t dataSize) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kSend)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -425,7 +423,7 @@ long sendParts(int socket, const sockaddr_in& to, const void* header,
 }
 
 long peek(int socket, sockaddr_in* from, void* header, std::size_t size) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kPeek)) return -1;
   Fake::Socket* found = system().socket(socket);
   if (found == nullptr) return -1;
@@ -441,7 +439,7 @@ long peek(int socket, sockaddr_in* from, void* header, std::size_t size) {
 
 long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
                   std::size_t dataSize) {
-  const Inside inside;
+  const InCall inCall;
   Fake::Socket* found = withDatagram(Call::kReceive, socket);
   if (found == nullptr) return -1;
   const std::string& bytes = found->queue.front().bytes;
@@ -452,7 +450,7 @@ long receiveParts(int socket, void* header, std::size_t headerSize, void* data,
 }
 
 int discard(int socket) {
-  const Inside inside;
+  const InCall inCall;
   Fake::Socket* found = withDatagram(Call::kDiscard, socket);
   if (found == nullptr) return -1;
   found->queue.pop_front();
@@ -460,7 +458,7 @@ int discard(int socket) {
 }
 
 int waitReadable(int socket, long seconds, long microseconds) {
-  const Inside inside;
+  const InCall inCall;
   if (system().recording) {
     system().waits.push_back({socket, seconds, microseconds});
   }
@@ -477,7 +475,7 @@ int waitReadable(int socket, long seconds, long microseconds) {
 }
 
 int hostName(char* buffer, std::size_t size) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kHostName)) return -1;
   if (size > 0) {
     buffer[copyOut(system().hostName, 0, buffer, size - 1)] = '\0';
@@ -486,7 +484,7 @@ int hostName(char* buffer, std::size_t size) {
 }
 
 bool resolveHost(const char* name, in_addr* address) {
-  const Inside inside;
+  const InCall inCall;
   if (!system().enter(Call::kResolve)) return false;
   const auto found = system().hosts.find(name);
   if (found == system().hosts.end()) return false;

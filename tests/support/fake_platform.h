@@ -71,6 +71,11 @@ enum class Call {
   kWait,
   kHostName,
   kResolve,
+  kRandom,
+  kLocalAddress,
+  kOpenWakeup,
+  kOpenReadiness,
+  kSetTimer,
   kCalls  // how many there are
 };
 
@@ -108,6 +113,7 @@ class Platform {
     std::uint64_t inode = 0;
     unsigned char ttl = 1;
     std::deque<Datagram> queue;
+    std::deque<Datagram> refused;  // reports that nobody has taken yet
   };
 
   Platform();
@@ -135,6 +141,8 @@ class Platform {
   // A peer that also listens to a multicast group.
   Peer& addPeer(const char* address, unsigned short port, const char* group,
                 int hops, Script script);
+  // Machines that answer for ports at which nobody listens, "192.0.2.1:5135".
+  std::set<std::string> closedPorts;
   // Puts a datagram on the network, the policy included.
   void send(const sockaddr_in& from, const sockaddr_in& to,
             const std::string& bytes, unsigned char ttl = 1);
@@ -166,6 +174,9 @@ class Platform {
   std::vector<Call> calls;  // all, in order
   unsigned long count(Call call) const;
   std::map<int, Socket> sockets;
+  std::set<int> awake;          // wake-ups that were waked
+  std::set<int> descriptors;    // open, but no sockets
+  std::int64_t timer = -1;      // as it was set last
   std::uint64_t nextInode = 0;  // of the next socket
 
   // For fake_platform.cc: notes a call; false when it is to fail.
@@ -206,6 +217,15 @@ Platform& platform();
 // Whether the library is inside a call of this system now. What is allocated
 // then is not the library's.
 bool inside();
+
+// Marks a call of this system while it lasts.
+class InCall {
+ public:
+  InCall();
+  ~InCall();
+  InCall(const InCall&) = delete;
+  InCall& operator=(const InCall&) = delete;
+};
 
 }  // namespace fake
 

@@ -110,6 +110,7 @@ class Call : private Timer {
   std::uint16_t granted_ = 0;    // fragments that may be sent now
   std::uint32_t id_ = 0;
   std::uint32_t charge_ = 0;  // bytes of the receive buffer
+  std::uint32_t cost_ = 0;    // bytes of the queue
   ServerState* server_ = nullptr;
   ObjectChain* chain_ = nullptr;
   Moment called_ = 0;

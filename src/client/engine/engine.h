@@ -149,6 +149,7 @@ class Engine {
   // Events are taken from these hosts alone.
   void watchHost(std::uint32_t host) { watched_[host]++; }
   void unwatchHost(std::uint32_t host);
+  bool hasEvents() const { return !events_.empty(); }
   bool nextEvent(ArrivedEvent* event);
 
   std::size_t outstanding() const { return outstanding_; }

@@ -101,6 +101,11 @@ void Engine::takeMessage(const PeerAddress& from, const char* bytes,
   Call* request = match(from, start.id);
   if (request == nullptr) return;
   const bool right = (kindOf(start.tag) & request->answers) != 0;
+  if (!right && request->multicast) {
+    // Another may answer better.
+    counters_.unmatched++;
+    return;
+  }
   if (right && whole != nullptr) {
     request->answer = std::move(*whole);
   } else if (right) {

@@ -28,8 +28,8 @@ std::uint64_t keyOf(const PeerAddress& address) {
 }  // namespace
 
 std::size_t Engine::costOf(const Call& request) {
-  // What the tables and the allocator add is small beside the request itself.
-  constexpr std::size_t kAround = 64;
+  // What the caller adds to a request, and tables and the allocator.
+  constexpr std::size_t kAround = 256;
   return sizeof request + request.rest.capacity() + kAround;
 }
 
@@ -49,7 +49,8 @@ Call* Engine::add(std::unique_ptr<Call> owned, Moment now) {
   request->id_ = numbers_.next();
   outstanding_++;
   queued_++;
-  queuedBytes_ += costOf(*request);
+  request->cost_ = static_cast<std::uint32_t>(costOf(*request));
+  queuedBytes_ += request->cost_;
   server->waiting++;
   counters_.requests++;
   request->state_ = Call::State::kQueued;
@@ -223,7 +224,7 @@ void Engine::fill() {
 void Engine::begin(Call* request) {
   ServerState* server = request->server_;
   queued_--;
-  queuedBytes_ -= costOf(*request);
+  queuedBytes_ -= request->cost_;
   server->waiting--;
   server->underWay++;
   server->current.append(request);
@@ -274,7 +275,7 @@ void Engine::detach(Call* request) {
     server->underWay--;
   } else {
     queued_--;
-    queuedBytes_ -= costOf(*request);
+    queuedBytes_ -= request->cost_;
     server->waiting--;
   }
   request->state_ = State::kNew;

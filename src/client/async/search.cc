@@ -1,0 +1,157 @@
+#include "client/async/search.h"
+
+#include <algorithm>
+
+namespace ostrel {
+namespace {
+
+// Operation codes that ask for a page. Their attribute is the invalid one. A
+// server that does not know them answers 2, as for any unknown code.
+constexpr auto kOnlyBehind = static_cast<SearchOperator>(16);
+constexpr auto kAtMost = static_cast<SearchOperator>(17);
+constexpr auto kWithAttributes = static_cast<SearchOperator>(18);
+
+// An identifier, or an object with attributes.
+bool toObject(const Value& value, Object* object) {
+  if (const auto oid = value.as<Oid>()) {
+    object->oid = *oid;
+    return true;
+  }
+  auto whole = value.as<Object>();
+  if (!whole) return false;
+  *object = *std::move(whole);
+  return true;
+}
+
+Error notWhatWasAsked(const Endpoint& server) {
+  return Error(Failure::undecodable, kCodingError, EBADMSG, false,
+               "search from " + server.text());
+}
+
+}  // namespace
+
+Search::Search(ClientState& state, const Endpoint& server, const Oid& classOid,
+               std::vector<Term> terms, Page page, SearchOptions options,
+               Handler<Done> end)
+    : Composite(state, "search", std::move(end)),
+      server_(server),
+      classOid_(classOid),
+      terms_(std::move(terms)),
+      page_(std::move(page)),
+      options_(std::move(options)) {
+  options_.page = std::max(options_.page, 1U);
+}
+
+void Search::next() {
+  std::vector<Term> terms = terms_;
+  terms.emplace_back(Aid(), kOnlyBehind, Value(behind_));
+  terms.emplace_back(Aid(), kAtMost, Value(options_.page));
+  if (options_.wanted) {
+    Values wanted;
+    for (const Aid& one : *options_.wanted) wanted.emplace_back(one);
+    terms.emplace_back(Aid(), kWithAttributes, Value(std::move(wanted)));
+  }
+  ask(searchOf(server_, classOid_, terms,
+               [this](Result<Values>&& found) { arrived(std::move(found)); }),
+      options_.request);
+}
+
+void Search::arrived(Result<Values>&& found) {
+  allAnswered();
+  const bool old = !found && first_ &&
+                   found.error().kind() == Failure::refused &&
+                   found.error().code() == kBadValue;
+  if (old) {
+    ask(searchOf(
+            server_, classOid_, terms_,
+            [this](Result<Values>&& all) { arrivedWhole(std::move(all)); }),
+        options_.request);
+    return;
+  }
+  first_ = false;
+  if (!found) return finish(found.error());
+  if (found->empty()) return finish(Result<Done>(Done{}, found.itemErrors()));
+  std::vector<Object> objects(found->size());
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    // In ascending order, or the search would never end.
+    const bool right =
+        toObject((*found)[i], &objects[i]) && objects[i].oid > behind_;
+    if (!right) return finish(notWhatWasAsked(server_));
+    behind_ = objects[i].oid;
+  }
+  if (give(std::move(objects))) next();
+}
+
+bool Search::give(std::vector<Object> objects) {
+  Page page = std::move(page_);
+  bool more = false;
+  Ticket self;
+  state_.name(this, &self);
+  ClientState& state = state_;
+  try {
+    more = page(std::move(objects));
+  } catch (...) {
+    // It may have forgotten the search before.
+    if (Operation* still = state.find(self)) still->cancel(state);
+    throw;
+  }
+  if (state.find(self) == nullptr) return false;
+  page_ = std::move(page);
+  if (cancelled_) return false;
+  if (!more) finish(Done{});
+  return more;
+}
+
+void Search::arrivedWhole(Result<Values>&& found) {
+  allAnswered();
+  if (!found) return finish(found.error());
+  std::vector<Object> objects;
+  for (auto at = found->rbegin(); at != found->rend(); ++at) {
+    Object object;
+    if (!toObject(*at, &object)) return finish(notWhatWasAsked(server_));
+    left_.push_back(object.oid);
+  }
+  nextObjects();
+}
+
+// As many objects as make a page, with their attributes if they are wanted.
+void Search::nextObjects() {
+  objects_.clear();
+  while (objects_.size() < options_.page && !left_.empty()) {
+    objects_.emplace_back(left_.back(), Attributes());
+    left_.pop_back();
+  }
+  if (objects_.empty()) return finish(Done{});
+  if (!options_.wanted) {
+    if (give(std::move(objects_))) nextObjects();
+    return;
+  }
+  there_.assign(objects_.size(), false);
+  waitsFor_ = objects_.size();
+  for (std::size_t i = 0; i < objects_.size(); ++i) {
+    ask(getOf(server_, objects_[i].oid, *options_.wanted,
+              [this, i](Result<Attributes>&& attributes) {
+                objectArrived(i, std::move(attributes));
+              }),
+        options_.request);
+  }
+}
+
+void Search::objectArrived(std::size_t at, Result<Attributes>&& attributes) {
+  waitsFor_--;
+  if (attributes) {
+    objects_[at].attributes = *std::move(attributes);
+    there_[at] = true;
+  } else if (attributes.error().kind() != Failure::refused) {
+    // One that was removed meanwhile is left out, but this is the end.
+    return finish(attributes.error());
+  }
+  if (waitsFor_ > 0) return;
+  allAnswered();
+  std::vector<Object> objects;
+  for (std::size_t i = 0; i < objects_.size(); ++i)
+    if (there_[i]) objects.push_back(std::move(objects_[i]));
+  if (objects.empty() || give(std::move(objects))) nextObjects();
+}
+
+}  // namespace ostrel
