@@ -85,8 +85,9 @@ bool sameEncoding(veskType& left, veskType& right) {
 // In time that grows with the sum of both lengths, whatever the bytes: find()
 // of a string compares the part again at every place where its first byte is.
 bool containsBytes(std::string_view whole, std::string_view part) {
-  return part.empty() || memmem(whole.data(), whole.size(), part.data(),
-                                part.size()) != nullptr;
+  if (part.empty() || whole.size() < part.size()) return part.empty();
+  return memmem(whole.data(), whole.size(), part.data(), part.size()) !=
+         nullptr;
 }
 
 }  // namespace
