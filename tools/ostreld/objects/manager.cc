@@ -58,6 +58,13 @@ bool ObjectManager::scan(veskOid&, veskOid&, veskAid&, const Each&) {
   return false;
 }
 
+std::optional<std::vector<veskOid>> ObjectManager::candidates(veskOid&,
+                                                              veskAttribute&,
+                                                              unsigned,
+                                                              std::size_t) {
+  return std::nullopt;
+}
+
 bool ObjectManager::holds(veskOid& oid, veskAid& id, const Test& test) {
   OwnedList attributes;
   if (read(oid, &attributes) != kNoError) return false;

@@ -100,6 +100,13 @@ class ObjectManager {
   using Test = std::function<bool(veskType& value)>;
   virtual bool holds(veskOid& oid, veskAid& id, const Test& test);
 
+  // The objects of a class, in ascending order, of which some may meet the
+  // condition with this operation code, and no other can. Nothing when there
+  // are more than `most`, or no index knows; unless overridden, there is none.
+  virtual std::optional<std::vector<veskOid>> candidates(
+      veskOid& classOid, veskAttribute& condition, unsigned operation,
+      std::size_t most);
+
   // As create(), in the class of an object that is there, with that object's
   // attributes, where the given ones do not replace them. When an attribute of
   // that object is refused and no given one is, the result is that code.

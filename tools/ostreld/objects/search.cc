@@ -67,6 +67,11 @@ bool matches(veskList& attributes, veskList& conditions) {
   });
 }
 
+// More are no use: going over all objects of the class in turns is as quick as
+// reading them one by one. With few, no other condition has to be asked about.
+constexpr std::size_t kMostCandidates = 2048;
+constexpr std::size_t kFewCandidates = 32;
+
 // Objects that are listed at a time.
 constexpr std::size_t kPage = 256;
 
@@ -105,6 +110,7 @@ bool Search::step(Time deadline) {
 
 void Search::goToNextPlace() {
   candidates_.reset();
+  planned_ = false;
   next_ = 0;
   const auto next = everywhere_ ? places_->classAfter(place_) : std::nullopt;
   if (next)
@@ -116,6 +122,7 @@ void Search::goToNextPlace() {
 // Whether nothing is left of it.
 bool Search::finishPlace(Time deadline) {
   ObjectManager& manager = places_->managerOf(place_);
+  if (!candidates_ && !planned_) plan(manager, deadline);
   if (candidates_) return readEach(manager, deadline);
   if (conditions_.count == 0) return list(manager, deadline);
   bool whole = false;
@@ -127,6 +134,21 @@ bool Search::finishPlace(Time deadline) {
   for (auto* oid : Elements<veskOid>(all))
     if (oid != nullptr) candidates_->push_back(*oid);
   return false;
+}
+
+// Takes the condition for which an index gives the fewest objects; the others
+// are checked on those.
+void Search::plan(ObjectManager& manager, Time deadline) {
+  planned_ = true;
+  for (auto* condition : Elements<veskAttribute>(conditions_)) {
+    const std::size_t most =
+        candidates_ ? candidates_->size() : kMostCandidates;
+    auto fewer =
+        manager.candidates(place_, *condition, operatorOf(*condition), most);
+    if (fewer) candidates_ = std::move(fewer);
+    const bool few = candidates_ && candidates_->size() <= kFewCandidates;
+    if (few || isOver(deadline)) return;
+  }
 }
 
 bool Search::list(ObjectManager& manager, Time deadline) {

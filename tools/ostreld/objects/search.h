@@ -55,6 +55,7 @@ class Search {
 
  private:
   bool finishPlace(Time deadline);
+  void plan(ObjectManager& manager, Time deadline);
   bool list(ObjectManager& manager, Time deadline);
   bool scan(ObjectManager& manager, Time deadline, bool* whole);
   bool readEach(ObjectManager& manager, Time deadline);
@@ -66,13 +67,14 @@ class Search {
   veskList& conditions_;
   Sink sink_;
   bool everywhere_;
+  bool planned_ = false;  // the present class
   bool done_ = false;
   int code_ = 0;
   veskOid place_;  // a class, or the one object
   veskOid after_;  // the last of the class that was judged
 
-  // The objects of a class whose manager hands over all of them at once, and
-  // which of them is next.
+  // The objects of a class that an index gives, or whose manager hands over all
+  // of them at once, and which of them is next.
   std::optional<std::vector<veskOid>> candidates_;
   std::size_t next_ = 0;
 };

@@ -123,8 +123,7 @@ bool StoredObjects::scan(veskOid& classOid, veskOid& after, veskAid& id,
                          const Each& each) {
   store_->scan(classOid, after, id,
                [&](const veskOid& oid, std::string_view encoding) {
-                 const Owned<veskType> value =
-                     encoding.empty() ? nullptr : decoded(encoding);
+                 const Owned<veskType> value = made(encoding);
                  veskOid object = oid;
                  return each(object, value.get());
                });
@@ -134,8 +133,23 @@ bool StoredObjects::scan(veskOid& classOid, veskOid& after, veskAid& id,
 bool StoredObjects::holds(veskOid& oid, veskAid& id, const Test& test) {
   const auto encoding = store_->value(oid, id);
   if (!encoding) return false;
-  const Owned<veskType> value = decoded(*encoding);
+  const Owned<veskType> value = made(*encoding);
   return value != nullptr && test(*value);
+}
+
+// Null for what is no value, and for one that takes too much memory.
+Owned<veskType> StoredObjects::made(std::string_view encoding) const {
+  const auto values = valuesIn(encoding);
+  return values && *values <= mostValues_ ? decoded(encoding) : nullptr;
+}
+
+std::optional<std::vector<veskOid>> StoredObjects::candidates(
+    veskOid& classOid, veskAttribute& condition, unsigned operation,
+    std::size_t most) {
+  if (condition.value == nullptr) return std::nullopt;
+  const auto keys = keysFor(operation, *condition.value);
+  if (!keys) return std::nullopt;
+  return store_->candidates(classOid, condition.id, *keys, most);
 }
 
 int StoredObjects::verify(veskOid& oid) {

@@ -45,6 +45,10 @@ class StoredObjects : public ObjectManager {
   bool scan(veskOid& classOid, veskOid& after, veskAid& id,
             const Each& each) override;
   bool holds(veskOid& oid, veskAid& id, const Test& test) override;
+  std::optional<std::vector<veskOid>> candidates(veskOid& classOid,
+                                                 veskAttribute& condition,
+                                                 unsigned operation,
+                                                 std::size_t most) override;
   int verify(veskOid& oid) override;
 
   // The attributes point at EncodedValues: no value is made.
@@ -65,6 +69,7 @@ class StoredObjects : public ObjectManager {
   class Change;
 
   veskType* answered(std::string_view bytes);
+  Owned<veskType> made(std::string_view encoding) const;
 
   Store* store_;
   std::size_t mostValues_;

@@ -49,6 +49,24 @@ std::optional<std::vector<veskOid>> CachedStore::candidates(
   return store_->candidates(classOid, id, keys, most);
 }
 
+std::optional<veskOid> CachedStore::classAfter(const veskOid& classOid) {
+  return store_->classAfter(classOid);
+}
+
+// What is not held is not read whole for one attribute.
+std::optional<std::string> CachedStore::value(const veskOid& oid,
+                                              const veskAid& id) {
+  const auto found = byKey_.find(keyOf(oid));
+  if (found == byKey_.end()) return store_->value(oid, id);
+  const auto value = found->second->record->find(Record::keyOf(id));
+  return value ? std::make_optional<std::string>(*value) : std::nullopt;
+}
+
+void CachedStore::scan(const veskOid& classOid, const veskOid& after,
+                       const veskAid& id, const Each& each) {
+  store_->scan(classOid, after, id, each);
+}
+
 bool CachedStore::has(const veskOid& oid) {
   return byKey_.count(keyOf(oid)) != 0 || store_->has(oid);
 }
@@ -63,21 +81,6 @@ std::shared_ptr<const Record> CachedStore::read(const veskOid& oid) {
   auto record = store_->read(oid);
   if (record != nullptr && changed_.count(key) == 0) hold(key, record);
   return record;
-}
-
-std::optional<veskOid> CachedStore::classAfter(const veskOid& classOid) {
-  return store_->classAfter(classOid);
-}
-
-std::optional<std::string> CachedStore::value(const veskOid& oid,
-                                              const veskAid& id) {
-  return store_->value(oid, id);
-}
-
-// A search of all objects would leave none of those that are read often.
-void CachedStore::scan(const veskOid& classOid, const veskOid& after,
-                       const veskAid& id, const Each& each) {
-  store_->scan(classOid, after, id, each);
 }
 
 void CachedStore::insert(const veskOid& oid) {
@@ -126,6 +129,10 @@ void CachedStore::rollback() noexcept {
   while (!savepoints_.empty()) savepoints_.pop_back();
   transaction_.reset();
   changed_.clear();
+}
+
+bool CachedStore::inTransaction() const {
+  return transaction_ && !transaction_->lost();
 }
 
 void CachedStore::savepoint() { savepoints_.emplace_back(*store_); }

@@ -34,13 +34,13 @@ class CachedStore : public Store {
                                                  const veskAid& id,
                                                  const KeyRange& keys,
                                                  std::size_t most) override;
-  bool has(const veskOid& oid) override;
-  std::shared_ptr<const Record> read(const veskOid& oid) override;
   std::optional<veskOid> classAfter(const veskOid& classOid) override;
   std::optional<std::string> value(const veskOid& oid,
                                    const veskAid& id) override;
   void scan(const veskOid& classOid, const veskOid& after, const veskAid& id,
             const Each& each) override;
+  bool has(const veskOid& oid) override;
+  std::shared_ptr<const Record> read(const veskOid& oid) override;
   void insert(const veskOid& oid) override;
   void write(const veskOid& oid, const veskAid& id,
              std::string_view value) override;
@@ -72,9 +72,7 @@ class CachedStore : public Store {
   void begin() override;
   void commit() override;
   void rollback() noexcept override;
-  bool inTransaction() const override {
-    return transaction_ && !transaction_->lost();
-  }
+  bool inTransaction() const override;
   void savepoint() override;
   void release() override;
   void rollBackTo() noexcept override;
