@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "enum_words.h"
+#include "stray_character.h"
 #include "table_reader.h"
 #include "value_reader.h"
 #include "words.h"
@@ -365,10 +366,11 @@ std::optional<std::vector<std::string>> folderFiles(const std::string& path) {
 }
 
 void readFile(const std::string& path, ClassFiles* all) {
-  std::string mistake;
-  const std::string text = contents(path, &mistake);
-  if (!mistake.empty()) {
-    all->mistakes.push_back({{path, 0, 0}, mistake, false});
+  ClassMistake mistake;
+  const std::string text = contents(path, &mistake.text);
+  if (!mistake.text.empty()) {
+    mistake.place.file = path;
+    all->mistakes.push_back(std::move(mistake));
     return;
   }
   ClassFiles read = parseClass(text, path);
@@ -410,6 +412,13 @@ ClassFiles parseClass(std::string_view text, const std::string& file,
     report.mistake({file, 0, 0}, "",
                    "is longer than 256 KiB; describe several classes in a file "
                    "each");
+    return result;
+  }
+  if (const auto stray = strayCharacter(text)) {
+    report.mistake({file, stray->line, stray->column}, "",
+                   "this is no TOML: letters and signs beyond ASCII stand in "
+                   "quotes or comments only, and not at the beginning of a "
+                   "line that goes on behind a backslash");
     return result;
   }
   const toml::parse_result parsed = toml::parse(text);

@@ -581,6 +581,27 @@ TEST(ClassFile, EscapesWhatAFileWouldDoToATerminal) {
               testing::Contains("x\\x0ay:1:1: unknown key 'a\\x1b'"));
 }
 
+// Text that is stray, and text that only looks so.
+TEST(ClassFile, HasLettersBeyondAsciiInQuotesAndCommentsOnly) {
+  const auto complaint = [](const std::string& from, const std::string& to) {
+    const ClassFiles read = parseClass(with(kLamp, from, to), "x");
+    return read.mistakes.empty() ? "" : read.mistakes[0].line().substr(0, 30);
+  };
+  EXPECT_EQ(complaint("revision = 2", "revision = \xc3\xa4"),
+            "x:3:12: this is no TOML: lette");
+  EXPECT_EQ(complaint("key = ", "k\xc3\xa4y = "),
+            "x:5:2: this is no TOML: letter");
+  EXPECT_EQ(complaint("\"A lamp.\"", "\"A \\\"\" \xcf\x98"),
+            "x:4:15: this is no TOML: lette");
+  EXPECT_EQ(complaint("\"A lamp.\"", "\"\"\"A\\\n  \xcf\x98\"\"\""),
+            "x:5:3: this is no TOML: letter");
+  for (const char* good :
+       {"\"\xc3\xa4 \\\" # \xc3\xa4\"", "'\xc3\xa4\\'", "\"\" # \xc3\xa4 \"",
+        "\"\"\"\xc3\xa4\n\"\xc3\xa4\"\"\"\"", "'''\xc3\xa4'\xc3\xa4'''"})
+    EXPECT_EQ(complaint("\"A lamp.\"", good), "") << good;
+  EXPECT_EQ(complaint("name", "\xef\xbb\xbfname"), "");
+}
+
 TEST(ClassFile, RefusesWhatIsTooLong) {
   EXPECT_THAT(
       linesOf(
