@@ -8,7 +8,6 @@
 #include <tuple>
 
 #include "enum_words.h"
-#include "stray_character.h"
 #include "table_reader.h"
 #include "value_reader.h"
 #include "words.h"
@@ -412,13 +411,6 @@ ClassFiles parseClass(std::string_view text, const std::string& file,
     report.mistake({file, 0, 0}, "",
                    "is longer than 256 KiB; describe several classes in a file "
                    "each");
-    return result;
-  }
-  if (const auto stray = strayCharacter(text)) {
-    report.mistake({file, stray->line, stray->column}, "",
-                   "this is no TOML: letters and signs beyond ASCII stand in "
-                   "quotes or comments only, and not at the beginning of a "
-                   "line that goes on behind a backslash");
     return result;
   }
   const toml::parse_result parsed = toml::parse(text);

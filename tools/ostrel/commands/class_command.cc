@@ -88,7 +88,8 @@ Exit check(Output& output, const Arguments& arguments) {
   const ClassFiles given = readClassFiles(arguments.words);
   Catalogue catalogue;
   ClassMistakes mistakes = catalogue.add(withShipped(given));
-  if (!arguments.against.empty())
+  // What is mistaken anyway would only be said again.
+  if (!arguments.against.empty() && !hasMistake(mistakes))
     append(&mistakes, against(arguments.against, given));
   show(output, mistakes);
   if (hasMistake(mistakes)) return kDecode;
