@@ -12,6 +12,8 @@ namespace {
 
 constexpr unsigned kBatches = 4;  // of datagrams in one turn
 constexpr std::size_t kTurn = 256;
+// With nothing under way, how often the socket is not looked at.
+constexpr unsigned kMostQuietTurns = 1;
 constexpr Moment kBlockedWait = 10 * kMillisecond;
 
 // The first exception of several handlers.
@@ -95,7 +97,13 @@ std::size_t ClientState::process(std::size_t most) {
   if (shared->awake.exchange(false)) platform::hush(wakeup);
   std::size_t count = runPosted();
   if (closing) return finishClosing(), count;
-  if (socket.descriptor() >= 0) receiveMore = socket.receive(engine, kBatches);
+  // With nothing under way nothing but late answers can have come; they wait.
+  const bool expects = engine.underWay() > 0 || !watches.empty() ||
+                       ++quietTurns > kMostQuietTurns;
+  if (expects && socket.descriptor() >= 0) {
+    quietTurns = 0;
+    receiveMore = socket.receive(engine, kBatches);
+  }
   exchange();
   count += runAlarms(platform::elapsed(), most);
   while (count < most) {
@@ -164,7 +172,12 @@ int ClientState::descriptor() {
   if (platform::openReadiness(&readiness) != 0) return -1;
   if (socket.descriptor() >= 0)
     platform::watchDescriptor(readiness, socket.descriptor());
-  openWakeup();
+  // A poster may have been there before.
+  if (wakeup.readEnd >= 0) {
+    platform::watchDescriptor(readiness, wakeup.readEnd);
+  } else {
+    openWakeup();
+  }
   arm();
   return readiness.descriptor;
 }

@@ -109,6 +109,7 @@ struct ClientState : std::enable_shared_from_this<ClientState> {
   bool closing = false;
   bool closed = false;
   bool receiveMore = false;
+  unsigned quietTurns = 0;
 
   struct Slot {
     Operation* operation = nullptr;

@@ -100,6 +100,8 @@ void EngineSocket::send(Engine& engine) {
     if (sent > 0) {
       engine.sent(batch_, static_cast<std::size_t>(sent), platform::elapsed());
       again = 0;
+      // What stopped it may have been a report, which no later call mentions.
+      if (static_cast<std::size_t>(sent) < count) takeReports(engine);
       continue;
     }
     const int error = sent < 0 ? errno : EAGAIN;
@@ -131,16 +133,20 @@ bool EngineSocket::takeReports(Engine& engine) {
 
 bool EngineSocket::receive(Engine& engine, unsigned batches) {
   unsigned again = 0;
+  bool any = false;
   while (batches > 0) {
     std::uint32_t dropped = dropped_;
     const long got = platform::receiveMany(descriptor_, arrivals_,
                                            platform::kMostAtOnce, &dropped);
     if (got < 0) {
       const int error = errno;
+      // A socket with nothing but reports counts as readable, too.
+      const bool reported = !any && takeReports(engine);
       if (isFull(error) || again++ == kMostAgain) return false;
-      if (!takeReports(engine) && error != EINTR && again > 1) return false;
+      if (!reported && error != EINTR && again > 1) return false;
       continue;
     }
+    any = true;
     engine.kernelDropped(dropped - dropped_);
     dropped_ = dropped;
     const Moment now = platform::elapsed();
