@@ -161,16 +161,17 @@ class Request : public Ticket {
   }
 
   // Gives a request without a handler one. If it has ended already, the handler
-  // runs here and now.
-  void then(Handler<T> handler) {
-    if (cell_ == nullptr) return;
+  // runs here and now. False: the request has a handler.
+  bool then(Handler<T> handler) {
+    if (cell_ == nullptr) return false;
     if (!cell_->result) {
       cell_->handler = std::move(handler);
-      return;
+      return true;
     }
     std::optional<Result<T>> taken;
     taken.swap(cell_->result);
     handler(std::move(*taken));
+    return true;
   }
 
  private:
