@@ -18,6 +18,7 @@ class OutboxTest : public testing::Test {
 
   void send(const Peer& peer, std::string answer) {
     outbox.send(peer.address, answer, now);
+    outbox.flush(now);
   }
 
   // As the loop does: turns without end, as long as something is due now.
@@ -37,6 +38,41 @@ class OutboxTest : public testing::Test {
 TEST_F(OutboxTest, ShortAnswersLeaveAtOnce) {
   send(client, std::string(Outbox::kQuickMessage, 's'));
   EXPECT_EQ(client.take(), std::string(Outbox::kQuickMessage, 's'));
+  EXPECT_EQ(outbox.nextDue(), std::nullopt);
+}
+
+TEST_F(OutboxTest, AnswersOfADatagramLeaveTogether) {
+  std::string first = "first";
+  std::string second = "second";
+  outbox.send(client.address, first, now);
+  outbox.send(other.address, second, now);
+  EXPECT_EQ(client.drain() + other.drain(), 0U);
+  outbox.flush(now);
+  EXPECT_EQ(client.take(), "first");
+  EXPECT_EQ(other.take(), "second");
+}
+
+TEST_F(OutboxTest, ManyAnswersOfADatagramDoNotWaitForAllOfThem) {
+  constexpr unsigned kMany = 100;
+  for (unsigned i = 0; i < kMany; ++i) {
+    std::string answer = "one of many";
+    outbox.send(client.address, answer, now);
+  }
+  EXPECT_EQ(client.drain(), 96U);
+  outbox.flush(now);
+  EXPECT_EQ(client.drain(), 4U);
+}
+
+TEST_F(OutboxTest, AnAnswerThatCannotBeSentKeepsNoOtherBack) {
+  // Port 0 is nobody's.
+  sockaddr_in nobody = client.address;
+  nobody.sin_port = 0;
+  std::string lost = "lost";
+  std::string answer = "answer";
+  outbox.send(nobody, lost, now);
+  outbox.send(client.address, answer, now);
+  outbox.flush(now);
+  EXPECT_EQ(client.take(), "answer");
   EXPECT_EQ(outbox.nextDue(), std::nullopt);
 }
 

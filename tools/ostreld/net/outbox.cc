@@ -9,6 +9,15 @@
 #include "support/log.h"
 
 namespace ostrel::tools::server {
+namespace {
+
+void logFailure(const sockaddr_in& to, int cause) {
+  if (!logs(Level::kDebug)) return;
+  log(Level::kDebug,
+      "cannot send to " + endpointText(to) + ": " + std::strerror(cause));
+}
+
+}  // namespace
 
 void Outbox::send(const sockaddr_in& to, std::string& answer, Time now) {
   const bool isShort = answer.size() <= kQuickMessage;
@@ -25,6 +34,12 @@ void Outbox::send(const sockaddr_in& to, std::string& answer, Time now) {
     return;
   }
   Parcel parcel = socket_->parcel(to, std::move(answer));
+  if (parcel.left() == 1 &&
+      bytes_->allows(to.sin_addr, now, parcel.bytes.size())) {
+    ready_.push_back(std::move(parcel));
+    if (ready_.size() == kTogether) flush(now);
+    return;
+  }
   switch (sendBurst(&parcel, kBurst, now)) {
     case Sent::kNoRoom:
       wait(std::move(parcel), now + kRetry, Counter::kAnswersOverBytes);
@@ -35,6 +50,25 @@ void Outbox::send(const sockaddr_in& to, std::string& answer, Time now) {
     default:
       break;
   }
+}
+
+void Outbox::flush(Time now) {
+  for (std::size_t at = 0; at < ready_.size();) {
+    const std::size_t sent =
+        socket_->sendSingles(&ready_[at], ready_.size() - at);
+    const int cause = errno;
+    at += sent;
+    if (sent == 0) putBack(std::move(ready_[at++]), cause, now);
+  }
+  ready_.clear();
+}
+
+// What could not be sent. Its bytes are spent twice if it leaves later.
+void Outbox::putBack(Parcel parcel, int cause, Time now) {
+  if (UdpSocket::isBusy(cause))
+    wait(std::move(parcel), now + kRetry, Counter::kAnswersDropped);
+  else
+    logFailure(parcel.to, cause);
 }
 
 // Sends so many fragments if the address may get their bytes.
@@ -50,10 +84,7 @@ Outbox::Sent Outbox::sendBurst(Parcel* parcel, std::size_t most, Time now) {
                 std::min(bytes, parcel->sent * kFragmentData - before));
   if (sent) return parcel->left() == 0 ? Sent::kAll : Sent::kPart;
   if (UdpSocket::isBusy(cause)) return Sent::kBusy;
-  if (logs(Level::kDebug)) {
-    log(Level::kDebug, "cannot send to " + endpointText(parcel->to) + ": " +
-                           std::strerror(cause));
-  }
+  logFailure(parcel->to, cause);
   return Sent::kFailed;
 }
 

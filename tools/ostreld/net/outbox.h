@@ -1,5 +1,6 @@
-// Answers on their way out of a server: short ones at once, long ones in bursts
-// with a rest after each, so that receivers keep up. Nothing waits for them.
+// Answers on their way out of a server: short ones at once, those of one
+// datagram together, and long ones in bursts with a rest after each, so that
+// receivers keep up. Nothing waits for them.
 
 #ifndef OSTREL_TOOLS_OSTRELD_NET_OUTBOX_H
 #define OSTREL_TOOLS_OSTRELD_NET_OUTBOX_H
@@ -11,6 +12,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "net/rate_limit.h"
 #include "net/udp_socket.h"
@@ -41,9 +43,13 @@ class Outbox {
   Outbox(UdpSocket* socket, RateLimit* bytes, Counters* counters)
       : socket_(socket), bytes_(bytes), counters_(counters) {}
 
-  // Sends a short answer now and a long one later. A short one waits too when
-  // there is no room for it now.
+  // Sends a short answer now, or with the next flush(), and a long one later. A
+  // short one waits too when there is no room for it now.
   void send(const sockaddr_in& to, std::string& answer, Time now);
+
+  // Sends what send() put off, with one call of the system. To be called before
+  // anything is waited for.
+  void flush(Time now);
 
   // Sends what is due: a few bursts, to those who wait longest.
   void sendDue(Time now);
@@ -52,6 +58,9 @@ class Outbox {
   std::optional<Time> nextDue() const;
 
  private:
+  // Answers of one datagram that leave together.
+  static constexpr std::size_t kTogether = 16;
+
   // Bursts in a turn, so that requests have theirs soon.
   static constexpr int kBurstsOfTurn = 4;
 
@@ -62,6 +71,7 @@ class Outbox {
 
   enum class Sent { kAll, kPart, kNoRoom, kBusy, kFailed };
   Sent sendBurst(Parcel* parcel, std::size_t most, Time now);
+  void putBack(Parcel parcel, int cause, Time now);
   void wait(Parcel parcel, Time due, Counter otherwise);
   bool isFirst(std::size_t at) const;
   std::size_t earliest() const;
@@ -70,6 +80,7 @@ class Outbox {
   UdpSocket* socket_;
   RateLimit* bytes_;
   Counters* counters_;
+  std::vector<Parcel> ready_;  // one datagram each; their bytes are spent
   std::deque<Waiting> waiting_;
 };
 

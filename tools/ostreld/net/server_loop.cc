@@ -44,17 +44,25 @@ int ServerLoop::run() {
     now_ = timeNow();
     const int milliseconds = watchdog.alive(runTimers(), now_);
     outbox_.sendDue(now_);
-    events_.flush();
+    flush();
     reassembly_.expire(now_);
     wait(milliseconds);
     now_ = timeNow();
     if (isReady(0) && ended()) return 0;
     takeAll();
+    // What does not depend on the batch does not wait for the disk.
+    flush();
     now_ = timeNow();
     finishBatch(now_);
-    events_.flush();
+    flush();
     working_ = work(now_ + kTurn);
+    flush();
   }
+}
+
+void ServerLoop::flush() {
+  outbox_.flush(now_);
+  events_.flush();
 }
 
 void ServerLoop::listDescriptors() {

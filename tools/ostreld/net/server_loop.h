@@ -104,6 +104,7 @@ class ServerLoop {
   // What stands in ready_, in this order: the signals, the sockets, and the
   // descriptors of wakeFor().
   void listDescriptors();
+  void flush();
   void wait(int milliseconds);
   bool isReady(std::size_t at) const { return ready_[at].revents != 0; }
   bool ended();

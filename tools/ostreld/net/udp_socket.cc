@@ -266,6 +266,13 @@ bool UdpSocket::send(Parcel* parcel, std::size_t most) {
   return true;
 }
 
+std::size_t UdpSocket::sendSingles(const Parcel* parcels, std::size_t count) {
+  Burst burst;
+  for (std::size_t i = 0; i < count && !burst.full(); ++i)
+    burst.add(parcels[i], 0);
+  return burst.send(descriptor_);
+}
+
 std::size_t UdpSocket::sendAll(const std::vector<Parcel>& parcels) {
   std::size_t failed = 0;
   Burst burst;

@@ -80,6 +80,11 @@ class UdpSocket {
   bool send(Parcel* parcel, std::size_t most);
   static bool isBusy(int error);
 
+  // Sends so many parcels of one datagram each, in this order and until one
+  // fails, but no more than fit a call. Returns how many it sent; the cause is
+  // in errno.
+  std::size_t sendSingles(const Parcel* parcels, std::size_t count);
+
   // Sends all fragments of all these. Returns how many of them failed.
   std::size_t sendAll(const std::vector<Parcel>& parcels);
 
