@@ -25,6 +25,7 @@ constexpr int kDatabaseError = 9;
 constexpr int kNetworkError = 10;  // errno tells more, ETIMEDOUT for instance
 constexpr int kCodingError = 11;   // a message does not encode or decode
 constexpr int kAddressError = 12;
+constexpr int kTooManyResults = 100;  // more than an answer holds; has no text
 constexpr int kInternalError = 255;
 
 // UDP ports of the two kinds of servers.

@@ -44,6 +44,11 @@ constexpr const char* kEverything = "0.0.0.0";
 
 // What the code of a veskAttributeValueOp asks of an object's attribute. A
 // plain veskAttribute asks for "equals".
+//
+// The last three ask nothing of objects but for a page of the results, each at
+// most once in a search. Their attribute is the invalid identifier, veskAid().
+// A server that does not know them refuses the search: -1, with 2 or 4 for each
+// of them.
 enum SearchOperator : std::uint8_t {
   kOperatorEquals = 1,
   kOperatorNotEqual = 2,  // there, and not equal
@@ -53,6 +58,11 @@ enum SearchOperator : std::uint8_t {
   kOperatorGreaterOrEqual = 6,
   kOperatorPresent = 7,   // needs no value
   kOperatorContains = 8,  // part of a text or of bytes, element of a list
+
+  kOperatorAfter = 16,       // a veskOid: results behind it, in ascending order
+  kOperatorLimit = 17,       // a whole number: so many results at most
+  kOperatorAttributes = 18,  // a veskList of veskAid: results are veskObjects
+                             // with these attributes, for none with all
 };
 
 // The flag that every veskSearchPDU has.

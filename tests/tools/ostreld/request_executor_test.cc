@@ -1,120 +1,19 @@
 #include "requests/request_executor.h"
 
 #include <new>
-#include <optional>
 
+#include "executor_test.h"
 #include "requests/answer_bytes.h"
 #include "requests/answer_cache.h"
-#include "server_test.h"
 #include "store/sqlite_store.h"
 
 namespace ostrel::tools::server {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
-using namespace std::chrono_literals;
-using namespace std::string_literals;
-
-constexpr std::size_t kLongestAnswer = 2000;
-
-class RequestExecutorTest : public ServerTest {
- protected:
-  RequestExecutorTest() { restart(); }
-
-  static std::string createRequest(unsigned id) {
-    veskOid oid("59.200.0.0");
-    veskCreatePDU request(oid, newList());
-    request.requestId.value = id;
-    const std::string bytes = *encoded(request);
-    request.clear();
-    return bytes;
-  }
-
-  // A program's next message, unless its id is given.
-  static std::string setRequest(unsigned id, int value) {
-    veskOid oid("59.200.0.1");
-    veskSetPDU request(oid, with(newList(), "59.200.1", new veskInt(value)));
-    request.requestId.value = id;
-    const std::string bytes = *encoded(request);
-    request.clear();
-    return bytes;
-  }
-
-  std::string handle(const std::string& bytes, sockaddr_in from = local()) {
-    return handle(bytes, nextMessage++, from);
-  }
-  std::string handle(const std::string& bytes, std::uint16_t id,
-                     sockaddr_in from = local()) {
-    begin(bytes, id, from);
-    const std::vector<std::string> answers = finish();
-    EXPECT_LE(answers.size(), 1U);
-    return answers.empty() ? "" : answers[0];
-  }
-
-  // A message of a batch, and the answers when that is over.
-  void begin(const std::string& bytes, std::uint16_t id,
-             sockaddr_in from = local()) {
-    Message message = {from, id, bytes};
-    executor->handle(message, now);
-  }
-  void begin(const std::string& bytes) { begin(bytes, nextMessage++); }
-  std::vector<std::string> finish() {
-    executor->finishBatch();
-    while (executor->work(now + 1h)) {
-    }
-    return answers();
-  }
-  std::vector<std::string> answers() {
-    std::vector<std::string> result;
-    for (Answer& each : executor->takeAnswers())
-      result.push_back(std::move(each.bytes));
-    return result;
-  }
-  static std::vector<int> codes(const std::vector<std::string>& answers) {
-    std::vector<int> result;
-    for (const std::string& each : answers)
-      result.push_back(dynamic_cast<veskPDU&>(*decoded(each)).status.value);
-    return result;
-  }
-  static std::string verifyRequest(unsigned id, const char* object) {
-    veskOid oid(object);
-    veskVerifyPDU request(oid);
-    request.requestId.value = id;
-    return *encoded(request);
-  }
-
-  // Has 59.6 tell 127.0.0.1:9000 of new objects of 59.200.
-  void watch() {
-    auto* list = with(newList(), "59.6.1", new veskOid("59.200"));
-    with(list, "59.6.2", new veskAid(kEventCreated));
-    with(list, "59.6.3", new veskAddress("127.0.0.1"));
-    with(list, "59.6.4", new veskUnsignedShort(9000));
-    ASSERT_NE(created("59.6.0.0", list), "");
-  }
-
-  void restart() {
-    executor.emplace(&store, &registrations, &router, &counters,
-                     RequestLimits{kLongestAnswer, budget});
-  }
-
-  std::size_t objects() {
-    return texts(*search("59.200", newList())->list).size();
-  }
-
-  // The value of 59.200.1 in 59.200.0.1.
-  std::string value() { return texts(*get("59.200.0.1")->list).at(0); }
-
-  RequestExecutor::Time now = std::chrono::steady_clock::now();
-  std::uint16_t nextMessage = 0;
-  Counters counters;
-  std::chrono::milliseconds budget{10000};
-  std::optional<RequestExecutor> executor;
-};
 
 TEST_F(RequestExecutorTest, ARequestThatIsSentAgainIsExecutedOnce) {
   const std::string first = handle(createRequest(1));
@@ -447,68 +346,6 @@ TEST_F(RequestExecutorTest, ABatchEndsBeforeItHoldsTooMuch) {
   EXPECT_THAT(answers(), SizeIs(16));
 }
 
-// A policy that tells everything apart: 192.0.2.0/24 may read, 127.0.0.0/8 may
-// change in the name of one principal.
-class PolicedTest : public RequestExecutorTest {
- protected:
-  PolicedTest() {
-    Policy policy = Policy::writers({"59.110.1.1000"});
-    policy.allow({*parseNetwork("192.0.2.0/24")});
-    policy.allowWrite({*parseNetwork("127.0.0.0/8")});
-    policed.emplace(&stored, &registrations, policy);
-    executor.emplace(&store, &registrations, &*policed, &counters,
-                     RequestLimits{kLongestAnswer, budget});
-  }
-  static std::string createBy(const char* principal) {
-    veskOid oid("59.200.0.0");
-    veskCreatePDU request(oid, newList());
-    request.principal.set(principal);
-    const std::string bytes = *encoded(request);
-    request.clear();
-    return bytes;
-  }
-  std::optional<RequestRouter> policed;
-};
-
-TEST_F(PolicedTest, WhoMayNotReadIsNotAnswered) {
-  const sockaddr_in stranger = addressOf("198.51.100.1", 4000);
-  EXPECT_EQ(handle(verifyRequest(1, "59.200.0.1"), stranger), "");
-  EXPECT_EQ(counters.value(Counter::kReadingRefused), 1U);
-  EXPECT_NE(handle(verifyRequest(1, "59.200.0.1"), remote()), "");
-  EXPECT_NE(handle(verifyRequest(1, "59.200.0.1"), local()), "");
-}
-
-TEST_F(PolicedTest, WhoMayNotChangeIsToldSo) {
-  const auto code = [&](const char* principal, const sockaddr_in& from) {
-    return codes({handle(createBy(principal), from)})[0];
-  };
-  EXPECT_EQ(code("59.110.1.1000", remote()), kPermissionDenied);
-  EXPECT_EQ(code("59.110.1.1001", local()), kPermissionDenied);
-  EXPECT_EQ(counters.value(Counter::kChangesRefused), 2U);
-  EXPECT_EQ(code("59.110.1.1000", local()), 0);
-  EXPECT_FALSE(executor->inBatch());
-}
-
-// The log leaves out lines that other tests wrote a moment ago.
-TEST_F(PolicedTest, ARefusalIsLoggedOnceInTenSecondsForEachAddress) {
-  testing::internal::CaptureStderr();
-  handle(createBy("59.110.1.2001"));
-  handle(createBy("59.110.1.2002"));
-  handle(createBy("59.110.1.2000"), remote());
-  now += 10s;
-  handle(createBy("59.110.1.2003"));
-  handle(verifyRequest(1, "59.200.0.1"), addressOf("198.51.100.1", 4001));
-  const std::string log = testing::internal::GetCapturedStderr();
-  EXPECT_THAT(log, HasSubstr("refused create 59.200.0.0 by 127.0.0.1:4000 as "
-                             "59.110.1.2001: 5(Permission Denied)\n"));
-  EXPECT_THAT(log, Not(HasSubstr("59.110.1.2002")));
-  EXPECT_THAT(log, HasSubstr("by 192.0.2.7:4000 as 59.110.1.2000: 5"));
-  EXPECT_THAT(log, HasSubstr("as 59.110.1.2003: 5(Permission Denied) "
-                             "(1 more before)\n"));
-  EXPECT_THAT(log, HasSubstr("refused verify 59.200.0.1 by 198.51.100.1:4001 "
-                             "as Invalid: dropped\n"));
-}
-
 class MemoryTest : public RequestExecutorTest {
  protected:
   // Writes, and then has no memory left.
@@ -593,143 +430,6 @@ TEST(RefusalBytes, TellAnUndecodedRequestByItsFirstBytes) {
   for (std::size_t i = 0; i < 6; ++i)
     EXPECT_EQ(refusalBytes(request.substr(0, i), kInternalError), "") << i;
   EXPECT_EQ(refusalBytes("\x29" + request.substr(1), kInternalError), "");
-}
-
-class SearchesTest : public RequestExecutorTest {
- protected:
-  // Takes a moment for each object that is looked at.
-  class Slow : public ObjectManager {
-   public:
-    std::vector<veskOid> classes() override { return {veskOid("59.300")}; }
-    int list(veskOid&, veskList* oids) override {
-      for (unsigned i = 1; i <= count; ++i) {
-        auto* oid = new veskOid("59.300.0.0");
-        oid->component[3] = i;
-        oids->append(oid);
-      }
-      return 0;
-    }
-    int read(veskOid&, veskList*) override {
-      if (noMemory) throw std::bad_alloc();
-      const auto end = std::chrono::steady_clock::now() + 1ms;
-      while (std::chrono::steady_clock::now() < end) {
-      }
-      return 0;
-    }
-    unsigned count = 20;
-    bool noMemory = false;
-  };
-  SearchesTest() { router.add(&slow); }
-
-  // One that finds nothing in the slow class.
-  static std::string slowSearch(unsigned id) {
-    return searchRequest(id, "59.300",
-                         condition(newList(), "59.300.1", nullptr, 7));
-  }
-  static std::string searchRequest(unsigned id, const char* where,
-                                   veskList* conditions) {
-    veskOid oid(where);
-    veskSearchPDU request(oid, conditions, 1U);
-    request.requestId.value = id;
-    const std::string bytes = *encoded(request);
-    request.clear();
-    return bytes;
-  }
-  // A turn of so many milliseconds.
-  bool work(int milliseconds) {
-    return executor->work(std::chrono::steady_clock::now() +
-                          std::chrono::milliseconds(milliseconds));
-  }
-  static std::vector<std::string> found(const std::string& answer) {
-    return texts(*dynamic_cast<veskSearchRespPDU&>(*decoded(answer)).list);
-  }
-
-  Slow slow;
-};
-
-TEST_F(SearchesTest, AnAnswerIsWhatTheWholePDUEncodes) {
-  for (unsigned i = 1; i <= 3; ++i) handle(createRequest(i));
-  for (const char* where : {"59.200", "59.400", "59.200.0.2", "0.0.0.0"}) {
-    slow.count = 1;
-    const std::string bytes = searchRequest(9, where, newList());
-    const auto request = decoded(bytes);
-    auto& pdu = dynamic_cast<veskSearchPDU&>(*request);
-    const auto whole = router.answer(*kindOf(pdu), pdu, local());
-    EXPECT_EQ(handle(bytes), encoded(*whole)) << where;
-  }
-}
-
-TEST_F(SearchesTest, OthersAreAnsweredWhileASearchGoesOn) {
-  begin(slowSearch(1));
-  EXPECT_TRUE(work(5));
-  begin(verifyRequest(2, "59.200.0.1"));
-  EXPECT_THAT(codes(answers()), ElementsAre(kNoSuchName));
-  EXPECT_TRUE(work(5));
-  EXPECT_FALSE(work(1000));
-  EXPECT_THAT(codes(answers()), ElementsAre(0));
-}
-
-TEST_F(SearchesTest, AShortSearchDoesNotWaitForLongOnes) {
-  begin(slowSearch(1));
-  begin(slowSearch(2));
-  EXPECT_TRUE(work(2));
-  begin(searchRequest(3, "59.200", newList()));
-  EXPECT_TRUE(work(2));
-  EXPECT_THAT(answers(), SizeIs(1));
-}
-
-TEST_F(SearchesTest, ASearchThatIsAskedAgainIsAnsweredOnce) {
-  begin(slowSearch(1), 7);
-  EXPECT_TRUE(work(2));
-  begin(slowSearch(1), 8);
-  EXPECT_FALSE(work(1000));
-  EXPECT_THAT(answers(), SizeIs(1));
-  EXPECT_EQ(counters.value(Counter::kRepeats), 1U);
-}
-
-TEST_F(SearchesTest, ASearchBeyondItsBudgetIsGivenUp) {
-  budget = 3ms;
-  restart();
-  begin(slowSearch(1));
-  while (work(1)) {
-  }
-  EXPECT_THAT(codes(answers()), ElementsAre(kInternalError));
-  EXPECT_EQ(counters.value(Counter::kOutOfTime), 1U);
-}
-
-TEST_F(SearchesTest, ASearchWithoutMemoryCostsNoOther) {
-  slow.noMemory = true;
-  handle(createRequest(1));
-  begin(slowSearch(2));
-  begin(searchRequest(3, "59.200", newList()));
-  EXPECT_THAT(codes(finish()), UnorderedElementsAre(kInternalError, 0));
-  EXPECT_EQ(counters.value(Counter::kOutOfMemory), 1U);
-}
-
-TEST_F(SearchesTest, SearchesUnderWayAreBounded) {
-  for (unsigned i = 0; i < Searches::kMostOfOne + 1; ++i) begin(slowSearch(i));
-  EXPECT_EQ(counters.value(Counter::kOverRate), 1U);
-  for (unsigned i = 0; i < Searches::kMostOfOne + 1; ++i)
-    begin(slowSearch(i), 0, remote());
-  EXPECT_EQ(counters.value(Counter::kOverRate), 2U);
-  begin(slowSearch(1), 0, addressOf("192.0.2.8", 4000));
-  EXPECT_EQ(counters.value(Counter::kOverRate), 3U);
-}
-
-TEST_F(SearchesTest, ASearchThatFindsMoreThanAnAnswerHoldsIsGivenUp) {
-  slow.count = 1000;
-  begin(searchRequest(1, "59.300", newList()));
-  EXPECT_THAT(codes(finish()), ElementsAre(kInternalError));
-}
-
-TEST_F(SearchesTest, ASearchSeesEachObjectAsItIsWhenItComesToIt) {
-  for (unsigned i = 1; i <= 3; ++i) handle(createRequest(i));
-  begin(searchRequest(9, "59.200", newList()));
-  EXPECT_EQ(remove("59.200.0.2"), 0);
-  EXPECT_FALSE(work(1000));
-  const auto answer = answers();
-  ASSERT_THAT(answer, SizeIs(1));
-  EXPECT_THAT(found(answer[0]), ElementsAre("59.200.0.1", "59.200.0.3"));
 }
 
 TEST(AnswerCacheTest, DropsTheOldestBeyondItsBound) {

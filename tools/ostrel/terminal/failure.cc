@@ -46,6 +46,9 @@ constexpr Hint kHints[] = {
      "The server could not read or write a message: --trace shows what was "
      "sent."},
     {kAddressError, "The server cannot use an address that it was given."},
+    {kTooManyResults,
+     "There are more results than an answer holds: narrow the conditions, or "
+     "let ostrel walk ask for them in pages."},
     {kInternalError, "The server failed: its log may tell why."},
 };
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 #include <utility>
 
 #include "objects/attributes.h"
@@ -12,12 +13,6 @@
 
 namespace ostrel::tools::server {
 namespace {
-
-unsigned operatorOf(veskAttribute& condition) {
-  auto* operation = dynamic_cast<veskAttributeValueOp*>(&condition);
-  if (operation == nullptr) return kOperatorEquals;
-  return static_cast<unsigned char>(operation->op.value);
-}
 
 bool fulfils(veskType& value, unsigned operation, veskType& given) {
   if (operation == kOperatorContains) return containsValue(value, given);
@@ -41,8 +36,10 @@ bool fulfils(veskType& value, unsigned operation, veskType& given) {
 }
 
 int checkCondition(veskAttribute* condition) {
-  if (condition == nullptr || condition->id.valid == 0) return kAidFormat;
+  if (condition == nullptr) return kAidFormat;
   const unsigned operation = operatorOf(*condition);
+  if (isOfPage(operation)) return checkOfPage(*condition);
+  if (condition->id.valid == 0) return kAidFormat;
   if (operation < kOperatorEquals || operation > kOperatorContains)
     return kBadValue;
   return operation != kOperatorPresent && condition->value == nullptr
@@ -68,7 +65,7 @@ bool matches(veskList& attributes, veskList& conditions) {
 }
 
 // More are no use: going over all objects of the class in turns is as quick as
-// reading them one by one. With few, no other condition has to be asked about.
+// reading them one by one. With few, no other condition has to be looked about.
 constexpr std::size_t kMostCandidates = 2048;
 constexpr std::size_t kFewCandidates = 32;
 
@@ -82,23 +79,48 @@ bool isOver(Search::Time deadline) {
 }  // namespace
 
 int checkConditions(veskList& conditions, veskList* errors) {
+  std::set<unsigned> ofPage;
   return checkEach<veskAttribute>(
-      conditions, errors, [](unsigned i, veskAttribute* condition) {
-        return i < kMostConditions ? checkCondition(condition) : kBadValue;
+      conditions, errors, [&](unsigned i, veskAttribute* condition) {
+        if (i >= kMostConditions) return kBadValue;
+        const int code = checkCondition(condition);
+        if (code != kNoError || !isOfPage(operatorOf(*condition))) return code;
+        const bool first = ofPage.insert(operatorOf(*condition)).second;
+        return first ? kNoError : kBadValue;
       });
 }
 
 Search::Search(Places* places, const veskOid& where, veskList& conditions,
                Sink sink)
     : places_(places),
-      conditions_(conditions),
+      page_(conditions),
       sink_(std::move(sink)),
       place_(where),
       after_(where) {
+  for (auto* condition : Elements<veskAttribute>(conditions))
+    if (!isOfPage(operatorOf(*condition))) conditions_.append(condition);
+  begin();
+}
+
+// Goes to where the page begins.
+void Search::begin() {
   veskOid everything(kEverything);
   everywhere_ = place_ == everything;
-  if (everywhere_) goToNextPlace();
-  if (!isClass(place_)) candidates_ = {place_};
+  veskOid after = page_.after.value_or(everything);
+  if (page_.limit == 0U) {
+    done_ = true;
+  } else if (!isClass(place_)) {
+    candidates_ = {place_};
+    done_ = page_.after && compareValues(place_, after) != Order::kGreater;
+  } else if (everywhere_) {
+    place_ = classOf(after);
+    after_ = after;
+    if (place_ == everything) goToNextPlace();
+  } else if (compareValues(after, place_) == Order::kGreater) {
+    after_ = after;
+    veskOid classOid = classOf(after);
+    done_ = !(classOid == place_);
+  }
 }
 
 bool Search::step(Time deadline) {
@@ -133,6 +155,7 @@ bool Search::finishPlace(Time deadline) {
   candidates_.emplace();
   for (auto* oid : Elements<veskOid>(all))
     if (oid != nullptr) candidates_->push_back(*oid);
+  next_ = firstCandidate();
   return false;
 }
 
@@ -147,17 +170,30 @@ void Search::plan(ObjectManager& manager, Time deadline) {
         manager.candidates(place_, *condition, operatorOf(*condition), most);
     if (fewer) candidates_ = std::move(fewer);
     const bool few = candidates_ && candidates_->size() <= kFewCandidates;
-    if (few || isOver(deadline)) return;
+    if (few || isOver(deadline)) break;
   }
+  if (candidates_) next_ = firstCandidate();
+}
+
+// The first of them that the page may have.
+std::size_t Search::firstCandidate() {
+  const auto first =
+      std::find_if(candidates_->begin(), candidates_->end(), [&](veskOid& oid) {
+        return compareValues(oid, after_) == Order::kGreater;
+      });
+  return static_cast<std::size_t>(first - candidates_->begin());
 }
 
 bool Search::list(ObjectManager& manager, Time deadline) {
+  bool looked = false;
   for (;;) {
     OwnedList page;
     code_ = manager.listPage(place_, after_, kPage, &page);
     if (code_ != kNoError) done_ = true;
     for (auto* oid : Elements<veskOid>(page)) {
       if (done_ || oid == nullptr) continue;
+      if (isOver(deadline) && looked) return false;
+      looked = true;
       after_ = *oid;
       found(*oid);
     }

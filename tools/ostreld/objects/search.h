@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "objects/manager.h"
+#include "objects/page.h"
 
 namespace ostrel::tools::server {
 
@@ -17,8 +18,9 @@ namespace ostrel::tools::server {
 constexpr unsigned kMostConditions = 64;
 
 // Checks the conditions of a search: attributes with an identifier, a known
-// code and, but for "is there", a value. Returns 0, or -1 with an entry of
-// `errors` for each that is not so; those beyond kMostConditions are not.
+// code and, but for "is there", a value; and those of a page, each code once.
+// Returns 0, or -1 with an entry of `errors` for each that is not so; those
+// beyond kMostConditions are not.
 int checkConditions(veskList& conditions, veskList* errors);
 
 // Who serves what.
@@ -42,7 +44,8 @@ class Search {
   using Sink = std::function<bool(veskOid& oid)>;
 
   // Goes over the objects of a class, those of all classes for 0.0.0.0, or one
-  // object. The conditions were checked; they and the places have to outlive
+  // object; where a page is asked for, from its first on. The sink sees to its
+  // limit. The conditions were checked; they and the places have to outlive
   // this object.
   Search(Places* places, const veskOid& where, veskList& conditions, Sink sink);
 
@@ -50,10 +53,14 @@ class Search {
   // is more to do. Throws StoreError.
   bool step(Time deadline);
 
+  // What is asked for besides conditions.
+  Page& page() { return page_; }
+
   // Why it ended: 0, or what a manager said.
   int code() const { return code_; }
 
  private:
+  void begin();
   bool finishPlace(Time deadline);
   void plan(ObjectManager& manager, Time deadline);
   bool list(ObjectManager& manager, Time deadline);
@@ -61,12 +68,14 @@ class Search {
   bool readEach(ObjectManager& manager, Time deadline);
   void goToNextPlace();
   bool meetsOthers(ObjectManager& manager, veskOid& oid);
+  std::size_t firstCandidate();
   void found(veskOid& oid);
 
   Places* places_;
-  veskList& conditions_;
+  Page page_;
+  veskList conditions_;  // those of objects; they stay the request's
   Sink sink_;
-  bool everywhere_;
+  bool everywhere_ = false;
   bool planned_ = false;  // the present class
   bool done_ = false;
   int code_ = 0;

@@ -33,7 +33,10 @@ std::string tooLongBytes(const RequestKind& kind, veskPDU& request,
                          std::size_t longest) {
   log(Level::kWarning, "an answer of more than " + std::to_string(longest) +
                            " bytes was replaced by an error");
-  return refusalBytes(kind, request.requestId.value, kInternalError);
+  const bool search = dynamic_cast<veskSearchPDU*>(&request) != nullptr ||
+                      dynamic_cast<veskDSsearchPDU*>(&request) != nullptr;
+  return refusalBytes(kind, request.requestId.value,
+                      search ? kTooManyResults : kInternalError);
 }
 
 }  // namespace ostrel::tools::server

@@ -19,8 +19,8 @@ std::string refusalBytes(const RequestKind& kind, std::uint32_t requestId,
 // in its bytes. "" when they do not tell.
 std::string refusalBytes(std::string_view request, int code);
 
-// What is sent instead of an answer of more than `longest` bytes: error 255.
-// Logs it.
+// What is sent instead of an answer of more than `longest` bytes: error 255, or
+// for a search 100. Logs it.
 std::string tooLongBytes(const RequestKind& kind, veskPDU& request,
                          std::size_t longest);
 

@@ -9,9 +9,11 @@
 #include <unordered_set>
 #include <utility>
 
+#include "common/encoding.h"
 #include "common/printed.h"
 #include "objects/attributes.h"
 #include "objects/search.h"
+#include "requests/search_answer.h"
 #include "support/value_order.h"
 
 namespace ostrel::tools::server {
@@ -241,13 +243,18 @@ std::unique_ptr<Search> RequestRouter::begin(veskSearchPDU& request,
 
 int RequestRouter::search(const Asker&, veskSearchPDU& request,
                           veskSearchRespPDU& answer) {
-  const auto search = begin(request, &answer, [&](veskOid& oid) {
-    answer.list->append(new veskOid(oid));
-    return true;
-  });
+  SearchAnswer found(this, &answer, kLongestMessage);
+  const auto search =
+      begin(request, &answer, [&](veskOid& oid) { return found.add(oid); });
   if (search == nullptr) return answer.status.value;
+  found.begin(&search->page());
   while (search->step(Search::Time::max())) {
   }
+  const Owned<veskType> whole = decoded(found.finish());
+  auto* results = dynamic_cast<veskSearchRespPDU*>(whole.get());
+  if (results == nullptr) return kTooManyResults;
+  appendAll(answer.list, *results->list);
+  results->list->clear(0);
   return search->code();
 }
 

@@ -9,6 +9,7 @@
 #include "common/addresses.h"
 #include "common/encoding.h"
 #include "requests/answer_bytes.h"
+#include "requests/search_answer.h"
 #include "support/log.h"
 
 namespace ostrel::tools::server {
@@ -16,61 +17,23 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// The most that an identifier takes.
-constexpr unsigned kOidBytes = 22;
-
-// An answer whose list of results, its last member, grows while the search goes
-// on.
-class GrowingAnswer {
- public:
-  explicit GrowingAnswer(std::size_t longest) : longest_(longest) {}
-
-  // Whether there may be more.
-  bool append(veskOid& oid) {
-    char bytes[kOidBytes];
-    results_.append(bytes, oid.encode(bytes, kOidBytes));
-    count_++;
-    return results_.size() <= longest_;
-  }
-
-  std::size_t size() const { return results_.size(); }
-
-  // The answer with the results in place of its empty list; "" when that is too
-  // long.
-  std::string finish(veskSearchRespPDU& answer) {
-    veskList none;
-    auto bytes = encoded(answer, longest_);
-    if (!bytes || count_ == 0) return bytes.value_or("");
-    bytes->resize(bytes->size() - encoded(none)->size());
-    veskUnsignedInt count(count_);
-    *bytes += static_cast<char>(none.tag);
-    *bytes += *encoded(count);
-    *bytes += results_;
-    return bytes->size() <= longest_ ? *bytes : "";
-  }
-
- private:
-  std::size_t longest_;
-  std::string results_;
-  std::uint32_t count_ = 0;
-};
-
 }  // namespace
 
 struct Searches::UnderWay {
-  UnderWay(Message&& asked, Owned<veskSearchPDU> pdu, std::size_t longest)
+  UnderWay(Message&& asked, Owned<veskSearchPDU> pdu, Places* places,
+           std::size_t longest)
       : message(std::move(asked)),
         request(std::move(pdu)),
         kind(kindOf(*request)),
-        found(longest) {
+        found(places, answer.get(), longest) {
     answer->requestId = request->requestId;
   }
 
   Message message;
   Owned<veskSearchPDU> request;
   const RequestKind* kind;
-  GrowingAnswer found;
   Owned<veskSearchRespPDU> answer = make<veskSearchRespPDU>();
+  SearchAnswer found;
   std::unique_ptr<Search> search;
   Time::duration used{};
   std::string refusal;
@@ -107,11 +70,11 @@ void Searches::add(Message&& message, Owned<veskSearchPDU> request) {
     return;
   }
   auto added = std::make_unique<UnderWay>(
-      std::move(message), std::move(request), limits_.longestAnswer);
-  GrowingAnswer& found = added->found;
-  added->search =
-      router_->begin(*added->request, added->answer.get(),
-                     [&](veskOid& oid) { return found.append(oid); });
+      std::move(message), std::move(request), router_, limits_.longestAnswer);
+  SearchAnswer& found = added->found;
+  added->search = router_->begin(*added->request, added->answer.get(),
+                                 [&](veskOid& oid) { return found.add(oid); });
+  if (added->search != nullptr) found.begin(&added->search->page());
   underWay_.push_front(std::move(added));
 }
 
@@ -148,7 +111,7 @@ bool Searches::step(UnderWay* each, Time until) {
     log(Level::kError, error.what());
     return refuse(Counter::kStoreErrors, kDatabaseError);
   } catch (const std::bad_alloc&) {
-    each->found = GrowingAnswer(0);
+    each->found.clear();
     log(Level::kError, "no memory for a search");
     return refuse(Counter::kOutOfMemory, kInternalError);
   }
@@ -161,7 +124,7 @@ bool Searches::step(UnderWay* each, Time until) {
 
 std::string Searches::finish(UnderWay* each) {
   if (!each->refusal.empty()) return std::move(each->refusal);
-  std::string bytes = each->found.finish(*each->answer);
+  std::string bytes = each->found.finish();
   return bytes.empty()
              ? tooLongBytes(*each->kind, *each->request, limits_.longestAnswer)
              : bytes;
