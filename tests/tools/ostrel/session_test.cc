@@ -238,12 +238,12 @@ TEST_F(SessionTest, ShowsWhatADryRunWouldSend) {
 }
 
 TEST_F(SessionTest, AsksThisHostUnlessTold) {
-  EXPECT_EQ(addressText(session().server()), "127.0.0.1");
+  EXPECT_EQ(session().server().text(), "127.0.0.1:5135");
 }
 
 TEST_F(SessionTest, AsksTheServerThatIsNamed) {
   settings.server = "127.0.0.9";
-  EXPECT_EQ(addressText(session().server()), "127.0.0.9");
+  EXPECT_EQ(session().server().text(), "127.0.0.9:5135");
   EXPECT_EQ(session().serverName(), "127.0.0.9");
 }
 
@@ -254,6 +254,57 @@ TEST_F(SessionTest, AsksAtThePortThatIsNamed) {
   veskVerifyPDU request(oid);
   EXPECT_NE(session().ask<veskVerifyRespPDU>(request), nullptr);
   EXPECT_EQ(session().serverName(), settings.server);
+}
+
+TEST_F(SessionTest, LeavesTimesThatNobodyGaveToTheClient) {
+  const RequestOptions options = session().requestOptions();
+  EXPECT_EQ(options.firstWait, Millis(0));
+  EXPECT_EQ(options.transmissions, 0);
+}
+
+TEST_F(SessionTest, HandsTimesThatAreGivenToTheClient) {
+  settings.timeout = 5;
+  const RequestOptions options = session().requestOptions();
+  EXPECT_EQ(options.firstWait, Millis(5000));
+  EXPECT_EQ(options.transmissions, 3);
+}
+
+TEST_F(SessionTest, HandsThePrincipalToTheClient) {
+  const auto none = session().requestOptions().principal;
+  ASSERT_TRUE(none.has_value());
+  EXPECT_FALSE(none->valid());
+}
+
+TEST_F(SessionTest, HandsThePrincipalThatIsGivenToTheClient) {
+  settings.principal = "59.110.1.5";
+  EXPECT_EQ(session().requestOptions().principal, Oid("59.110.1.5"));
+}
+
+TEST_F(SessionTest, DrivesTheClientUntilItIsDone) {
+  Peer peer([](veskPDU&) { return make<veskVerifyRespPDU>(0); });
+  settings.server = "127.0.0.1:" + std::to_string(peer.port());
+  bool there = false;
+  session().client().verify(
+      session().server(), "59.200.0.1",
+      [&](const Result<Done>& done) { there = static_cast<bool>(done); },
+      session().requestOptions());
+  session().drive([] { return false; });
+  EXPECT_TRUE(there);
+}
+
+TEST_F(SessionTest, StopsTheClientWhenASignalComes) {
+  Peer peer(nothing);
+  settings.server = "127.0.0.1:" + std::to_string(peer.port());
+  session().client().verify(session().server(), "59.200.0.1", {},
+                            session().requestOptions());
+  std::raise(SIGINT);
+  try {
+    session().drive([] { return false; });
+    FAIL() << "nothing ended it";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit, kInterrupted);
+  }
+  forgetSignals();
 }
 
 TEST_F(SessionTest, KnowsTheDirectoryThatIsNamed) {

@@ -132,9 +132,10 @@ class Watch {
 };
 
 void Watch::open() {
-  deliverTo_ = arguments_.deliverTo.empty()
-                   ? localAddressTowards(session_.server())
-                   : resolve(arguments_.deliverTo, session_.output());
+  deliverTo_ =
+      arguments_.deliverTo.empty()
+          ? localAddressTowards(session_.server().socketAddress().sin_addr)
+          : resolve(arguments_.deliverTo, session_.output());
   if (session_.output().settings().dryRun) return;
   socket_ = events_.open(0);
   sockaddr_in address = {};
@@ -178,7 +179,8 @@ Exit Watch::reportItems(const std::string& subject, veskRespPDU& response,
 
 bool Watch::registerFor(veskAid& event, veskOid* oid) {
   const Owned<veskList> list(new veskList);
-  veskAddress server(session_.server()), host(deliverTo_);
+  veskAddress server(session_.server().socketAddress().sin_addr),
+      host(deliverTo_);
   veskUnsignedShort port(port_);
   veskAppendAttr(list.get(), kHostAddress, &server);
   veskAppendAttr(list.get(), kRegistrationObject, &oid_);
@@ -382,8 +384,10 @@ Exit Watch::run() {
       session_.output().note("ostrel: so is the port for events, 0 here");
       return kDone;
     }
-    session_.output().note("ostrel: watching " + oidText(oid_) + " at " +
-                           addressText(session_.server()) + "; Ctrl-C ends it");
+    session_.output().note(
+        "ostrel: watching " + oidText(oid_) + " at " +
+        addressText(session_.server().socketAddress().sin_addr) +
+        "; Ctrl-C ends it");
     verifiedAt_ = std::chrono::steady_clock::now();
     verifiedTime_ = timeNow();
     watch();

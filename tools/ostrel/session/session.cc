@@ -1,11 +1,14 @@
 #include "session/session.h"
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 
 #include "common/addresses.h"
 #include "format/value_text.h"
 #include "session/host_lookup.h"
 #include "session/principal.h"
+#include "session/waiting.h"
 #include "terminal/signals.h"
 
 namespace ostrel::tools::cli {
@@ -22,6 +25,35 @@ const sockaddr_in& Session::objectServer() {
                            : lookUp(name, kObjectServerPort);
   }
   return *server_;
+}
+
+Client& Session::client() {
+  if (client_ == nullptr) client_ = std::make_unique<Client>();
+  return *client_;
+}
+
+RequestOptions Session::requestOptions() {
+  const Settings& settings = output_.settings();
+  RequestOptions options;
+  options.principal = Oid(principal(objectServer()));
+  // These are the client's own, which it shortens for servers that answer.
+  if (settings.timeout == kUsualTimeout && settings.retries == kUsualRetries)
+    return options;
+  options.firstWait = std::chrono::seconds(settings.timeout);
+  options.transmissions = settings.retries + 1;
+  return options;
+}
+
+void Session::drive(const std::function<bool()>& done) {
+  Client& asked = client();
+  const int descriptor = asked.descriptor();
+  if (descriptor < 0)
+    throw Failure(kSetup, std::string("cannot wait for answers: ") +
+                              std::strerror(errno));
+  while (!done() && asked.outstanding() != 0) {
+    asked.process();
+    if (!done() && asked.outstanding() != 0) waitFor(descriptor);
+  }
 }
 
 std::string Session::serverName() {

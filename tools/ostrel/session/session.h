@@ -5,11 +5,13 @@
 #define OSTREL_TOOLS_OSTREL_SESSION_SESSION_H
 
 #include <netinet/in.h>
+#include <ostrel/client.h>
 #include <ostrel/codes.h>
 #include <ostrel/veskPDU.h>
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -27,13 +29,24 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   // The object server that is asked: --server, or this host.
-  in_addr server() { return objectServer().sin_addr; }
+  Endpoint server() { return Endpoint(objectServer()); }
 
   // The same for people, with the port where that is not the usual one.
   std::string serverName();
 
   // The directory server that is asked; nothing when it has to be found.
   std::optional<sockaddr_in> directory();
+
+  // What asks many things at once; made at the first call.
+  Client& client();
+
+  // How long its requests wait, and in whose name they are made. Looks the
+  // user's principal up at the first call, and throws Failure as that does.
+  RequestOptions requestOptions();
+
+  // Lets the client work until `done` is true, or nothing is outstanding.
+  // Throws Failure when a signal came, and what handlers throw.
+  void drive(const std::function<bool()>& done);
 
   // Sends a request to an object server and waits for its answer, which is a
   // Response. With --dry-run shows the request instead and returns null.
@@ -73,6 +86,7 @@ class Session {
   bool announcedDryRun_ = false;
   std::optional<sockaddr_in> server_;
   std::optional<veskOid> principal_;
+  std::unique_ptr<Client> client_;
 };
 
 }  // namespace ostrel::tools::cli

@@ -7,12 +7,16 @@
 
 namespace ostrel::tools::cli {
 
+// What the times are when nobody gives them.
+constexpr long kUsualTimeout = 3;
+constexpr int kUsualRetries = 2;
+
 struct Settings {
-  std::string server;     // HOST or HOST:PORT; empty: this host
-  std::string directory;  // the same; empty: it is found by multicast
-  std::string principal;  // an identifier or "none"; empty: look it up
-  long timeout = 3;       // seconds until a request is sent again
-  int retries = 2;        // how often it is sent again
+  std::string server;            // HOST or HOST:PORT; empty: this host
+  std::string directory;         // the same; empty: it is found by multicast
+  std::string principal;         // an identifier or "none"; empty: look it up
+  long timeout = kUsualTimeout;  // seconds until a request is sent again
+  int retries = kUsualRetries;   // how often it is sent again
   bool dryRun = false;
   bool json = false;
   bool quiet = false;
