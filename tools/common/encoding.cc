@@ -68,7 +68,6 @@ Owned<veskType> decoded(std::string_view bytes) {
 }
 
 Owned<veskType> decodedCanonically(std::string_view bytes) {
-  if (!valuesIn(bytes)) return nullptr;
   std::string copy(bytes);
   copy.resize(
       canonicalizeValue(copy.data(), static_cast<unsigned>(copy.size())));

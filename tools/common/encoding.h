@@ -40,6 +40,7 @@ Decoding decode(std::string_view bytes);
 Owned<veskType> decoded(std::string_view bytes);
 
 // The same with every member's tag as it belongs there, whatever arrived.
+// valuesIn() has to have accepted the bytes.
 Owned<veskType> decodedCanonically(std::string_view bytes);
 
 // A PDU of the class whose encoding the bytes are, with the header that stands

@@ -34,7 +34,8 @@ class ObjectManager {
  public:
   virtual ~ObjectManager() = default;
 
-  // The classes that it has objects of, "59.1.0.0" for instance.
+  // The classes that it has objects of, "59.1.0.0" for instance. A server
+  // asks once, when the manager is added.
   virtual std::vector<veskOid> classes() = 0;
 
   // Appends the identifiers of all objects of a class, each a new veskOid, in

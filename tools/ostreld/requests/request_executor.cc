@@ -91,11 +91,14 @@ void RequestExecutor::take(Message& message, Time arrived) {
   // Nothing is made of the bytes before it is known what that would cost.
   const auto values = valuesIn(message.bytes);
   const bool tooMany = values.value_or(0) > limits_.mostValues;
-  Owned<veskType> value =
-      tooMany ? headerIn(message.bytes) : decodedCanonically(message.bytes);
+  Owned<veskType> value;
+  if (values) {
+    value =
+        tooMany ? headerIn(message.bytes) : decodedCanonically(message.bytes);
+  }
   auto* pdu = dynamic_cast<veskPDU*>(value.get());
   const RequestKind* kind = pdu == nullptr ? nullptr : kindOf(*pdu);
-  if (!values || kind == nullptr) {
+  if (kind == nullptr) {
     counters_->add(Counter::kMalformed);
     log(Level::kDebug, endpointText(message.from) + " sent what is no request");
     return;

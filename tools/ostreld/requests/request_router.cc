@@ -138,15 +138,14 @@ RequestRouter::RequestRouter(ObjectManager* fallback,
 
 void RequestRouter::add(ObjectManager* manager) {
   managers_.push_back(manager);
+  for (const veskOid& classOid : manager->classes())
+    served_.emplace_back(classOid, manager);
 }
 
 ObjectManager& RequestRouter::managerOf(const veskOid& oid) {
   veskOid classOid = classOf(oid);
-  for (ObjectManager* manager : managers_) {
-    for (veskOid& served : manager->classes()) {
-      if (served == classOid) return *manager;
-    }
-  }
+  for (auto& [served, manager] : served_)
+    if (served == classOid) return *manager;
   return *fallback_;
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/owned.h"
@@ -102,6 +103,7 @@ class RequestRouter : public Places {
   Registrations* registrations_;
   Policy policy_;
   std::vector<ObjectManager*> managers_;
+  std::vector<std::pair<veskOid, ObjectManager*>> served_;
 };
 
 }  // namespace ostrel::tools::server
