@@ -12,6 +12,9 @@
 # would make durable changes too fast). SECONDS_EACH is the length of a
 # measurement (1), TURNS how many a figure is the median of (5).
 
+# Several figures become several arguments of printf.
+# shellcheck disable=SC2046,SC2183
+
 set -eu
 export LC_ALL=C
 cd "$(dirname "$0")/.."
@@ -73,7 +76,8 @@ running=()
 stopAll() {
   local each
   for each in "${running[@]}"; do
-    kill "$each" 2>/dev/null && wait "$each" || true
+    kill "$each" 2>/dev/null || continue
+    wait "$each" || true
   done
   running=()
 }
@@ -86,7 +90,7 @@ start() {
   running+=("$started")
 }
 
-# until NAME COMMAND...: waits until it succeeds, for at most a minute.
+# waitFor NAME COMMAND...: waits until it succeeds, for at most a minute.
 waitFor() {
   local i
   for ((i = 0; i < 600; ++i)); do
@@ -231,7 +235,7 @@ peers() {
   peer ldap 16389 "$ldap" slapd get1:1 get10:1 get1:16 get10:16 set:1 set:16 \
     set:64
   stopAll
-  rm -rf "$work"/*
+  rm -rf "${work:?}"/*
 }
 
 # --- Changes together ---------------------------------------------------------
@@ -252,38 +256,51 @@ changes() {
   for many in 16 64; do
     printf '%12s %12s %12s %12.1f\n' "$many" $(medians <"$work/together.$many")
   done
-  rm -f "$work"/*
+  rm -f "${work:?}"/*
 }
 
 # --- Events -------------------------------------------------------------------
 
+# watch OUTSTANDING CHANGES: 1000 registrations with a new server, then changes.
+watch() {
+  serve watching 5135
+  "$load" fill 5135 1
+  "$load" watch 5135 1000 "$2" "$1"
+  stopAll
+  rm -f "$work"/*.db*
+}
+
 events() {
-  local turn many=100000
+  local turn none watched many=100000
+  printf '\nevents\n\n'
+  watch 1 1 >"$work/one"
+  watch 16 $((10 * turns + 1)) >"$work/many"
+  printf '1000 registrations, one after the other: %s ms; 16 outstanding: %s ms\n' \
+    "$(cut -d ' ' -f 1 "$work/one")" "$(cut -d ' ' -f 1 "$work/many")"
+  printf 'a change to 1000 watchers, from its answer to the last event: %s ms\n' \
+    "$(cut -d ' ' -f 2 "$work/many")"
   serve none 5135
-  local none=$started
+  none=$started
   serve watched 5137
+  watched=$started
   "$load" fill 5135 1000
   "$load" fill 5137 1000
-  "$load" watch 5135 1000 11 >"$work/watch"
-  printf '\nevents\n\n1000 registrations, one after the other: %s ms\n' \
-    "$(cut -d ' ' -f 1 "$work/watch")"
-  printf 'a change to 1000 watchers, until the last event is here: %s ms\n' \
-    "$(cut -d ' ' -f 2 "$work/watch")"
   # Of an object that is not there, so that no change is watched.
   "$load" register 5137 "$many" 5000
   for ((turn = 0; turn < turns; ++turn)); do
     echo "$(ask ostrel 5135 "$none" set 16 1000)" \
-      "$(ask ostrel 5137 "$started" set 16 1000)" |
+      "$(ask ostrel 5137 "$watched" set 16 1000)" |
       awk '{ print $2, $4, $4 / $2 }' >>"$work/unwatched"
   done
   stopAll
-  printf 'CPU us for a change that nobody watches: %s without registrations, %s with %s; ratio %.2f\n' \
-    $(medians <"$work/unwatched" | awk -v many="$many" '{ print $1, $2, many, $3 }')
-  rm -f "$work"/*
+  printf 'a change that nobody watches: %s us of CPU; with %s registrations %s; ratio %.2f\n' \
+    $(medians <"$work/unwatched" | awk -v many="$many" '{ print $1, many, $2, $3 }')
+  rm -f "${work:?}"/*
 }
 
 printf '%s, %s processors\n' \
   "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)" "$(nproc)"
+printf 'a write of 4 KiB to the disk: %s ms\n' "$("$load" disk "$work/disk")"
 for part in "${parts[@]}"; do
   case $part in
     requests | peers) for size in "${sizes[@]}"; do "$part" "$size"; done ;;

@@ -4,10 +4,13 @@
 //     and system, all threads) for each
 // server_load fill PORT OBJECTS
 //     makes objects in an object server
-// server_load watch PORT COUNT CHANGES
-//     registers so often for changes of one object, one request after the
-//     other, and changes it; prints the milliseconds of all registrations, and
-//     the median of those from sending a change until all its events are here
+// server_load watch PORT COUNT CHANGES OUTSTANDING
+//     registers so often for changes of one object, and changes it; prints the
+//     milliseconds of all registrations, and the median of those from the
+//     answer to a change until all its events are here
+// server_load disk FILE
+//     prints the median of the milliseconds that a write of 4 KiB takes until
+//     it is on the disk
 // server_load register PORT COUNT OBJECT
 //     registers so often for changes of an object, to a port where nobody
 //     listens
@@ -15,8 +18,10 @@
 //     prints the entries that an LDAP server is asked for
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -40,7 +45,7 @@ using server_load::Arrived;
 using server_load::Question;
 
 constexpr int kPatience = 20000;  // milliseconds until an answer is missed
-constexpr double kWarmUp = 0.2;   // seconds that are not measured
+constexpr double kWarmUp = 0.1;   // seconds that are not measured
 constexpr std::uint16_t kDiscardPort = 9;
 
 sockaddr_in loopback(std::uint16_t port) {
@@ -195,7 +200,29 @@ int registerMany(std::uint16_t port, long count, std::uint32_t object) {
   return 0;
 }
 
-int watch(std::uint16_t port, long count, int changes) {
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+int disk(const char* name) {
+  constexpr int kWrites = 200;
+  const int file = open(name, O_CREAT | O_TRUNC | O_WRONLY, S_IRUSR | S_IWUSR);
+  check(file >= 0, name);
+  const std::string page(4096, 'x');
+  std::vector<double> times;
+  for (int i = 0; i < kWrites; ++i) {
+    const auto start = Clock::now();
+    check(write(file, page.data(), page.size()) > 0, "write");
+    check(fdatasync(file) == 0, "fdatasync");
+    times.push_back(seconds(start) * 1e3);
+  }
+  close(file);
+  std::printf("%.2f\n", median(times));
+  return 0;
+}
+
+int watch(std::uint16_t port, long count, int changes, long outstanding) {
   const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in name = loopback(0);
   socklen_t length = sizeof name;
@@ -210,7 +237,7 @@ int watch(std::uint16_t port, long count, int changes) {
   const Question registration =
       server_load::registration(0, ntohs(name.sin_port));
   auto start = Clock::now();
-  Load(&connection, &registration, 0).run(1, [&](long asked) {
+  Load(&connection, &registration, 0).run(outstanding, [&](long asked) {
     return asked < count;
   });
   const double registered = seconds(start) * 1e3;
@@ -219,8 +246,8 @@ int watch(std::uint16_t port, long count, int changes) {
   Load load(&connection, &change, firstNumber());
   std::vector<double> times;
   for (int i = 0; i < changes; ++i) {
-    start = Clock::now();
     load.run(1, [](long asked) { return asked < 1; });
+    start = Clock::now();
     char bytes[2048];
     for (long events = 0; events < count; ++events) {
       pollfd ready = {receiver, POLLIN, 0};
@@ -231,8 +258,7 @@ int watch(std::uint16_t port, long count, int changes) {
     }
     times.push_back(seconds(start) * 1e3);
   }
-  std::sort(times.begin(), times.end());
-  std::printf("%.0f %.2f\n", registered, times[times.size() / 2]);
+  std::printf("%.0f %.2f\n", registered, median(times));
   close(receiver);
   return 0;
 }
@@ -246,8 +272,9 @@ int main(int argc, char** argv) {
   try {
     if (command == "ask" && argc == 9) return ask(argv + 2);
     if (command == "fill" && argc == 4) return fill(port(), number(3));
-    if (command == "watch" && argc == 5)
-      return watch(port(), number(3), static_cast<int>(number(4)));
+    if (command == "watch" && argc == 6)
+      return watch(port(), number(3), static_cast<int>(number(4)), number(5));
+    if (command == "disk" && argc == 3) return disk(argv[2]);
     if (command == "register" && argc == 5)
       return registerMany(port(), number(3),
                           static_cast<std::uint32_t>(number(4)));
