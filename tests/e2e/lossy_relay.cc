@@ -1,8 +1,11 @@
 // lossy_relay LOST
+// lossy_relay LOST% DOUBLED%
 //
-// Stands between the tool and an object server: takes requests at
-// 127.0.0.1:5135, hands them to 127.0.0.2:5135, and loses the first LOST
-// answers to each request, so that they are sent again.
+// Stands between clients and an object server: takes requests at
+// 127.0.0.1:5135 and hands them to 127.0.0.2:5135. With one number it serves
+// one client and loses the first LOST answers to each request, so that they are
+// sent again. With two it serves many, and loses and doubles so many in a
+// hundred datagrams, on both ways.
 
 #include <arpa/inet.h>
 #include <ostrel/codes.h>
@@ -10,10 +13,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <poll.h>
 
@@ -54,12 +61,65 @@ void sendTo(int socket, const sockaddr_in& to, const std::string& bytes) {
          reinterpret_cast<const sockaddr*>(&to), sizeof to);
 }
 
+// How often each datagram is handed on: not at all, once or twice.
+class Chance {
+ public:
+  Chance(int lost, int doubled) : lost_(lost), doubled_(doubled) {}
+
+  int times() {
+    if (draw() < lost_) return 0;
+    return draw() < doubled_ ? 2 : 1;
+  }
+
+ private:
+  int draw() { return std::uniform_int_distribution<int>(0, 99)(source_); }
+
+  int lost_;
+  int doubled_;
+  std::mt19937 source_{10};
+};
+
+// Each client has a socket toward the server, so that the server can tell them
+// apart, and answers find back.
+void relayMany(int front, Chance chance) {
+  const sockaddr_in server = endpoint("127.0.0.2", ostrel::kObjectServerPort);
+  std::map<std::pair<std::uint32_t, std::uint16_t>, std::size_t> known;
+  std::vector<sockaddr_in> clients(1);
+  std::vector<pollfd> ends = {{front, POLLIN, 0}};
+  while (true) {
+    poll(ends.data(), ends.size(), -1);
+    for (std::size_t i = ends.size() - 1; i > 0; --i) {
+      if (ends[i].revents == 0) continue;
+      sockaddr_in from = {};
+      const std::string answer = receive(ends[i].fd, &from);
+      for (int left = chance.times(); left > 0; --left)
+        sendTo(front, clients[i], answer);
+    }
+    if (ends[0].revents == 0) continue;
+    sockaddr_in from = {};
+    const std::string request = receive(front, &from);
+    const auto [client, isNew] =
+        known.try_emplace({from.sin_addr.s_addr, from.sin_port}, ends.size());
+    if (isNew) {
+      ends.push_back({openAt("127.0.0.1", 0), POLLIN, 0});
+      clients.push_back(from);
+    }
+    for (int left = chance.times(); left > 0; --left)
+      sendTo(ends[client->second].fd, server, request);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   signal(SIGTERM, end);
   const int lost = argc > 1 ? std::atoi(argv[1]) : 0;
   const int front = openAt("127.0.0.1", ostrel::kObjectServerPort);
+  if (argc > 2) {
+    std::puts("ready");
+    std::fflush(stdout);
+    relayMany(front, {lost, std::atoi(argv[2])});
+  }
   // One client at a time: what comes back goes to whoever asked last.
   const int back = openAt("127.0.0.1", 0);
   const sockaddr_in server = endpoint("127.0.0.2", ostrel::kObjectServerPort);
