@@ -53,9 +53,8 @@ void describe(const Departure& datagram, iovec (&parts)[2], msghdr* message) {
 }
 
 #if defined(SO_RXQ_OVFL)
-union Control {
-  char bytes[CMSG_SPACE(sizeof(std::uint32_t))];
-  cmsghdr align;
+struct Control {
+  alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(std::uint32_t))];
 };
 
 void readDrops(msghdr* message, std::uint32_t* dropped) {
@@ -67,7 +66,7 @@ void readDrops(msghdr* message, std::uint32_t* dropped) {
   }
 }
 #else
-union Control {
+struct Control {
   char bytes[1];
 };
 void readDrops(msghdr*, std::uint32_t*) {}
