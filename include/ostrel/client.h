@@ -34,6 +34,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -83,6 +84,26 @@ struct SearchOptions {
   // With these attributes, none: all; std::nullopt: identifiers alone.
   std::optional<std::vector<Aid>> wanted{};
   unsigned page = 500;  // objects in a page at most
+};
+
+// Identifiers of attributes: in braces, or a vector. In braces they are no
+// std::initializer_list, as g++ 12 cannot keep one across co_await.
+class Aids {
+ public:
+  Aids() noexcept = default;
+  Aids(std::vector<Aid> list) noexcept : list_(std::move(list)) {}
+  template <class... Each,
+            std::enable_if_t<(sizeof...(Each) > 0) &&
+                                 (std::is_convertible_v<Each, Aid> && ...),
+                             int> = 0>
+  Aids(Each&&... each) {
+    list_.reserve(sizeof...(each));
+    (list_.emplace_back(std::forward<Each>(each)), ...);
+  }
+  const std::vector<Aid>& list() const noexcept { return list_; }
+
+ private:
+  std::vector<Aid> list_;
 };
 
 // What a watch tells.
@@ -216,8 +237,7 @@ class OSTREL_API Client {
   //
   // An empty list of attributes asks for all. Where the server says that some
   // items failed, the result is a success, and itemErrors() says which.
-  Request<Attributes> get(const Endpoint& server, Oid oid,
-                          std::vector<Aid> wanted,
+  Request<Attributes> get(const Endpoint& server, Oid oid, Aids wanted,
                           Handler<Attributes> handler = {},
                           RequestOptions options = {});
   Request<Done> set(const Endpoint& server, Oid oid, Attributes attributes,

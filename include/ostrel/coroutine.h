@@ -18,9 +18,9 @@
 
 #include <ostrel/client.h>
 
-#if !defined(__cpp_impl_coroutine) && !defined(__cpp_coroutines)
-#error "ostrel/coroutine.h needs C++20"
-#endif
+// Before C++20 this header declares nothing.
+#if defined(__cpp_impl_coroutine) || \
+    (defined(__cpp_coroutines) && __cplusplus >= 202002L)
 
 // clang 14 has coroutines in C++20 without the macro that this header of
 // libstdc++ wants to see.
@@ -117,8 +117,8 @@ struct TaskPromise : TaskValue<T> {
     bool await_ready() noexcept { return false; }
     std::coroutine_handle<> await_suspend(
         std::coroutine_handle<TaskPromise> ended) noexcept {
-      const std::coroutine_handle<> waiting = ended.promise().waiting;
-      return waiting ? waiting : std::noop_coroutine();
+      const std::coroutine_handle<> next = ended.promise().waiting;
+      return next ? next : std::noop_coroutine();
     }
     void await_resume() noexcept {}
   };
@@ -247,5 +247,7 @@ T runUntil(Client& client, Task<T>& task) {
 }
 
 }  // namespace ostrel
+
+#endif  // coroutines
 
 #endif  // OSTREL_COROUTINE_H

@@ -92,13 +92,12 @@ Client::~Client() {
   }
 }
 
-Request<Attributes> Client::get(const Endpoint& server, Oid oid,
-                                std::vector<Aid> wanted,
+Request<Attributes> Client::get(const Endpoint& server, Oid oid, Aids wanted,
                                 Handler<Attributes> handler,
                                 RequestOptions options) {
   return state_->request(
       [&](Handler<Attributes> end) {
-        return getOf(server, oid, wanted, std::move(end));
+        return getOf(server, oid, wanted.list(), std::move(end));
       },
       std::move(handler), options);
 }
