@@ -847,6 +847,23 @@ TEST_F(AsyncSearch, GoesTheOldWayWithServersThatKnowNoPages) {
             hex(NOBODY "0A 01 01 3B 01 07 00 00" NONE "07 01 01"));
 }
 
+TEST_F(AsyncSearch, GoesTheOldWayWhenOnlyTheTermsOfPagesAreRefused) {
+  fake::Server server(kAddress, 5135);
+  server
+      .then("29" PARTIAL TWO
+            "1A 43 00 03 01 04"
+            "1A 43 01 01 03 01 04" NONE)
+      .then("29" SUCCESS NONE TWO FIRST_OBJECT SECOND_OBJECT);
+  Client client;
+  SearchOptions options;
+  options.page = 1;
+  search(client, options);
+  EXPECT_EQ(ends, 1);
+  EXPECT_TRUE(ok);
+  EXPECT_THAT(pages, SizeIs(2));
+  EXPECT_THAT(server.requests, SizeIs(2));
+}
+
 TEST_F(AsyncSearch, ARefusalEndsIt) {
   fake::Server server(kAddress, 5135);
   server.then("29 03 01 05 ID 0A 00 80 43 00 80 43 00");

@@ -5,8 +5,7 @@
 namespace ostrel {
 namespace {
 
-// Operation codes that ask for a page. Their attribute is the invalid one. A
-// server that does not know them answers 2, as for any unknown code.
+// Operation codes that ask for a page. Their attribute is the invalid one.
 constexpr auto kOnlyBehind = static_cast<SearchOperator>(16);
 constexpr auto kAtMost = static_cast<SearchOperator>(17);
 constexpr auto kWithAttributes = static_cast<SearchOperator>(18);
@@ -56,12 +55,25 @@ void Search::next() {
       options_.request);
 }
 
+// A server that does not know the codes refuses the search, or those terms
+// alone: by the code, or as their identifier is not valid.
+bool Search::knowsNoPages(const Result<Values>& found) const {
+  const auto says = [](int code) {
+    return code == kBadValue || code == kAidFormat;
+  };
+  if (!found) {
+    return found.error().kind() == Failure::refused &&
+           says(found.error().code());
+  }
+  const auto& errors = found.itemErrors();
+  return std::any_of(errors.begin(), errors.end(), [&](const ItemError& error) {
+    return error.position >= terms_.size() && says(error.code);
+  });
+}
+
 void Search::arrived(Result<Values>&& found) {
   allAnswered();
-  const bool old = !found && first_ &&
-                   found.error().kind() == Failure::refused &&
-                   found.error().code() == kBadValue;
-  if (old) {
+  if (first_ && knowsNoPages(found)) {
     ask(searchOf(
             server_, classOid_, terms_,
             [this](Result<Values>&& all) { arrivedWhole(std::move(all)); }),

@@ -22,6 +22,7 @@ class Search : public Composite<Done> {
 
  private:
   void arrived(Result<Values>&& found);
+  bool knowsNoPages(const Result<Values>& found) const;
   void arrivedWhole(Result<Values>&& found);
   void nextObjects();
   void objectArrived(std::size_t at, Result<Attributes>&& attributes);
