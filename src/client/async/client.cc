@@ -53,7 +53,12 @@ Request<T> begin(ClientState& state, void (Kind::*start)(), Handler<T> handler,
   Kind* operation = owned.get();
   state.enter(std::move(owned));
   state.name(operation, &request);
-  (operation->*start)();
+  try {
+    (operation->*start)();
+  } catch (...) {
+    operation->forget(state);
+    throw;
+  }
   return request;
 }
 

@@ -130,7 +130,13 @@ Pending* ClientState::ask(std::unique_ptr<Pending> owned,
   } else if (socketError != 0) {
     engine.end(pending, Ended::kUnsendable, socketError);
   }
-  if (!pending->ready) holdForPrincipal(pending);
+  if (!pending->ready) {
+    try {
+      holdForPrincipal(pending);
+    } catch (const std::bad_alloc&) {
+      engine.end(pending, Ended::kUnsendable, ENOMEM);
+    }
+  }
   stir();
   return pending;
 }

@@ -4,6 +4,7 @@
 #ifndef OSTREL_SRC_COMPOSITE_H
 #define OSTREL_SRC_COMPOSITE_H
 
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -24,9 +25,9 @@ class Composite : public Operation {
 
   void cancel(ClientState&) override {
     if (cancelled_) return;
-    cancelled_ = true;
     // From the loop, whatever is under way.
     state_.setAlarm(this, 0);
+    cancelled_ = true;
   }
   void alarm(ClientState&) override {
     if (cancelled_) finish(cancelledError(what_));
@@ -57,6 +58,21 @@ class Composite : public Operation {
   void ask(std::unique_ptr<PendingOf<R>> pending,
            const RequestOptions& options) {
     requests_.push_back(state_.askFor(std::move(pending), options));
+  }
+
+  // Does what asks. Without memory the operation ends, or, when it is about to
+  // begin, the call fails.
+  template <class Function>
+  void guarded(Function function) {
+    try {
+      function();
+    } catch (const std::bad_alloc&) {
+      if (!state_.inHandler) throw;
+      finish(Error(Failure::unsendable, kNetworkError, ENOMEM, false, what_));
+    }
+  }
+  void setAlarm(Moment when) {
+    guarded([this, when] { state_.setAlarm(this, when); });
   }
 
   // After the answers to all that was asked have come.

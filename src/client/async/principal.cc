@@ -4,6 +4,9 @@
 
 #include <ostrel/names.h>
 
+#include <cerrno>
+#include <new>
+
 #include "base/platform.h"
 #include "client/async/client_state.h"
 
@@ -75,16 +78,19 @@ void ClientState::learnPrincipal(const Oid& found, bool known) {
   principal = found;
   lookup = known ? Lookup::kKnown : Lookup::kFailed;
   lookupFailedUntil = platform::elapsed() + kFailureKept;
-  const std::string bytes = principalBytes(principal);
   std::vector<Alarm> held;
   held.swap(heldForPrincipal);
   for (const Alarm& one : held) {
     const Slot& slot = slots[one.slot];
-    if (slot.generation != one.generation) continue;
-    if (slot.operation == nullptr) continue;
+    if (slot.generation != one.generation || slot.operation == nullptr)
+      continue;
     auto* pending = static_cast<Pending*>(slot.operation);
-    pending->rest.insert(0, bytes);
-    engine.makeReady(pending);
+    try {
+      pending->rest.insert(0, principalBytes(principal));
+      engine.makeReady(pending);
+    } catch (const std::bad_alloc&) {
+      engine.end(pending, Ended::kUnsendable, ENOMEM);
+    }
   }
 }
 

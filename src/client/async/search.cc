@@ -42,17 +42,19 @@ Search::Search(ClientState& state, const Endpoint& server, const Oid& classOid,
 }
 
 void Search::next() {
-  std::vector<Term> terms = terms_;
-  terms.emplace_back(Aid(), kOnlyBehind, Value(behind_));
-  terms.emplace_back(Aid(), kAtMost, Value(options_.page));
-  if (options_.wanted) {
-    Values wanted;
-    for (const Aid& one : *options_.wanted) wanted.emplace_back(one);
-    terms.emplace_back(Aid(), kWithAttributes, Value(std::move(wanted)));
-  }
-  ask(searchOf(server_, classOid_, terms,
-               [this](Result<Values>&& found) { arrived(std::move(found)); }),
-      options_.request);
+  guarded([&] {
+    std::vector<Term> terms = terms_;
+    terms.emplace_back(Aid(), kOnlyBehind, Value(behind_));
+    terms.emplace_back(Aid(), kAtMost, Value(options_.page));
+    if (options_.wanted) {
+      Values wanted;
+      for (const Aid& one : *options_.wanted) wanted.emplace_back(one);
+      terms.emplace_back(Aid(), kWithAttributes, Value(std::move(wanted)));
+    }
+    ask(searchOf(server_, classOid_, terms,
+                 [this](Result<Values>&& found) { arrived(std::move(found)); }),
+        options_.request);
+  });
 }
 
 // A server that does not know the codes refuses the search, or those terms
@@ -140,13 +142,15 @@ void Search::nextObjects() {
   }
   there_.assign(objects_.size(), false);
   waitsFor_ = objects_.size();
-  for (std::size_t i = 0; i < objects_.size(); ++i) {
-    ask(getOf(server_, objects_[i].oid, *options_.wanted,
-              [this, i](Result<Attributes>&& attributes) {
-                objectArrived(i, std::move(attributes));
-              }),
-        options_.request);
-  }
+  guarded([this] {
+    for (std::size_t i = 0; i < objects_.size(); ++i) {
+      ask(getOf(server_, objects_[i].oid, *options_.wanted,
+                [this, i](Result<Attributes>&& attributes) {
+                  objectArrived(i, std::move(attributes));
+                }),
+          options_.request);
+    }
+  });
 }
 
 void Search::objectArrived(std::size_t at, Result<Attributes>&& attributes) {

@@ -48,17 +48,19 @@ Watch::~Watch() {
 }
 
 void Watch::start() {
-  in_addr own = {};
-  platform::localAddress(server_.socketAddress(), &own);
-  const Attributes attributes{
-      {kHostAddress, Value(server_.socketAddress().sin_addr)},
-      {kRegistrationObject, Value(oid_)},
-      {kRegistrationEvent, Value(event_)},
-      {kRegistrationAddress, Value(own)},
-      {kRegistrationPort, Value(state_.socket.port())}};
-  ask(createOf(server_, kRegistrationClass, attributes,
-               [this](Result<Oid>&& made) { registered(std::move(made)); }),
-      options_);
+  guarded([&] {
+    in_addr own = {};
+    platform::localAddress(server_.socketAddress(), &own);
+    const Attributes attributes{
+        {kHostAddress, Value(server_.socketAddress().sin_addr)},
+        {kRegistrationObject, Value(oid_)},
+        {kRegistrationEvent, Value(event_)},
+        {kRegistrationAddress, Value(own)},
+        {kRegistrationPort, Value(state_.socket.port())}};
+    ask(createOf(server_, kRegistrationClass, attributes,
+                 [this](Result<Oid>&& made) { registered(std::move(made)); }),
+        options_);
+  });
 }
 
 void Watch::registered(Result<Oid>&& made) {
@@ -75,7 +77,7 @@ void Watch::registered(Result<Oid>&& made) {
   // The first time that is the end. Later the server may only be away.
   const bool passing = !made && made.error().kind() != Failure::refused;
   if (everRegistered_ && passing) {
-    state_.setAlarm(this, platform::elapsed() + kRetryAfter);
+    setAlarm(platform::elapsed() + kRetryAfter);
     return;
   }
   if (!made) return finish(made.error());
@@ -97,21 +99,23 @@ void Watch::alarm(ClientState& state) {
 
 // Asks when the registration expires, which also tells whether it is there.
 void Watch::look() {
-  if (!canLook_) {
-    ask(verifyOf(server_, registration_,
-                 [this](const Result<Done>& there) {
-                   allAnswered();
-                   verified(there);
-                 }),
+  guarded([&] {
+    if (!canLook_) {
+      ask(verifyOf(server_, registration_,
+                   [this](const Result<Done>& there) {
+                     allAnswered();
+                     verified(there);
+                   }),
+          options_);
+      return;
+    }
+    ask(getOf(server_, registration_, {kRegistrationExpiry},
+              [this](Result<Attributes>&& expiry) {
+                allAnswered();
+                looked(std::move(expiry));
+              }),
         options_);
-    return;
-  }
-  ask(getOf(server_, registration_, {kRegistrationExpiry},
-            [this](Result<Attributes>&& expiry) {
-              allAnswered();
-              looked(std::move(expiry));
-            }),
-      options_);
+  });
 }
 
 void Watch::looked(Result<Attributes>&& expiry) {
@@ -136,7 +140,7 @@ void Watch::looked(Result<Attributes>&& expiry) {
   const Moment passed = now - renewedAt_;
   if (passed >= kRenewEach)
     return renew(expiry_ + static_cast<std::uint32_t>(passed / kSecond));
-  state_.setAlarm(this, now + kLookEach);
+  setAlarm(now + kLookEach);
 }
 
 void Watch::verified(const Result<Done>& there) {
@@ -145,13 +149,13 @@ void Watch::verified(const Result<Done>& there) {
     return unheard();
   }
   if (!survives([this] { heard(); })) return;
-  state_.setAlarm(this, platform::elapsed() + kLookEach);
+  setAlarm(platform::elapsed() + kLookEach);
 }
 
 // What the server sent meanwhile may have been lost like the answer.
 void Watch::unheard() {
   missed_ = true;
-  state_.setAlarm(this, platform::elapsed() + kRetryAfter);
+  setAlarm(platform::elapsed() + kRetryAfter);
 }
 
 void Watch::lost() {
@@ -168,22 +172,24 @@ void Watch::heard() {
 
 // Sets a later time of expiry.
 void Watch::renew(std::uint32_t expiry) {
-  renewing_ = true;
-  const Attributes attributes{{kRegistrationExpiry, Value::time(expiry)}};
-  ask(setOf(server_, registration_, attributes,
-            [this](const Result<Done>& done) {
-              renewing_ = false;
-              allAnswered();
-              if (done) {
-                renewedAt_ = platform::elapsed();
-                state_.setAlarm(this, renewedAt_ + kLookEach);
-              } else if (done.error().kind() == Failure::refused) {
-                lost();
-              } else {
-                unheard();
-              }
-            }),
-      options_);
+  guarded([&] {
+    renewing_ = true;
+    const Attributes attributes{{kRegistrationExpiry, Value::time(expiry)}};
+    ask(setOf(server_, registration_, attributes,
+              [this](const Result<Done>& done) {
+                renewing_ = false;
+                allAnswered();
+                if (done) {
+                  renewedAt_ = platform::elapsed();
+                  setAlarm(renewedAt_ + kLookEach);
+                } else if (done.error().kind() == Failure::refused) {
+                  lost();
+                } else {
+                  unheard();
+                }
+              }),
+        options_);
+  });
 }
 
 bool Watch::take(const Endpoint& from, const Oid& oid, const Aid& event,
