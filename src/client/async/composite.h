@@ -57,6 +57,8 @@ class Composite : public Operation {
   template <class R>
   void ask(std::unique_ptr<PendingOf<R>> pending,
            const RequestOptions& options) {
+    // Its place first: what has been asked must be known here.
+    requests_.reserve(requests_.size() + 1);
     requests_.push_back(state_.askFor(std::move(pending), options));
   }
 
@@ -90,7 +92,11 @@ class Composite : public Operation {
   }
 
   bool isAsking() const { return !requests_.empty(); }
-  void keep(Ticket request) { requests_.push_back(std::move(request)); }
+  template <class Function>
+  void keep(Function ask) {
+    requests_.reserve(requests_.size() + 1);
+    requests_.push_back(ask());
+  }
 
   void dropRequests() {
     std::vector<Ticket> requests;

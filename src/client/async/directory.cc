@@ -39,8 +39,10 @@ Ticket startDiscovery(ClientState& state, Handler<Endpoint> end) {
 
 void DirectorySearch::start() {
   guarded([&] {
-    keep(startDiscovery(
-        state_, [this](const Result<Endpoint>& server) { found(server); }));
+    keep([this] {
+      return startDiscovery(
+          state_, [this](const Result<Endpoint>& server) { found(server); });
+    });
   });
 }
 

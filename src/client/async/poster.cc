@@ -5,7 +5,7 @@ namespace ostrel {
 Poster::Shared::~Shared() { platform::closeWakeup(wakeup); }
 
 void Poster::Shared::close() {
-  std::deque<UniqueFunction<void()>> left;
+  std::list<UniqueFunction<void()>> left;
   const std::lock_guard<std::mutex> lock(mutex);
   closed = true;
   left.swap(work);

@@ -7,7 +7,7 @@
 #include <ostrel/client.h>
 
 #include <atomic>
-#include <deque>
+#include <list>
 #include <mutex>
 
 #include "base/platform_async.h"
@@ -27,7 +27,7 @@ struct [[gnu::visibility("hidden")]] Poster::Shared {
   UniqueFunction<void()> take();
 
   std::mutex mutex;
-  std::deque<UniqueFunction<void()>> work;
+  std::list<UniqueFunction<void()>> work;
   bool closed = false;
   std::atomic<bool> hasWork{false};
   std::atomic<bool> stopped{false};

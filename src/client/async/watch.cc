@@ -247,10 +247,14 @@ bool Watch::tell(Event&& event) {
 void Watch::unregister() {
   if (!registration_.valid() || state_.closed) return;
   const bool closing = std::exchange(state_.closing, false);
-  RequestOptions options = options_;
-  options.transmissions = 2;
-  state_.ask(removeOf(server_, registration_, [](const Result<Done>&) {}),
-             options);
+  try {
+    RequestOptions options = options_;
+    options.transmissions = 2;
+    state_.ask(removeOf(server_, registration_, [](const Result<Done>&) {}),
+               options);
+  } catch (const std::bad_alloc&) {
+    // Then it expires.
+  }
   state_.closing = closing;
   registration_ = Oid();
 }
