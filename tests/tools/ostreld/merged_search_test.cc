@@ -68,6 +68,19 @@ class ScriptedServer {
     response.clear();
   }
 
+  // Answers the next request with objects that have a text of that length.
+  void answerWithText(std::vector<const char*> objects, std::size_t length) {
+    veskSearchRespPDU response(0);
+    for (const char* object : objects) {
+      veskOid oid(object);
+      auto* held = new veskObject(&oid);
+      const std::string text(length, 'x');
+      with(held->attributeList, "59.200.1", new veskString(text.c_str()));
+      response.list->append(held);
+    }
+    answerWith(response);
+  }
+
   // Answers the next request with another's id.
   void answerAs(unsigned id, veskPDU& response) {
     ASSERT_NE(take(), nullptr);
@@ -104,6 +117,21 @@ class MergedSearchTest : public testing::Test {
     auto* list = condition(newList(), "59.200.1", new veskString("a"), 1);
     veskDSsearchPDU request(oid, list, servers);
     request.requestId.value = id;
+    const std::string bytes = *encoded(request);
+    request.clear();
+    return bytes;
+  }
+
+  // A search for a page: behind an object, of so many results.
+  static std::string pageBytes(const char* after, unsigned limit) {
+    veskOid oid("59.200");
+    veskAid none;
+    veskOid place(after);
+    veskUnsignedInt count(limit);
+    auto* list = newList();
+    list->append(new veskAttributeValueOp(&none, &place, kOperatorAfter));
+    list->append(new veskAttributeValueOp(&none, &count, kOperatorLimit));
+    veskDSsearchPDU request(oid, list, newList());
     const std::string bytes = *encoded(request);
     request.clear();
     return bytes;
@@ -382,6 +410,88 @@ TEST_F(MergedSearchTest, WhatIsForAnObjectServerIsRefused) {
   EXPECT_EQ(response->status.value, kNoObjectManager);
 }
 
+TEST_F(MergedSearchTest, PassesOnWhichPageIsAskedFor) {
+  handle(pageBytes("59.200.0.7", 2));
+  for (ScriptedServer* server : {&first, &second}) {
+    const auto request = server->take();
+    auto* search = dynamic_cast<veskSearchPDU*>(request.get());
+    ASSERT_NE(search, nullptr);
+    EXPECT_THAT(
+        texts(*search->list),
+        ElementsAre("Invalid = 59.200.0.7 op = 16", "Invalid = 2 op = 17"));
+  }
+}
+
+TEST_F(MergedSearchTest, APageIsInTheOrderOfIdentifiersThenOfServers) {
+  handle(pageBytes("0.0.0.0", 10));
+  first.answer({"59.200.0.1", "59.200.0.3", "59.200.0.4"});
+  second.answer({"59.200.0.1", "59.200.0.2", "59.200.0.4"});
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list),
+              ElementsAre("59.200.0.1", "59.200.0.1", "59.200.0.2",
+                          "59.200.0.3", "59.200.0.4", "59.200.0.4"));
+}
+
+TEST_F(MergedSearchTest, APageEndsWhereTheFirstServersPageEnds) {
+  handle(pageBytes("0.0.0.0", 10));
+  first.answer({"59.200.0.1", "59.200.0.5"});
+  second.answer({"59.200.0.2", "59.200.0.5", "59.200.0.6"});
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list), ElementsAre("59.200.0.1", "59.200.0.2",
+                                                  "59.200.0.5", "59.200.0.5"));
+}
+
+TEST_F(MergedSearchTest, AServerThatHasNoMoreEndsNoPage) {
+  handle(pageBytes("59.200.0.4", 10));
+  first.answer({});
+  second.answer({"59.200.0.5", "59.200.0.6"});
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list), ElementsAre("59.200.0.5", "59.200.0.6"));
+}
+
+TEST_F(MergedSearchTest, OneIdentifierIsNotSplitAtTheLimit) {
+  handle(pageBytes("0.0.0.0", 2));
+  first.answer({"59.200.0.1", "59.200.0.2"});
+  second.answer({"59.200.0.2", "59.200.0.3"});
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list),
+              ElementsAre("59.200.0.1", "59.200.0.2", "59.200.0.2"));
+}
+
+TEST_F(MergedSearchTest, NothingOfAPageStandsBeforeItsPlace) {
+  handle(pageBytes("59.200.0.4", 9));
+  first.answer({"59.200.0.3", "59.200.0.4", "59.200.0.5"});
+  second.answer({});
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list), ElementsAre("59.200.0.5"));
+}
+
+TEST_F(MergedSearchTest, AServerThatKnowsNoPagesIsAnError) {
+  handle(pageBytes("0.0.0.0", 9));
+  first.answer({}, kArgListError);
+  second.answer({"59.200.0.5"});
+  receiveAll();
+  const auto found = answer();
+  EXPECT_EQ(found->status.value, 0);
+  EXPECT_THAT(texts(*found->list), ElementsAre("59.200.0.5"));
+  EXPECT_THAT(errorsIn(*found->errors), ElementsAre(Pair(0, kArgListError)));
+}
+
+TEST_F(MergedSearchTest, AnObjectThatNoAnswerHoldsIsNamed) {
+  handle(pageBytes("0.0.0.0", 9));
+  first.answerWithText({"59.200.0.1"}, 1990);
+  second.answerWithText({"59.200.0.1"}, 1990);
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list), ElementsAre("59.200.0.1", "59.200.0.1"));
+  sent.clear();
+  handle(pageBytes("59.200.0.1", 9));
+  first.answerWithText({"59.200.0.2"}, 1990);
+  second.answerWithText({"59.200.0.3"}, 1990);
+  receiveAll();
+  EXPECT_THAT(texts(*answer()->list),
+              ElementsAre(HasSubstr("59.200.0.2 : 59.200.1 = xxx")));
+}
+
 TEST_F(MergedSearchTest, AnswersAndNonsenseAreNotAnswered) {
   veskDSsearchRespPDU response(0);
   handle(*encoded(response));
@@ -396,7 +506,7 @@ TEST_F(MergedSearchTest, AnAnswerThatIsTooLongBecomesAnError) {
   first.answer(std::vector<const char*>(250, "59.200.0.1"));
   second.answer(std::vector<const char*>(250, "59.200.0.1"));
   receiveAll();
-  EXPECT_EQ(answer()->status.value, kInternalError);
+  EXPECT_EQ(answer()->status.value, kTooManyResults);
 }
 
 TEST_F(MergedSearchTest, SearchesAtATimeAreBounded) {

@@ -8,8 +8,10 @@
 
 #include "common/addresses.h"
 #include "common/encoding.h"
+#include "directory/merged_page.h"
 #include "directory/server_addresses.h"
 #include "objects/attributes.h"
+#include "objects/search.h"
 #include "requests/answer_bytes.h"
 #include "support/log.h"
 
@@ -117,6 +119,10 @@ void MergedSearch::begin(const sockaddr_in& from, const std::string& key,
     if (request->list2->count == 0 || named(*request->list2, server))
       query->parts.push_back({server, kNetworkError, nullptr});
   }
+  // The servers say what is wrong with conditions.
+  OwnedList errors;
+  if (checkConditions(*request->list, &errors) == kNoError)
+    query->page.emplace(*request->list);
   query->request = std::move(request);
   query->outstanding = query->parts.size();
   underWay_.insert(key);
@@ -177,25 +183,33 @@ void MergedSearch::take(Query& query, std::size_t at, int code,
   if (--query.outstanding == 0) finish(query);
 }
 
-// The objects of all servers, in the order of the servers and in each server's
-// own order, and beside each object the address of the server that has it. A
-// server that failed is an error with the server's position; the search itself
-// fails only when all of them did, since what comes with a failure is lost to
-// clients. What a server said of it tells more than the silence of others.
+// The objects of all servers, and beside each the address of the server that
+// has it: in the order of the servers and in each server's own order, or those
+// of a page. A server that failed is an error with the server's position; the
+// search itself fails only when all of them did, since what comes with a
+// failure is lost to clients. What a server said of it tells more than the
+// silence of others.
 void MergedSearch::finish(Query& query) {
   auto response = make<veskDSsearchRespPDU>();
   bool found = query.parts.empty();
+  std::optional<MergedPage> merged;
+  if (query.page && query.page->asked) merged.emplace(&*query.page);
   for (unsigned i = 0; i < query.parts.size(); ++i) {
     Part& part = query.parts[i];
     if (part.code != kNoError) addError(response->errors, i, part.code);
     if (part.code != kNoError && part.code != kArgListError) continue;
     if (part.code == kNoError) found = true;
+    if (merged) {
+      merged->add(part.answer->list, part.server.sin_addr);
+      continue;
+    }
     for (auto* oid : Elements<veskOid>(*part.answer->list)) {
       if (oid == nullptr) continue;
       response->list->append(new veskOid(*oid));
       response->list2->append(new veskAddress(part.server.sin_addr));
     }
   }
+  if (merged) merged->moveTo(response.get(), longestAnswer_);
   if (!found) {
     const auto said = std::find_if(
         query.parts.begin(), query.parts.end(),

@@ -21,6 +21,7 @@
 #include "common/owned.h"
 #include "directory/asking.h"
 #include "net/message.h"
+#include "objects/page.h"
 #include "support/counters.h"
 
 namespace ostrel::tools::server {
@@ -72,6 +73,7 @@ class MergedSearch {
     sockaddr_in from;
     std::string key;
     Owned<veskDSsearchPDU> request;
+    std::optional<Page> page;  // if one is asked for
     std::vector<Part> parts;
     std::size_t outstanding;
   };
