@@ -13,11 +13,29 @@ namespace {
 constexpr std::size_t kHelpColumn = 30;
 
 // What a running server takes over; all else needs a restart.
-constexpr const char* kReloadable[] = {"log-level", "read-only", "writer",
-                                       "server",    "servers",   "timeout",
+constexpr const char* kReloadable[] = {"log-level",
+                                       "read-only",
+                                       "writer",
+                                       "allow",
+                                       "allow-write",
+                                       "administrator",
+                                       "rate",
+                                       "answer-bytes",
+                                       "event-bytes",
+                                       "events-to",
+                                       "max-registrations",
+                                       "max-registrations-per-address",
+                                       "budget",
+                                       "server",
+                                       "servers",
+                                       "timeout",
                                        "retries"};
 
-bool isReloadable(const std::string& name) {
+// The directory sizes its buffers by it when it begins.
+constexpr const char* kReloadableByServe = "max-answer";
+
+bool isReloadable(const CLI::App& command, const std::string& name) {
+  if (name == kReloadableByServe) return command.get_name() == "serve";
   return std::find(std::begin(kReloadable), std::end(kReloadable), name) !=
          std::end(kReloadable);
 }
@@ -196,7 +214,7 @@ Changes changesBetween(const Configuration& begun,
   const auto after = configurable(*now.command(), false);
   for (std::size_t i = 0; i < after.size(); ++i) {
     const std::string& name = after[i]->get_lnames()[0];
-    const bool taken = isReloadable(name);
+    const bool taken = isReloadable(*now.command(), name);
     if (after[i]->results() != (taken ? current : before)[i]->results())
       (taken ? changes.taken : changes.needARestart).push_back(name);
   }

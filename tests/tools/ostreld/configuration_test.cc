@@ -177,18 +177,40 @@ TEST_F(ConfigurationTest, MakesNothingWhenItChecks) {
 TEST_F(ConfigurationTest, TellsWhatCanChangeFromWhatNeedsARestart) {
   write("[serve]\nport = 7\nlog-level = 'info'\n");
   const auto begun = read({"serve"});
-  write("[serve]\nport = 8\nlog-level = 'debug'\nwriter = 'any'\nrate = 1\n");
+  write("[serve]\nport = 8\nlog-level = 'debug'\nwriter = 'any'\ncache = 1\n");
   const auto second = read({"serve"});
   const Changes first = changesBetween(*begun, *begun, *second);
   EXPECT_THAT(first.taken,
               testing::UnorderedElementsAre("log-level", "writer"));
   EXPECT_THAT(first.needARestart,
-              testing::UnorderedElementsAre("port", "rate"));
+              testing::UnorderedElementsAre("port", "cache"));
   // What was taken is in effect; what was not still is not.
   const Changes again = changesBetween(*begun, *second, *read({"serve"}));
   EXPECT_THAT(again.taken, IsEmpty());
   EXPECT_THAT(again.needARestart,
-              testing::UnorderedElementsAre("port", "rate"));
+              testing::UnorderedElementsAre("port", "cache"));
+}
+
+TEST_F(ConfigurationTest, TakesOverLimitsAndWhoMayDoWhat) {
+  const auto changed = [&](const char* command, const std::string& text) {
+    const std::string table = "[" + std::string(command) + "]\n";
+    write(table);
+    const auto begun = read({command});
+    write(table + text);
+    return changesBetween(*begun, *begun, *read({command}));
+  };
+  const Changes serve = changed(
+      "serve",
+      "rate = 1\nanswer-bytes = 2000\nevent-bytes = 3000\nmax-answer = 1000\n"
+      "budget = 2\nmax-registrations = 5\nmax-registrations-per-address = 6\n"
+      "events-to = '192.0.2.0/24'\nallow = '192.0.2.0/24'\n"
+      "allow-write = '192.0.2.0/24'\nadministrator = '59.110.1.1'\n");
+  EXPECT_EQ(serve.taken.size(), 11U);
+  EXPECT_THAT(serve.needARestart, IsEmpty());
+  const Changes directory = changed(
+      "directory", "rate = 1\nanswer-bytes = 2000\nmax-answer = 1000\n");
+  EXPECT_EQ(directory.taken.size(), 2U);
+  EXPECT_THAT(directory.needARestart, ElementsAre("max-answer"));
 }
 
 TEST_F(ConfigurationTest, HandsOverWhatIsConfiguredNow) {

@@ -95,6 +95,7 @@ class DirectoryServer : public ServerLoop {
     for (const sockaddr_in& server : servers)
       log(Level::kInfo, "asks the object server " + endpointText(server));
     if (servers.empty()) log(Level::kWarning, "knows no object server");
+    setRates(options);
     search_.setServers(servers);
     asking_.setPatience(
         {std::chrono::seconds(options.timeout), options.retries});

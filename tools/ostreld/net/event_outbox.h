@@ -37,6 +37,8 @@ class EventOutbox {
         bytes_(bytes),
         counters_(counters) {}
 
+  void setSpare(std::size_t spare) { spare_ = spare; }
+
   // Takes an event, which leaves with flush() at the latest; or drops it.
   void send(const sockaddr_in& to, in_addr askedBy, const std::string& bytes,
             Time now);

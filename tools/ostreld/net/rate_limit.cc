@@ -17,7 +17,8 @@ constexpr std::size_t kSlots = std::size_t{1} << RateLimit::kSlotBits;
 void RateLimit::Free::operator()(Slot* slots) const { std::free(slots); }
 
 RateLimit::RateLimit(std::uint32_t perSecond, std::uint64_t seed)
-    : limit_(std::min<std::uint64_t>(std::uint64_t{perSecond} * kKept / kParts,
+    : perSecond_(perSecond),
+      limit_(std::min<std::uint64_t>(std::uint64_t{perSecond} * kKept / kParts,
                                      UINT32_MAX)) {
   constexpr unsigned kHalf = 32;
   // Odd, and so spread that nearby seeds differ.

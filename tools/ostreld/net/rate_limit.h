@@ -37,6 +37,8 @@ class RateLimit {
   explicit RateLimit(std::uint32_t perSecond,
                      std::uint64_t seed = std::random_device()());
 
+  std::uint32_t perSecond() const { return perSecond_; }
+
   // Whether there is room for so much. What is more than the whole limit has
   // room where nothing else was used, and is paid off later.
   bool hasRoom(in_addr address, Time now, std::uint64_t cost);
@@ -67,6 +69,7 @@ class RateLimit {
   void advance(Slot* slot, std::int64_t part) const;
   void use(Slot* slot, std::uint64_t cost) const;
 
+  std::uint32_t perSecond_;
   std::uint64_t limit_;  // in kKept parts
   std::uint64_t factor_;
   std::unique_ptr<Slot, Free> slots_;

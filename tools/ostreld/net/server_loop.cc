@@ -65,6 +65,17 @@ void ServerLoop::flush() {
   events_.flush();
 }
 
+void ServerLoop::setRates(const ServerOptions& options) {
+  std::pair<RateLimit*, RateLimit> rates[] = {
+      {&rate_, RateLimit(options.requestsPerSecond)},
+      {&answerBytes_, RateLimit(options.answerBytesPerSecond)},
+      {&eventBytes_, RateLimit(options.eventBytesPerSecond)},
+  };
+  for (auto& [present, next] : rates)
+    if (present->perSecond() != next.perSecond()) *present = std::move(next);
+  events_.setSpare(options.requestsPerSecond / kSparePart);
+}
+
 void ServerLoop::listDescriptors() {
   ready_ = {{signals_.descriptor(), POLLIN, 0}};
   for (const UdpSocket* socket : sockets_)

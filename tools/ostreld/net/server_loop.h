@@ -84,6 +84,10 @@ class ServerLoop {
   // SIGHUP came.
   virtual void reload() {}
 
+  // From now on an address may cost this much; what it has used of a limit that
+  // changes is forgotten. Changes nothing when it throws std::bad_alloc.
+  void setRates(const ServerOptions& options);
+
   // Sends an answer, at the cost of whom it goes to. An empty one is none.
   void answer(const sockaddr_in& to, std::string& bytes);
 

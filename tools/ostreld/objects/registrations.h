@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/addresses.h"
@@ -64,6 +65,9 @@ class Registrations : public ObjectManager {
   // has to outlive this object; `counters` may be null.
   Registrations(StoredObjects* objects, const Clock* clock,
                 Counters* counters = nullptr, RegistrationRules rules = {});
+
+  // Those that are there stay.
+  void setRules(RegistrationRules rules) { rules_ = std::move(rules); }
 
   std::vector<veskOid> classes() override;
   int list(veskOid& classOid, veskList* oids) override;

@@ -89,7 +89,10 @@ class ObjectServer : public ServerLoop {
     logRepeats();
     try {
       reread_([this](const ObjectServerOptions& options) {
+        setRates(options);
         router_.setPolicy(options.policy);
+        registrations_.setRules(options.registrations);
+        executor_.setLimits(options.longestAnswer, options.budget);
       });
     } catch (const std::exception& error) {
       log(Level::kError, std::string(error.what()) + "; nothing was changed");

@@ -63,6 +63,13 @@ RequestExecutor::RequestExecutor(Store* store, Registrations* registrations,
   tick(std::chrono::steady_clock::now());
 }
 
+void RequestExecutor::setLimits(std::size_t longestAnswer,
+                                std::chrono::milliseconds budget) {
+  limits_.longestAnswer = longestAnswer;
+  limits_.budget = budget;
+  searches_.setLimits(limits_);
+}
+
 void RequestExecutor::tick(Time now) {
   repeats_.forget(now);
   store_->shrink();

@@ -6,6 +6,7 @@
 #ifndef OSTREL_TOOLS_OSTRELD_REQUESTS_REQUEST_EXECUTOR_H
 #define OSTREL_TOOLS_OSTRELD_REQUESTS_REQUEST_EXECUTOR_H
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -37,6 +38,9 @@ class RequestExecutor {
   RequestExecutor(Store* store, Registrations* registrations,
                   RequestRouter* router, Counters* counters,
                   RequestLimits limits);
+
+  // For what arrives from now on.
+  void setLimits(std::size_t longestAnswer, std::chrono::milliseconds budget);
 
   // Executes a request, or begins it when it is a search. Changes belong to a
   // batch, which the first of them begins; once there is one, other requests

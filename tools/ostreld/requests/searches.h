@@ -49,6 +49,9 @@ class Searches {
   Searches(RequestRouter* router, Counters* counters, RequestLimits limits);
   ~Searches();
 
+  // Searches under way keep the bound of their answers.
+  void setLimits(const RequestLimits& limits) { limits_ = limits; }
+
   // Begins a search, unless there are too many.
   void add(Message&& message, Owned<veskSearchPDU> request);
 
