@@ -261,7 +261,9 @@ class OSTREL_API Client {
 
   // All objects of a class that meet the terms, page by page. The next page is
   // asked for when `page` has returned true; `end` comes once. A server that
-  // knows no pages is asked for all at once.
+  // knows no pages is asked for all at once, then for the attributes of each;
+  // objects or attributes that it refuses to show are item errors, each with
+  // the position of the object among those found.
   Request<Done> search(const Endpoint& server, Oid classOid,
                        std::vector<Term> terms,
                        UniqueFunction<bool(std::vector<Object>&&)> page,

@@ -751,7 +751,7 @@ class AsyncSearch : public AsyncClient {
   void search(Client& client, SearchOptions options, bool more = true) {
     options.request = nobody();
     client.search(
-        kAddress, "59.7.0.0", {},
+        kAddress, "59.7.0.0", terms,
         [this, more](std::vector<Object>&& page) {
           pages.push_back(std::move(page));
           return more;
@@ -759,12 +759,15 @@ class AsyncSearch : public AsyncClient {
         [this](const Result<Done>& done) {
           ends++;
           ok = static_cast<bool>(done);
+          errors = done.itemErrors();
           if (!done) code = done.error().code();
         },
         std::move(options));
     client.run();
   }
 
+  std::vector<ostrel::Term> terms;
+  std::vector<ostrel::ItemError> errors;
   std::vector<std::vector<Object>> pages;
   int ends = 0;
   bool ok = false;
@@ -862,6 +865,47 @@ TEST_F(AsyncSearch, GoesTheOldWayWhenOnlyTheTermsOfPagesAreRefused) {
   EXPECT_TRUE(ok);
   EXPECT_THAT(pages, SizeIs(2));
   EXPECT_THAT(server.requests, SizeIs(2));
+}
+
+TEST_F(AsyncSearch, GoesTheOldWayWhenOnlyTheTermsOfThePageAreRefused) {
+  fake::Server server(kAddress, 5135);
+  // Success in part: the second term has an invalid identifier.
+  server.then("29" PARTIAL ONE "1A 43 01 01 03 01 04" NONE)
+      .then("29" SUCCESS NONE ONE FIRST_OBJECT);
+  Client client;
+  search(client, {});
+  EXPECT_TRUE(ok);
+  ASSERT_THAT(pages, SizeIs(1));
+  EXPECT_EQ(pages[0][0].oid, Oid("59.7.0.1"));
+}
+
+TEST_F(AsyncSearch, TellsOfObjectsThatTheOldWayDoesNotShow) {
+  fake::Server server(kAddress, 5135);
+  server.then("29 03 01 02 ID 0A 00 80 43 00 80 43 00")
+      .then("29" SUCCESS NONE TWO FIRST_OBJECT SECOND_OBJECT)
+      .then("27 03 01 05 ID 0A 00" NONE NONE)
+      .then("27" PARTIAL ONE "1A 43 00 03 01 01" ONE
+            "17 0B 01 01 3B 01 07 01 01 00");
+  Client client;
+  SearchOptions options;
+  options.wanted = {Aid("59.7.1")};
+  search(client, options);
+  EXPECT_TRUE(ok);
+  ASSERT_THAT(pages, SizeIs(1));
+  EXPECT_THAT(pages[0], SizeIs(1));
+  EXPECT_EQ(errors, (std::vector<ostrel::ItemError>{{0, Aid(), 5},
+                                                    {1, Aid("59.7.1"), 1}}));
+}
+
+TEST_F(AsyncSearch, HandsOverTheErrorsOfItsTerms) {
+  fake::Server server(kAddress, 5135);
+  server.then("29" PARTIAL ONE "1A 43 00 03 01 04" ONE FIRST_OBJECT)
+      .then("29" SUCCESS NONE NONE);
+  Client client;
+  terms = {ostrel::Term("59.7.1", 5)};
+  search(client, {});
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(errors, (std::vector<ostrel::ItemError>{{0, Aid(), 4}}));
 }
 
 TEST_F(AsyncSearch, ARefusalEndsIt) {

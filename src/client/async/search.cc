@@ -22,6 +22,21 @@ bool toObject(const Value& value, Object* object) {
   return true;
 }
 
+// Whether a server does not know the codes that ask for a page: it refuses the
+// search, or the terms behind those that the program asked for.
+bool knowsNoPages(const Result<Values>& found, std::size_t terms) {
+  const auto isUnknown = [](int code) {
+    return code == kBadValue || code == kAidFormat;
+  };
+  if (!found)
+    return found.error().kind() == Failure::refused &&
+           isUnknown(found.error().code());
+  const std::vector<ItemError>& errors = found.itemErrors();
+  return std::any_of(errors.begin(), errors.end(), [&](const ItemError& error) {
+    return error.position >= terms && isUnknown(error.code);
+  });
+}
+
 Error notWhatWasAsked(const Endpoint& server) {
   return Error(Failure::undecodable, kCodingError, EBADMSG, false,
                "search from " + server.text());
@@ -57,34 +72,19 @@ void Search::next() {
   });
 }
 
-// A server that does not know the codes refuses the search, or those terms
-// alone: by the code, or as their identifier is not valid.
-bool Search::knowsNoPages(const Result<Values>& found) const {
-  const auto says = [](int code) {
-    return code == kBadValue || code == kAidFormat;
-  };
-  if (!found) {
-    return found.error().kind() == Failure::refused &&
-           says(found.error().code());
-  }
-  const auto& errors = found.itemErrors();
-  return std::any_of(errors.begin(), errors.end(), [&](const ItemError& error) {
-    return error.position >= terms_.size() && says(error.code);
-  });
-}
-
 void Search::arrived(Result<Values>&& found) {
   allAnswered();
-  if (first_ && knowsNoPages(found)) {
+  if (first_ && knowsNoPages(found, terms_.size())) {
     ask(searchOf(
             server_, classOid_, terms_,
             [this](Result<Values>&& all) { arrivedWhole(std::move(all)); }),
         options_.request);
     return;
   }
-  first_ = false;
   if (!found) return finish(found.error());
-  if (found->empty()) return finish(Result<Done>(Done{}, found.itemErrors()));
+  if (first_) errors_ = found.itemErrors();
+  first_ = false;
+  if (found->empty()) return succeed();
   std::vector<Object> objects(found->size());
   for (std::size_t i = 0; i < objects.size(); ++i) {
     // In ascending order, or the search would never end.
@@ -112,14 +112,16 @@ bool Search::give(std::vector<Object> objects) {
   if (state.find(self) == nullptr) return false;
   page_ = std::move(page);
   if (cancelled_) return false;
-  if (!more) finish(Done{});
+  if (!more) succeed();
   return more;
 }
+
+void Search::succeed() { finish(Result<Done>(Done{}, std::move(errors_))); }
 
 void Search::arrivedWhole(Result<Values>&& found) {
   allAnswered();
   if (!found) return finish(found.error());
-  std::vector<Object> objects;
+  errors_ = found.itemErrors();
   for (auto at = found->rbegin(); at != found->rend(); ++at) {
     Object object;
     if (!toObject(*at, &object)) return finish(notWhatWasAsked(server_));
@@ -130,14 +132,15 @@ void Search::arrivedWhole(Result<Values>&& found) {
 
 // As many objects as make a page, with their attributes if they are wanted.
 void Search::nextObjects() {
+  before_ += objects_.size();
   objects_.clear();
   while (objects_.size() < options_.page && !left_.empty()) {
     objects_.emplace_back(left_.back(), Attributes());
     left_.pop_back();
   }
-  if (objects_.empty()) return finish(Done{});
+  if (objects_.empty()) return succeed();
   if (!options_.wanted) {
-    if (give(std::move(objects_))) nextObjects();
+    if (give(objects_)) nextObjects();
     return;
   }
   there_.assign(objects_.size(), false);
@@ -155,12 +158,17 @@ void Search::nextObjects() {
 
 void Search::objectArrived(std::size_t at, Result<Attributes>&& attributes) {
   waitsFor_--;
+  const auto position = static_cast<std::uint32_t>(before_ + at);
   if (attributes) {
+    for (const ItemError& error : attributes.itemErrors())
+      errors_.push_back({position, error.identifier, error.code});
     objects_[at].attributes = *std::move(attributes);
     there_[at] = true;
   } else if (attributes.error().kind() != Failure::refused) {
-    // One that was removed meanwhile is left out, but this is the end.
     return finish(attributes.error());
+  } else if (attributes.error().code() != kNoSuchName) {
+    // One that was removed meanwhile is merely left out.
+    errors_.push_back({position, Aid(), attributes.error().code()});
   }
   if (waitsFor_ > 0) return;
   allAnswered();

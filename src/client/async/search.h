@@ -22,13 +22,13 @@ class Search : public Composite<Done> {
 
  private:
   void arrived(Result<Values>&& found);
-  bool knowsNoPages(const Result<Values>& found) const;
   void arrivedWhole(Result<Values>&& found);
   void nextObjects();
   void objectArrived(std::size_t at, Result<Attributes>&& attributes);
   // Hands a page over. Returns whether to go on; if not, the search has ended
   // or gone.
   bool give(std::vector<Object> objects);
+  void succeed();
 
   Endpoint server_;
   Oid classOid_;
@@ -37,8 +37,10 @@ class Search : public Composite<Done> {
   SearchOptions options_;
   Oid behind_{0, 0};
   bool first_ = true;
+  std::vector<ItemError> errors_;
   // For servers that know no pages.
-  std::vector<Oid> left_;  // found, in reverse order
+  std::vector<Oid> left_;   // found, in reverse order
+  std::size_t before_ = 0;  // objects of former pages
   std::vector<Object> objects_;
   std::vector<bool> there_;
   std::size_t waitsFor_ = 0;
