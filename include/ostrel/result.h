@@ -72,7 +72,8 @@ inline std::ostream& operator<<(std::ostream& out, const Error& error) {
   return out << error.text();
 }
 
-// One item of a request that failed while others did not.
+// One item of a request that failed while others did not. When the server says
+// that some did and not which, there is one with the code -1 (kArgListError).
 struct ItemError {
   std::uint32_t position = 0;  // in the list of the request, from 0
   Aid identifier;              // of that item; not valid past the list's end

@@ -88,8 +88,12 @@ class PendingOf : public Pending {
     const bool readable = readAnswer(answer, &bytes);
     if (readable && bytes.status != kNoError && bytes.status != kArgListError)
       return failure(bytes.status);
-    if (readable && readMembers_(*this, bytes, &value, &errors))
+    if (readable && readMembers_(*this, bytes, &value, &errors)) {
+      // A part failed, and the server does not say which.
+      if (bytes.status == kArgListError && errors.empty())
+        errors.push_back({0, Aid(), kArgListError});
       return Result<T>(std::move(value), std::move(errors));
+    }
     ended = Ended::kUndecodable;
     error = EBADMSG;
     return failure();
