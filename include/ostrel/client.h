@@ -34,6 +34,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -121,6 +122,14 @@ struct Found {
   Values objects;  // identifiers
   Values second;   // of each the address of its server
   Endpoint answeredBy;
+};
+
+// A datagram that a client is about to send, or has received. Its bytes are
+// those of the wire and live as long as the call that shows them.
+struct Datagram {
+  bool received = false;
+  Endpoint peer;
+  std::string_view bytes;
 };
 
 class Client;
@@ -316,6 +325,12 @@ class OSTREL_API Client {
   // What the client counts, by name.
   void eachCounter(
       UniqueFunction<void(const char* name, std::uint64_t count)> each) const;
+
+  // Shows each datagram before it is sent, and each that arrives before it is
+  // judged: for traces, and for tests with losses. Where `tap` returns false
+  // the datagram is lost. It must not call the client. With a tap datagrams are
+  // sent one at a time. An empty function ends it.
+  void onDatagram(UniqueFunction<bool(const Datagram&)> tap);
 
   // Answers by the time that they took: at position n those of up to 2 to the
   // power of n microseconds. Those to requests that were sent twice are left

@@ -724,6 +724,60 @@ TEST_F(AsyncClient, AHundredThousandRequestsQueueAndMoreIsRefused) {
   EXPECT_EQ(counter(client, "queue_full"), 1U);
 }
 
+TEST_F(AsyncClient, ATapSeesWhatIsSentAndWhatArrives) {
+  fake::Server server(kAddress, 5135);
+  server.then(VERIFIED);
+  Client client;
+  std::vector<std::string> seen;
+  client.onDatagram([&](const ostrel::Datagram& datagram) {
+    const std::string bytes(datagram.bytes);
+    seen.push_back((datagram.received ? "from " : "to ") +
+                   datagram.peer.text() + " " + fake::digits(bytes));
+    return true;
+  });
+  EXPECT_TRUE(client.verify(kAddress, kOid, {}, nobody()).wait());
+  ASSERT_THAT(seen, SizeIs(2));
+  EXPECT_THAT(seen[0], ::testing::StartsWith("to 192.0.2.1:5135 "));
+  EXPECT_THAT(seen[0], ::testing::EndsWith(server.requests.at(0).pdu));
+  EXPECT_THAT(seen[1], ::testing::StartsWith("from 192.0.2.1:5135 "));
+}
+
+TEST_F(AsyncClient, WhatATapKeepsIsLost) {
+  fake::Server server(kAddress, 5135);
+  server.then(VERIFIED).then(VERIFIED);
+  Client client;
+  int sent = 0;
+  int received = 0;
+  client.onDatagram([&](const ostrel::Datagram& datagram) {
+    // The first of either kind gets lost.
+    return (datagram.received ? received++ : sent++) != 0;
+  });
+  EXPECT_TRUE(client.verify(kAddress, kOid, {}, nobody()).wait());
+  EXPECT_EQ(sent, 3);
+  EXPECT_EQ(received, 2);
+  EXPECT_THAT(server.requests, SizeIs(2));
+}
+
+TEST_F(AsyncClient, WithoutATapDatagramsPassUnseen) {
+  fake::Server server(kAddress, 5135);
+  server.then(VERIFIED);
+  Client client;
+  client.onDatagram([](const ostrel::Datagram&) { return false; });
+  client.onDatagram({});
+  EXPECT_TRUE(client.verify(kAddress, kOid, {}, nobody()).wait());
+}
+
+TEST_F(AsyncClient, SuccessInPartWithoutErrorsIsSaidToBePartial) {
+  fake::Server server(kAddress, 5135);
+  server.then("2D" PARTIAL);
+  Client client;
+  const auto done = client.verify(kAddress, kOid, {}, nobody()).wait();
+  ASSERT_TRUE(done);
+  ASSERT_THAT(done.itemErrors(), SizeIs(1));
+  EXPECT_EQ(done.itemErrors()[0].code, ostrel::kArgListError);
+  EXPECT_FALSE(done.itemErrors()[0].identifier.valid());
+}
+
 TEST_F(AsyncClient, CountersAndRoundTripsTellWhatHappened) {
   fake::Server server(kAddress, 5135);
   server.then(fake::both(answer(VERIFIED), answer(VERIFIED)));

@@ -233,6 +233,10 @@ void Client::eachCounter(
     each(counter.name, counters.*counter.count);
 }
 
+void Client::onDatagram(UniqueFunction<bool(const Datagram&)> tap) {
+  state_->socket.setTap(std::move(tap));
+}
+
 std::array<std::uint64_t, 32> Client::roundTrips() const {
   static_assert(Engine::kBuckets == 32);
   std::array<std::uint64_t, 32> result{};

@@ -1,7 +1,10 @@
 #include "client/async/socket.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
+#include <string>
+#include <string_view>
 
 #include "base/platform.h"
 
@@ -77,7 +80,7 @@ void EngineSocket::setTtl(std::uint8_t ttl) {
 // Fills the batch. Datagrams to groups may need other settings, so each goes by
 // itself.
 std::size_t EngineSocket::prepare(Engine& engine) {
-  std::size_t count = engine.peek(batch_, platform::kMostAtOnce);
+  std::size_t count = engine.peek(batch_, tap_ ? 1 : platform::kMostAtOnce);
   for (std::size_t i = 0; i < count; ++i) {
     if (batch_[i].ttl == 0) continue;
     count = i == 0 ? 1 : i;
@@ -91,11 +94,29 @@ std::size_t EngineSocket::prepare(Engine& engine) {
   return count;
 }
 
+bool EngineSocket::mayGo(const Outgoing& datagram) {
+  if (!tap_) return true;
+  std::string bytes(datagram.head, datagram.headSize);
+  if (datagram.size != 0) bytes.append(datagram.data, datagram.size);
+  return tap_({false, Endpoint(datagram.to.host, datagram.to.port), bytes});
+}
+
+bool EngineSocket::mayCome(const platform::Arrival& arrival) {
+  if (!tap_) return true;
+  const std::string_view bytes(static_cast<const char*>(arrival.room),
+                               std::min(arrival.size, kRoom));
+  return tap_({true, Endpoint(arrival.from), bytes});
+}
+
 void EngineSocket::send(Engine& engine) {
   blocked_ = false;
   unsigned again = 0;
   while (engine.hasOutgoing()) {
     const std::size_t count = prepare(engine);
+    if (!mayGo(batch_[0])) {
+      engine.sent(batch_, 1, platform::elapsed());
+      continue;
+    }
     const long sent = platform::sendMany(descriptor_, departures_, count);
     if (sent > 0) {
       engine.sent(batch_, static_cast<std::size_t>(sent), platform::elapsed());
@@ -152,6 +173,7 @@ bool EngineSocket::receive(Engine& engine, unsigned batches) {
     const Moment now = platform::elapsed();
     for (long i = 0; i < got; ++i) {
       const platform::Arrival& arrival = arrivals_[i];
+      if (!mayCome(arrival)) continue;
       const std::size_t size =
           arrival.size > kRoom ? 0 : arrival.size;  // cut off: malformed
       engine.receive(peerOf(arrival.from), static_cast<char*>(arrival.room),

@@ -4,9 +4,12 @@
 #ifndef OSTREL_SRC_ASYNC_SOCKET_H
 #define OSTREL_SRC_ASYNC_SOCKET_H
 
+#include <ostrel/client.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "base/platform_async.h"
 #include "client/engine/engine.h"
@@ -36,6 +39,10 @@ class EngineSocket {
   // written.
   bool isBlocked() const { return blocked_; }
 
+  // What is shown each datagram on its way, and says whether it goes on.
+  using Tap = UniqueFunction<bool(const Datagram&)>;
+  void setTap(Tap tap) { tap_ = std::move(tap); }
+
   // Takes up to so many batches of datagrams. Returns whether more may be
   // there.
   bool receive(Engine& engine, unsigned batches);
@@ -46,6 +53,8 @@ class EngineSocket {
   bool takeReports(Engine& engine);
   void setTtl(std::uint8_t ttl);
   std::size_t prepare(Engine& engine);
+  bool mayGo(const Outgoing& datagram);
+  bool mayCome(const platform::Arrival& arrival);
 
   int descriptor_ = -1;
   std::uint16_t port_ = 0;
@@ -57,6 +66,7 @@ class EngineSocket {
   platform::Departure departures_[platform::kMostAtOnce];
   platform::Arrival arrivals_[platform::kMostAtOnce];
   std::unique_ptr<char[]> rooms_;
+  Tap tap_;
 };
 
 }  // namespace ostrel
