@@ -192,7 +192,7 @@ class Target {
   fuzz::Asked asked_{kLongestAnswer};
   Counters counters_;
   UdpSocket socket_{ostrel::tools::loopbackAddress(), 0};
-  Asking asking_{&socket_, kLongestAnswer, {1000ms, 1}, &counters_};
+  Asking asking_{&socket_, kLongestAnswer, &counters_};
   MergedSearch search_{
       &asking_, kLongestAnswer,
       [this](const sockaddr_in& to, std::string& bytes) { take(to, bytes); },
