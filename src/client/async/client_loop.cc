@@ -10,7 +10,7 @@
 namespace ostrel {
 namespace {
 
-constexpr unsigned kBatches = 4;  // of datagrams in one turn
+constexpr unsigned kBatches = 8;  // of datagrams in one turn
 constexpr std::size_t kTurn = 256;
 // With nothing under way, how often the socket is not looked at.
 constexpr unsigned kMostQuietTurns = 1;
@@ -103,6 +103,7 @@ std::size_t ClientState::process(std::size_t most) {
   if (expects && socket.descriptor() >= 0) {
     quietTurns = 0;
     receiveMore = socket.receive(engine, kBatches);
+    engine.setDrained(!receiveMore);
   }
   exchange();
   count += runAlarms(platform::elapsed(), most);

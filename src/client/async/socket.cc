@@ -11,8 +11,7 @@
 namespace ostrel {
 namespace {
 
-// Asked for; the system may give less. Answers come in bursts.
-constexpr int kReceiveBuffer = 1024 * 1024;
+// Asked for; the system may give less.
 constexpr int kSendBuffer = 256 * 1024;
 constexpr std::size_t kLeastReceive = 65536;
 
@@ -58,7 +57,7 @@ int EngineSocket::open() {
   }
   port_ = ntohs(name.sin_port);
   platform::setSendBuffer(descriptor_, kSendBuffer);
-  platform::setReceiveBuffer(descriptor_, kReceiveBuffer);
+
   platform::keepReports(descriptor_);
   const long bytes = platform::receiveBuffer(descriptor_);
   receiveBytes_ = bytes > 0 ? static_cast<std::size_t>(bytes) : kLeastReceive;
@@ -157,8 +156,8 @@ bool EngineSocket::receive(Engine& engine, unsigned batches) {
   bool any = false;
   while (batches > 0) {
     std::uint32_t dropped = dropped_;
-    const long got = platform::receiveMany(descriptor_, arrivals_,
-                                           platform::kMostAtOnce, &dropped);
+    const long got =
+        platform::receiveMany(descriptor_, arrivals_, wanted_, &dropped);
     if (got < 0) {
       const int error = errno;
       // A socket with nothing but reports counts as readable, too.
@@ -179,7 +178,11 @@ bool EngineSocket::receive(Engine& engine, unsigned batches) {
       engine.receive(peerOf(arrival.from), static_cast<char*>(arrival.room),
                      size, now);
     }
-    if (static_cast<std::size_t>(got) < platform::kMostAtOnce) return false;
+    // Preparing for many takes longer than taking one.
+    const bool full = static_cast<std::size_t>(got) == wanted_;
+    wanted_ = std::min(std::max(static_cast<std::size_t>(got) * 2, kFewest),
+                       platform::kMostAtOnce);
+    if (!full) return false;
     batches--;
   }
   return true;

@@ -62,6 +62,8 @@ class EngineSocket {
   bool blocked_ = false;
   std::uint8_t ttl_ = 0;
   std::uint32_t dropped_ = 0;
+  static constexpr std::size_t kFewest = 4;
+  std::size_t wanted_ = kFewest;  // datagrams of the next call
   Outgoing batch_[platform::kMostAtOnce];
   platform::Departure departures_[platform::kMostAtOnce];
   platform::Arrival arrivals_[platform::kMostAtOnce];

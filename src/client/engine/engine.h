@@ -141,6 +141,9 @@ class Engine {
   void portClosed(const PeerAddress& to, const char* bytes, std::size_t size);
   // The kernel has dropped so many datagrams for want of room.
   void kernelDropped(std::uint64_t count);
+  // Whether everything that has arrived was handed over. If not, an answer that
+  // seems to be late may lie in the receive buffer.
+  void setDrained(bool drained) { drained_ = drained; }
   void setReceiveBytes(std::size_t bytes) { options_.receiveBytes = bytes; }
 
   // The next completion; null when there is none.
@@ -222,6 +225,7 @@ class Engine {
   ServerRing unknown_;  // and that have not, or gave up
   ServerRing idle_;     // servers with nothing to do, the oldest first
   bool knownIsNext_ = true;
+  bool drained_ = true;
   bool stirred_ = false;     // tick() has something to do
   std::size_t charged_ = 0;  // bytes of the receive buffer
   std::uint32_t usualCharge_[kTraffics] = {};

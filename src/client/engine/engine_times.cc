@@ -16,7 +16,7 @@ constexpr Moment kPaceTime = 100 * kMillisecond;
 // After a transmission, how long the receive buffer keeps room for the answer:
 // as long as the server usually takes, or else servers in general, and this
 // long if that is not known either.
-constexpr Moment kShortestLapse = 2 * kMillisecond;
+constexpr Moment kShortestLapse = 10 * kMillisecond;
 constexpr Moment kUnknownLapse = 20 * kMillisecond;
 
 // Pauses of a server between fragments, twice.
@@ -248,9 +248,17 @@ void Engine::expired(Call* request, Moment now) {
     end(request, Ended::kNoAnswer, ETIMEDOUT);
     return;
   }
-  if (now >= request->lapse_) uncharge(request, request->charge_);
+  if (now >= request->lapse_) {
+    if (drained_) {
+      uncharge(request, request->charge_);
+    } else {
+      request->lapse_ = now + kMillisecond;
+    }
+  }
   if (now < request->due_) {
-    wheel_.set(request, request->due_);
+    wheel_.set(request, request->charge_ > 0
+                            ? std::min(request->due_, request->lapse_)
+                            : request->due_);
     return;
   }
   if (now >= request->end_) {
