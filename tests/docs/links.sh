@@ -29,7 +29,7 @@ for document in *.md docs/*.md bench/*.md; do
       headings "$file" | grep -qx -- "${link#*#}" ||
         missing "$document: no heading makes $link"
     fi
-  done < <(grep -oE '\]\([^)]+\)' "$document" | sed 's/^](//; s/)$//' |
+  done < <(sed '/^```/,/^```/d' "$document" | grep -oE '\]\([^)]+\)' | sed 's/^](//; s/)$//' |
     grep -v '^https*:')
   while read -r path; do
     found=$((found + 1))
