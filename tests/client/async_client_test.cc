@@ -767,6 +767,15 @@ TEST_F(AsyncClient, WithoutATapDatagramsPassUnseen) {
   EXPECT_TRUE(client.verify(kAddress, kOid, {}, nobody()).wait());
 }
 
+TEST_F(AsyncClient, CloneTakesTheAnswerToACreate) {
+  fake::Server server(kAddress, 5135);
+  server.then("25" SUCCESS NONE OBJECT);
+  Client client;
+  const auto made = client.clone(kAddress, kOid, {}, {}, nobody()).wait();
+  ASSERT_TRUE(made) << made.error();
+  EXPECT_EQ(*made, Oid(kOid));
+}
+
 TEST_F(AsyncClient, SuccessInPartWithoutErrorsIsSaidToBePartial) {
   fake::Server server(kAddress, 5135);
   server.then("2D" PARTIAL);

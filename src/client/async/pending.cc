@@ -235,11 +235,14 @@ std::unique_ptr<PendingOf<Oid>> createOf(const Endpoint& server, const Oid& oid,
                    membersOf(oid, attributes));
 }
 
+// A server may answer as to a create: the two differ in their tag alone.
 std::unique_ptr<PendingOf<Oid>> cloneOf(const Endpoint& server, const Oid& oid,
                                         const Attributes& attributes,
                                         Handler<Oid> handler) {
-  return make<Oid>(kClone, server, oid, readNewObject, std::move(handler),
-                   membersOf(oid, attributes));
+  auto pending = make<Oid>(kClone, server, oid, readNewObject,
+                           std::move(handler), membersOf(oid, attributes));
+  pending->answers |= kindOf(kTagCreateRespPDU);
+  return pending;
 }
 
 std::unique_ptr<PendingOf<Done>> removeOf(const Endpoint& server,
