@@ -124,7 +124,7 @@ END
   run --separate-stderr ostrel get 59.6.0.1
   stopAll
   [ "$status" = 5 ]
-  [[ $stderr == *'the answer is a verifyResponse'* ]]
+  [[ $stderr == *'the answer cannot be read, or does not belong to the request'* ]]
 }
 
 @test "answers that cannot be decoded do not end the wait" {

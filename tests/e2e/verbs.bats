@@ -344,8 +344,9 @@ ostrel: so is the port for events, 0 here'
 @test "the principal is looked up at this host's server, or given" {
   run --separate-stderr "$OSTREL" --json --trace verify 59.110.1.0
   [ "$status" = 0 ]
+  # A server that knows no pages is asked twice.
   same "$(jq -c 'select(.trace == "sent") | [.pdu.type, .pdu.principal]' \
-    <<<"$stderr")" \
+    <<<"$stderr" | uniq)" \
     $'["search",null]\n["get",null]\n["verify","59.110.1.'"$(id -u)"'"]'
   run --separate-stderr "$OSTREL" --json --trace --principal 59.110.1.7 \
     verify 59.110.1.0

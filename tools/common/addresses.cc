@@ -7,6 +7,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <sstream>
 #include <system_error>
 
 namespace ostrel::tools {
@@ -52,6 +53,14 @@ std::optional<ServerName> parseServerName(const std::string& text) {
   if (read.ec != std::errc() || read.ptr != end || server.port == 0)
     return std::nullopt;
   return server;
+}
+
+std::vector<std::string> serverNames(const std::string& text) {
+  std::vector<std::string> names;
+  std::istringstream all(text);
+  for (std::string name; std::getline(all, name, ',');)
+    if (!name.empty()) names.push_back(name);
+  return names;
 }
 
 sockaddr_in endpoint(in_addr address, std::uint16_t port) {

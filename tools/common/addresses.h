@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ostrel::tools {
 
@@ -29,6 +30,9 @@ struct ServerName {
 };
 // Nothing when there is no host, or the port is no number from 1 to 65535.
 std::optional<ServerName> parseServerName(const std::string& text);
+
+// Names with commas between, without those that are empty.
+std::vector<std::string> serverNames(const std::string& text);
 
 // A port, in host order, at an address.
 sockaddr_in endpoint(in_addr address, std::uint16_t port);

@@ -1,6 +1,10 @@
 #include "command_line.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
 #include <utility>
 
 #include "common/addresses.h"
@@ -54,11 +58,12 @@ constexpr const char* kConfigHelp =
     "  ostrel config show\n"
     "  ostrel --profile site-a config show";
 
-const CLI::Validator kServer(
-    [](const std::string& text) {
-      return text.empty() || parseServerName(text)
-                 ? ""
-                 : "'" + escaped(text) + "' is no HOST or HOST:PORT";
+const CLI::Validator kServers(
+    [](const std::string& text) -> std::string {
+      for (const std::string& name : serverNames(text))
+        if (!parseServerName(name))
+          return "'" + escaped(name) + "' is no HOST or HOST:PORT";
+      return "";
     },
     "");
 
@@ -74,11 +79,39 @@ const CLI::Validator kPrincipal(
     },
     "");
 
+// The servers of a file, one on a line, with commas between. A # and what
+// stands behind it is a comment.
+std::string serversIn(const std::string& path) {
+  errno = 0;
+  std::ifstream file(path);
+  // A folder opens like a file.
+  if (!file || (file.peek() == std::ifstream::traits_type::eof() && errno != 0))
+    throw Failure(kUsage, "the file of servers '" + escaped(path) +
+                              "' cannot be read: " + std::strerror(errno));
+  std::string servers;
+  unsigned number = 0;
+  for (std::string line; std::getline(file, line);) {
+    ++number;
+    line.erase(std::min(line.find('#'), line.size()));
+    std::istringstream words(line);
+    std::string name;
+    std::string more;
+    if (!(words >> name)) continue;
+    if (words >> more || !parseServerName(name) || name.find(',') != name.npos)
+      throw Failure(kUsage, escaped(path) + ", line " + std::to_string(number) +
+                                ": a line is HOST or HOST:PORT");
+    servers += (servers.empty() ? "" : ",") + name;
+  }
+  if (servers.empty())
+    throw Failure(kUsage, "the file '" + escaped(path) + "' names no servers");
+  return servers;
+}
+
 std::vector<Command> allCommands() {
   std::vector<Command> all;
-  for (const auto part : {objectCommands, searchCommands, directoryCommands,
-                          actionCommands, watchCommands, decodeCommands,
-                          classCommands})
+  for (const auto part :
+       {objectCommands, searchCommands, directoryCommands, actionCommands,
+        watchCommands, decodeCommands, classCommands})
     for (Command& command : part()) all.push_back(std::move(command));
   return all;
 }
@@ -105,13 +138,17 @@ CommandLine::CommandLine() : app_(kAbout, "ostrel") {
 
 void CommandLine::addOptions() {
   app_.add_option("-s,--server", settings_.server,
-                  "Object server, by name or address; else this host")
-      ->type_name("HOST[:PORT]")
-      ->check(kServer);
+                  "Object servers, by name or address; else this host")
+      ->type_name("HOST[:PORT],...")
+      ->join(',')
+      ->check(kServers);
+  app_.add_option("--servers", serversFile_,
+                  "Ask those in this file as well, one on a line")
+      ->type_name("FILE");
   app_.add_option("--directory", settings_.directory,
-                  "Directory server for find; else --server, or a multicast")
-      ->type_name("HOST[:PORT]")
-      ->check(kServer);
+                  "Directory servers for find; else --server, or a multicast")
+      ->type_name("HOST[:PORT],...")
+      ->check(kServers);
   app_.add_option("-t,--timeout", settings_.timeout,
                   "Wait so long before sending again, then twice as long (3)")
       ->type_name("SECONDS")
@@ -220,9 +257,15 @@ void CommandLine::configure() {
   // Scripts are made where packages are built, whoever's configuration is
   // there.
   if (command() == kCompletion) return;
+  if (!serversFile_.empty()) {
+    if (!settings_.server.empty()) settings_.server += ',';
+    settings_.server += serversIn(serversFile_);
+  }
   const std::string server = settings_.server;
   const std::string directory = settings_.directory;
   configuration_.apply(app_, profile_);
+  // The file names the servers, whatever is configured.
+  if (!serversFile_.empty()) settings_.server = server;
   // Whoever names one server for this command means it, whatever is configured.
   if (!server.empty() && directory.empty()) settings_.directory = server;
 }

@@ -58,6 +58,7 @@ class CommandLine {
   CLI::App app_;
   Settings settings_;
   std::string profile_;
+  std::string serversFile_;
   std::string what_;  // of "config"
   Configuration configuration_;
   Run run_;

@@ -68,6 +68,13 @@ TEST(Addresses, TellThoseOfOneMachine) {
     EXPECT_FALSE(isUnicast(*parseAddress(text))) << text;
 }
 
+TEST(ServerNames, StandBetweenCommas) {
+  using Names = std::vector<std::string>;
+  EXPECT_EQ(serverNames(""), Names{});
+  EXPECT_EQ(serverNames("one:7"), Names{"one:7"});
+  EXPECT_EQ(serverNames(",one,,two,"), (Names{"one", "two"}));
+}
+
 TEST(ParseNetwork, TakesAnAddressAndAPrefix) {
   for (const char* text :
        {"10.0.0.0/8", "0.0.0.0/0", "192.0.2.128/25", "192.0.2.7/32"})

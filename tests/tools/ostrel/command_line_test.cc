@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
 #include <sstream>
 
 #include "format/value_types.h"
@@ -72,8 +76,67 @@ TEST(CommandLine, NamesWhatItDoesNotKnow) {
 
 TEST(CommandLine, LetsALaterOptionOfTheProgramWin) {
   CommandLine line;
-  line.parse({"--server", "one", "verify", "59.200.0.1", "--server", "two"});
-  EXPECT_EQ(line.settings().server, "two");
+  line.parse({"--timeout", "1", "verify", "59.200.0.1", "--timeout", "2"});
+  EXPECT_EQ(line.settings().timeout, 2);
+}
+
+TEST(CommandLine, TakesSeveralServers) {
+  CommandLine line;
+  line.parse({"-s", "one,two:7", "verify", "59.200.0.1", "--server", "three"});
+  EXPECT_EQ(line.settings().server, "one,two:7,three");
+}
+
+TEST(CommandLine, RefusesWhatIsNoServerAmongThem) {
+  EXPECT_THAT(complaint({"-s", "one,two:x", "verify", "59.200.0.1"}),
+              testing::HasSubstr("'two:x' is no HOST or HOST:PORT"));
+}
+
+class ServersFile : public testing::Test {
+ protected:
+  ServersFile() { setenv("XDG_CONFIG_HOME", "/nonexistent", 1); }
+
+  // What the servers are with this file and these arguments.
+  std::string servers(const std::string& text,
+                      std::vector<std::string> arguments = {}) {
+    std::ofstream(path_) << text;
+    for (const char* word : {"--servers", path_.c_str(), "verify", "59.6.0.1"})
+      arguments.emplace_back(word);
+    CommandLine line;
+    line.parse(arguments);
+    line.configure();
+    return line.settings().server;
+  }
+  std::string mistake(const std::string& text) {
+    try {
+      return "no mistake: " + servers(text);
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.exit, kUsage);
+      return failure.what();
+    }
+  }
+
+  std::string path_ =
+      testing::TempDir() + "servers_of_" + std::to_string(getpid());
+};
+
+TEST_F(ServersFile, HasAServerOnEachLine) {
+  EXPECT_EQ(servers("one\n# two\n\n  three:7  # the third\n"), "one,three:7");
+}
+
+TEST_F(ServersFile, StandsBesideServersOfTheCommandLine) {
+  EXPECT_EQ(servers("one", {"-s", "two"}), "two,one");
+}
+
+TEST_F(ServersFile, NamesTheLineOfAMistake) {
+  EXPECT_THAT(mistake("one\ntwo:x\n"), testing::HasSubstr("line 2"));
+  EXPECT_THAT(mistake("one two\n"), testing::HasSubstr("line 1"));
+  EXPECT_THAT(mistake("one,two\n"), testing::HasSubstr("line 1"));
+}
+
+TEST_F(ServersFile, MayNotBeEmptyOrMissing) {
+  EXPECT_THAT(mistake("# nobody\n"), testing::HasSubstr("names no servers"));
+  path_ = testing::TempDir();
+  EXPECT_THAT(mistake(""), testing::HasSubstr("cannot be read"));
 }
 
 }  // namespace

@@ -299,12 +299,73 @@ TEST_F(SessionTest, DrivesTheClientUntilItIsDone) {
   EXPECT_TRUE(there);
 }
 
-TEST_F(SessionTest, KnowsTheDirectoryThatIsNamed) {
-  EXPECT_FALSE(session().directory().has_value());
-  settings.directory = "127.0.0.9";
-  EXPECT_EQ(endpointText(session().directory().value()), "127.0.0.9:5136");
-  settings.directory = "127.0.0.9:7";
-  EXPECT_EQ(endpointText(session().directory().value()), "127.0.0.9:7");
+TEST_F(SessionTest, KnowsTheDirectoriesThatAreNamed) {
+  settings.directory = "127.0.0.9,127.0.0.8:7";
+  const auto all = session().directories({});
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(all[0].at.text(), "127.0.0.9:5136");
+  EXPECT_EQ(all[0].name, "127.0.0.9");
+  EXPECT_EQ(all[1].name, "127.0.0.8:7");
+}
+
+TEST_F(SessionTest, AsksAServerWithSeveralNamesOnce) {
+  settings.server = "127.0.0.1,localhost,127.0.0.2,127.0.0.1:5135";
+  const auto& all = session().servers({});
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(all[0].name, "127.0.0.1");
+  EXPECT_EQ(all[1].name, "127.0.0.2");
+}
+
+TEST_F(SessionTest, GoesOnWithoutServersThatCannotBeResolved) {
+  settings.server = "127.0.0.2,no.such.host.invalid";
+  std::string lost;
+  const auto& all =
+      session().servers([&](const std::string& name, const Failure& failure) {
+        lost = name;
+        EXPECT_EQ(failure.exit, kSetup);
+      });
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(lost, "no.such.host.invalid");
+}
+
+TEST_F(SessionTest, RefusesSeveralServersWhereOneIsAsked) {
+  settings.server = "127.0.0.2,127.0.0.3";
+  try {
+    session().server();
+    FAIL() << "there were several";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit, kUsage);
+  }
+}
+
+TEST_F(SessionTest, ShowsAnAnswerInATrace) {
+  settings.trace = true;
+  Peer peer([](veskPDU&) { return make<veskVerifyRespPDU>(0); });
+  testing::internal::CaptureStderr();
+  const Endpoint to("127.0.0.1:" + std::to_string(peer.port()));
+  EXPECT_TRUE(session().get(to, [&](Client& client, RequestOptions options) {
+    return client.verify(to, "59.200.0.1", {}, options);
+  }));
+  const std::string shown = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(shown.find("sent to " + to.text() + "\n  verify "), 0U) << shown;
+  EXPECT_NE(shown.find("received from " + to.text() + "\n  verifyResponse "),
+            shown.npos)
+      << shown;
+}
+
+TEST_F(SessionTest, ThrowsWhyTheClientFailed) {
+  const Endpoint to("127.0.0.1:" + std::to_string(closedPort()));
+  try {
+    session().get(to, [&](Client& client, RequestOptions options) {
+      return client.verify(to, "59.200.0.1", {}, options);
+    });
+    FAIL() << "somebody answered";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit, kNoAnswer);
+    EXPECT_EQ(failure.code, kNetworkError);
+    EXPECT_EQ(failure.what(),
+              "no answer from " + to.text() + ": the port is closed");
+  }
 }
 
 }  // namespace

@@ -2,7 +2,8 @@
 
 #include <ctime>
 
-#include "commands/command_support.h"
+#include "commands/every_server.h"
+#include "commands/results.h"
 
 namespace ostrel::tools::cli {
 namespace {
@@ -17,23 +18,31 @@ Value argument(const std::string& word, std::time_t now) {
 
 Exit runAction(Session& session, const Arguments& arguments) {
   Output& output = session.output();
-  veskActionPDU request;
-  const Owned<veskList> list(request.list);
-  request.aid = parseAid(arguments.id);
+  const Aid aid(parseAid(arguments.id));
   const std::time_t now = std::time(nullptr);
-  for (const std::string& word : arguments.words)
-    list->append(argument(word, now).release());
-  // Answers to actions arrive as answers to a set.
-  const auto response = session.ask<veskSetRespPDU>(request);
-  if (response == nullptr) return kDone;
-  Json json = resultJson(session, "action", *response);
-  json["aid"] = aidJson(request.aid);
-  json["errors"] = errorsJson(response->errors);
-  const bool all = response->status.value == 0 && response->errors->count == 0;
-  output.result(
-      all && !output.settings().quiet ? aidText(request.aid) + ": done\n" : "",
-      json);
-  return reportErrors(output, aidText(request.aid), *response, list.get());
+  Values values;
+  Aids items;
+  for (const std::string& word : arguments.words) {
+    const Value value = argument(word, now);
+    auto* attribute = dynamic_cast<veskAttribute*>(value.get());
+    items.push_back(attribute != nullptr ? Aid(attribute->id) : Aid());
+    values.push_back(ostrel::Value::from(value.get()));
+  }
+  EveryServer servers(session, "action", EveryServer::Failures::kOfTheCommand);
+  servers.ask<Done>(
+      arguments.id,
+      [&](const Endpoint& server, Handler<Done> handler,
+          const RequestOptions& options) {
+        return session.client().action(server, Oid(), aid, values,
+                                       std::move(handler), options);
+      },
+      [&](const Target& server, Done, const ItemErrors& errors) {
+        Json json = resultJson(server, "action", errors);
+        json["aid"] = aid.text();
+        return reportDone(output, aid.text() + ": done", std::move(json),
+                          aid.text(), errors, items);
+      });
+  return servers.finish();
 }
 
 }  // namespace

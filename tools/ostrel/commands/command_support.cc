@@ -29,19 +29,6 @@ std::string itemText(const std::string& subject, veskList* items,
                                : "item " + std::to_string(index));
 }
 
-std::string attributeLines(Output& output, veskList& list,
-                           const std::string& indent) {
-  std::string text;
-  if (!output.settings().quiet) {
-    for (veskType* element : Elements(list))
-      text += valueLines(element, indent);
-    return text;
-  }
-  for (auto* attribute : Elements<veskAttribute>(list))
-    if (attribute != nullptr) text += plainText(attribute->value) + "\n";
-  return text;
-}
-
 }  // namespace
 
 const char* const kConditionHelp = R"(Conditions; quote < and > in a shell:
@@ -117,6 +104,19 @@ void checkMade(veskCreateRespPDU& response) {
                 "no object was made: the answer has no identifier" +
                     (code != 0 ? ", and the status " + codeText(code) : ""),
                 "The server's log may tell why.", code);
+}
+
+std::string attributeLines(Output& output, veskList& list,
+                           const std::string& indent) {
+  std::string text;
+  if (!output.settings().quiet) {
+    for (veskType* element : Elements(list))
+      text += valueLines(element, indent);
+    return text;
+  }
+  for (auto* attribute : Elements<veskAttribute>(list))
+    if (attribute != nullptr) text += plainText(attribute->value) + "\n";
+  return text;
 }
 
 std::string foundText(veskType* value) {

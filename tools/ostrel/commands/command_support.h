@@ -53,6 +53,10 @@ void checkMade(veskCreateRespPDU& response);
 // server put there instead.
 std::string foundText(veskType* value);
 
+// A line for each attribute, or with --quiet for its value.
+std::string attributeLines(Output& output, veskList& list,
+                           const std::string& indent);
+
 // Reads attributes of an object, all of them when `wanted` is empty, and prints
 // them, below the object's identifier where `headed`.
 Exit showObject(Session& session, const char* command, veskOid oid,

@@ -4,7 +4,8 @@
 #include <ostrel/elements.h>
 #include <ostrel/veskError.h>
 
-#include "commands/command_support.h"
+#include "commands/every_server.h"
+#include "commands/results.h"
 #include "common/addresses.h"
 #include "format/pdu_text.h"
 
@@ -51,63 +52,83 @@ Exit runDiscover(Session& session, const Arguments& arguments) {
   return kDone;
 }
 
+// The first directory server that answers. In a dry run nobody does: 0.0.0.0
+// stands for whoever would.
+Target discovered(Session& session) {
+  sockaddr_in directory = endpoint({}, kDirectoryPort);
+  if (!discover(session, kDiscoveryAttempts[3].ttl,
+                [&](in_addr from, veskPDU&) {
+                  directory.sin_addr = from;
+                  return true;
+                }))
+    throwNobody();
+  return {Endpoint(directory), serverText(directory, kDirectoryPort)};
+}
+
+// Prints what a directory found: the object at each position of the one list is
+// at the server in the other.
+Exit report(Output& output, const Target& directory, veskOid oid,
+            const Found& found, const ItemErrors& errors) {
+  std::string text;
+  Json entries = Json::array();
+  for (std::size_t i = 0; i < found.objects.size(); ++i) {
+    const auto object = printable(found.objects[i]);
+    auto* id = dynamic_cast<veskOid*>(object.get());
+    const auto server = i < found.second.size() ? printable(found.second[i])
+                                                : ostrel::Value::VeskPointer();
+    const bool isAddress = dynamic_cast<veskAddress*>(server.get()) != nullptr;
+    text += foundText(object.get());
+    if (isAddress && !output.settings().quiet)
+      text += "  " + plainText(server.get());
+    text += "\n";
+    Json entry;
+    entry["oid"] = id != nullptr ? oidJson(*id) : toJson(object.get());
+    entry["server"] = isAddress ? toJson(server.get())["value"] : Json(nullptr);
+    entries.push_back(std::move(entry));
+  }
+  Json json = resultJson(directory, "find", errors);
+  json.erase("server");
+  json["directory"] = directory.name;
+  json["oid"] = oidJson(oid);
+  json["found"] = std::move(entries);
+  json["errors"] = errorsJson(errors);
+  output.result(text, json);
+  // Each error is about one of the servers that the directory asked.
+  for (const ItemError& error : errors)
+    output.itemFailure("object server " + std::to_string(error.position) +
+                       ": " + codeText(error.code));
+  if (found.objects.empty() && errors.empty())
+    output.note("ostrel: nothing found");
+  if (found.objects.empty() && !errors.empty())
+    output.hint(
+        "Do the object servers run (ostreld serve) that the directory "
+        "server was given?");
+  return errors.empty() ? kDone : kPartial;
+}
+
 Exit runFind(Session& session, const Arguments& arguments) {
   Output& output = session.output();
   veskOid oid = parseOid(arguments.id);
   const Owned<veskList> conditions = conditionsFrom(arguments.words);
-  const Owned<veskList> noServers(new veskList);
-  veskDSsearchPDU request(oid, conditions.get(), noServers.get());
-
-  // In a dry run nobody answers the discovery: 0.0.0.0 stands for whoever
-  // would.
-  sockaddr_in directory = endpoint({}, kDirectoryPort);
-  if (const auto named = session.directory())
-    directory = *named;
-  else if (!discover(session, kDiscoveryAttempts[3].ttl,
-                     [&](in_addr from, veskPDU&) {
-                       directory.sin_addr = from;
-                       return true;
-                     }))
-    throwNobody();
-  const auto response = session.askAt<veskDSsearchRespPDU>(directory, request);
-  if (response == nullptr) return kDone;
-
-  // The object at each position of the one list is at the server in the other.
-  std::string text;
-  Json found = Json::array();
-  const Elements<veskAddress> servers(response->list2);
-  auto at = servers.begin();
-  for (veskType* object : Elements(response->list)) {
-    auto* id = dynamic_cast<veskOid*>(object);
-    veskAddress* server = at != servers.end() ? *at++ : nullptr;
-    text += foundText(object);
-    if (server != nullptr && !output.settings().quiet)
-      text += "  " + plainText(server);
-    text += "\n";
-    Json entry;
-    entry["oid"] = id != nullptr ? oidJson(*id) : toJson(object);
-    entry["server"] =
-        server != nullptr ? toJson(server)["value"] : Json(nullptr);
-    found.push_back(std::move(entry));
-  }
-  Json json;
-  json["command"] = "find";
-  json["directory"] = serverText(directory, kDirectoryPort);
-  json["status"] = codeJson(response->status.value);
-  json["oid"] = oidJson(oid);
-  json["found"] = std::move(found);
-  json["errors"] = errorsJson(response->errors);
-  output.result(text, json);
-  // Each error is about one of the servers that the directory asked.
-  const Exit exit = reportErrors(output, "object server", *response, nullptr);
-  if (response->list->count != 0) return exit;
-  if (exit == kDone)
-    output.note("ostrel: nothing found");
-  else
-    output.hint(
-        "Do the object servers run (ostreld serve) that the directory "
-        "server was given?");
-  return exit;
+  std::vector<Term> terms;
+  for (veskType* condition : Elements(*conditions))
+    terms.push_back(ostrel::Value::from(condition).as<Term>().value_or(Term()));
+  if (output.settings().directory.empty())
+    session.useDirectory(discovered(session));
+  EveryServer servers(session, "find", EveryServer::Failures::kOfTheCommand,
+                      Asked::kDirectory);
+  servers.ask<Found>(
+      arguments.id,
+      [&](const Endpoint& directory, Handler<Found> handler,
+          const RequestOptions& options) {
+        return session.client().searchDirectory(directory, Oid(oid), terms, {},
+                                                std::move(handler), options);
+      },
+      [&](const Target& directory, const Found& found,
+          const ItemErrors& errors) {
+        return report(output, directory, oid, found, errors);
+      });
+  return servers.finish();
 }
 
 }  // namespace

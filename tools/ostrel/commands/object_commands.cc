@@ -1,97 +1,139 @@
 // The commands on objects: get, set, create, clone, remove, verify.
 
-#include "commands/command_support.h"
-#include "format/pdu_text.h"
+#include "commands/every_server.h"
+#include "commands/results.h"
 
 namespace ostrel::tools::cli {
 namespace {
 
+using Each = EveryServer::Failures;
+
 Exit runGet(Session& session, const Arguments& arguments) {
-  const auto wanted = make<veskList>();
-  for (const std::string& word : arguments.words) {
-    veskAid aid = parseAid(word);
-    wanted->append(new veskAttribute(&aid));
-  }
-  return showObject(session, "get", parseOid(arguments.id), *wanted, false);
+  Output& output = session.output();
+  const Oid oid(parseOid(arguments.id));
+  const Aids wanted = aidsFrom(arguments.words);
+  EveryServer servers(session, "get", Each::kOfTheCommand);
+  servers.ask<Attributes>(
+      arguments.id,
+      [&](const Endpoint& server, Handler<Attributes> handler,
+          const RequestOptions& options) {
+        return session.client().get(server, oid, wanted, std::move(handler),
+                                    options);
+      },
+      [&](const Target& server, const Attributes& attributes,
+          const ItemErrors& errors) {
+        const auto value = printable(ostrel::Value(attributes));
+        auto& list = dynamic_cast<veskList&>(*value);
+        Json json = resultJson(server, "get", errors);
+        json["oid"] = oid.text();
+        json["attributes"] = attributesJson(&list);
+        json["errors"] = errorsJson(errors);
+        output.result(attributeLines(output, list, ""), json);
+        return reportErrors(output, oid.text(), errors, wanted);
+      });
+  return servers.finish();
 }
 
 Exit runSet(Session& session, const Arguments& arguments) {
   Output& output = session.output();
-  veskOid oid = parseOid(arguments.id);
-  const Owned<veskList> list = attributesFrom(arguments.words);
-  veskSetPDU request(oid, list.get());
-  const auto response = session.ask<veskSetRespPDU>(request);
-  if (response == nullptr) return kDone;
-  Json json = resultJson(session, "set", *response);
-  json["oid"] = oidJson(oid);
-  json["errors"] = errorsJson(response->errors);
-  const bool all = response->status.value == 0 && response->errors->count == 0;
-  output.result(all && !output.settings().quiet ? oidText(oid) + ": set\n" : "",
-                json);
-  return reportErrors(output, oidText(oid), *response, list.get());
+  const Oid oid(parseOid(arguments.id));
+  const Attributes attributes = attributeValuesFrom(arguments.words);
+  EveryServer servers(session, "set", Each::kOfTheCommand);
+  servers.ask<Done>(
+      arguments.id,
+      [&](const Endpoint& server, Handler<Done> handler,
+          const RequestOptions& options) {
+        return session.client().set(server, oid, attributes, std::move(handler),
+                                    options);
+      },
+      [&](const Target& server, Done, const ItemErrors& errors) {
+        Json json = resultJson(server, "set", errors);
+        json["oid"] = oid.text();
+        return reportDone(output, oid.text() + ": set", std::move(json),
+                          oid.text(), errors, idsOf(attributes));
+      });
+  return servers.finish();
 }
 
-// Create and clone differ in their PDUs alone.
-template <class Request, class Response>
-Exit makeObject(Session& session, const char* command,
+// Create and clone differ in their requests alone.
+using Make = Request<Oid> (Client::*)(const Endpoint&, Oid, Attributes,
+                                      Handler<Oid>, RequestOptions);
+
+Exit makeObject(Session& session, const char* command, Make make,
                 const Arguments& arguments) {
   Output& output = session.output();
-  veskOid oid = parseOid(arguments.id);
-  const Owned<veskList> attributes = attributesFrom(arguments.words);
-  Request request(oid, attributes.get());
-  const auto response = session.ask<Response>(request);
-  if (response == nullptr) return kDone;
-  const bool made = response->errors->count == 0;
-  if (made) checkMade(*response);
-  Json json = resultJson(session, command, *response);
-  json["oid"] = made ? oidJson(response->oid) : Json(nullptr);
-  json["errors"] = errorsJson(response->errors);
-  output.result(made ? oidText(response->oid) + "\n" : "", json);
-  const Exit exit =
-      reportErrors(output, oidText(oid), *response, attributes.get());
-  // With errors there is no new object.
-  return made ? exit : kRefused;
+  const Oid oid(parseOid(arguments.id));
+  const Attributes attributes = attributeValuesFrom(arguments.words);
+  EveryServer servers(session, command, Each::kOfTheCommand);
+  servers.ask<Oid>(
+      arguments.id,
+      [&](const Endpoint& server, Handler<Oid> handler,
+          const RequestOptions& options) {
+        return (session.client().*make)(server, oid, attributes,
+                                        std::move(handler), options);
+      },
+      [&](const Target& server, const Oid& made, const ItemErrors& errors) {
+        Json json = resultJson(server, command, errors);
+        json["oid"] = made.valid() ? Json(made.text()) : Json(nullptr);
+        json["errors"] = errorsJson(errors);
+        if (!made.valid() && errorsJson(errors).empty()) throwNotMade(errors);
+        output.result(made.valid() ? made.text() + "\n" : "", json);
+        const Exit exit =
+            reportErrors(output, oid.text(), errors, idsOf(attributes));
+        return made.valid() ? exit : kRefused;
+      });
+  return servers.finish();
 }
 
 // Remove and verify answer with a status alone.
-template <class Request, class Response>
-Exit forEachObject(Session& session, const char* command, const char* done,
-                   const Words& oids) {
+using Treat = Request<Done> (Client::*)(const Endpoint&, Oid, Handler<Done>,
+                                        RequestOptions);
+
+Exit forEachObject(Session& session, const char* command, Treat treat,
+                   const char* done, const Words& words) {
   Output& output = session.output();
   // Before anything is sent, every word has to be an identifier.
-  std::vector<veskOid> parsed;
-  for (const std::string& word : oids) parsed.push_back(parseOid(word));
-  return forEachOf(output, command, oids, [&](std::size_t i) {
-    veskOid& oid = parsed[i];
-    Request request(oid);
-    const auto response = session.ask<Response>(request);
-    if (response == nullptr) return;
-    Json json = resultJson(session, command, *response);
-    json["oid"] = oidJson(oid);
-    output.result(
-        output.settings().quiet ? "" : oidText(oid) + ": " + done + "\n", json);
-  });
+  std::vector<Oid> oids;
+  for (const std::string& word : words) oids.emplace_back(parseOid(word));
+  EveryServer servers(session, command, Each::kForEachObject);
+  for (std::size_t i = 0; i < oids.size(); ++i) {
+    const Oid oid = oids[i];
+    servers.ask<Done>(
+        words[i],
+        [&](const Endpoint& server, Handler<Done> handler,
+            const RequestOptions& options) {
+          return (session.client().*treat)(server, oid, std::move(handler),
+                                           options);
+        },
+        [&output, oid, command, done](const Target& server, Done,
+                                      const ItemErrors& errors) {
+          Json json = resultJson(server, command, errors);
+          json["oid"] = oid.text();
+          output.result(
+              output.settings().quiet ? "" : oid.text() + ": " + done + "\n",
+              json);
+          return kDone;
+        });
+  }
+  return servers.finish();
 }
 
 Exit runCreate(Session& session, const Arguments& arguments) {
-  return makeObject<veskCreatePDU, veskCreateRespPDU>(session, "create",
-                                                      arguments);
+  return makeObject(session, "create", &Client::create, arguments);
 }
 
 Exit runClone(Session& session, const Arguments& arguments) {
-  // A server may answer with either, which differ in their tag alone.
-  return makeObject<veskClonePDU, veskCreateRespPDU>(session, "clone",
-                                                     arguments);
+  return makeObject(session, "clone", &Client::clone, arguments);
 }
 
 Exit runRemove(Session& session, const Arguments& arguments) {
-  return forEachObject<veskRemovePDU, veskRemoveRespPDU>(
-      session, "remove", "removed", arguments.words);
+  return forEachObject(session, "remove", &Client::remove, "removed",
+                       arguments.words);
 }
 
 Exit runVerify(Session& session, const Arguments& arguments) {
-  return forEachObject<veskVerifyPDU, veskVerifyRespPDU>(
-      session, "verify", "there", arguments.words);
+  return forEachObject(session, "verify", &Client::verify, "there",
+                       arguments.words);
 }
 
 }  // namespace

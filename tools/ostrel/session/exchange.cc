@@ -114,7 +114,7 @@ void Exchange::run(const Course& course, const Take& take) {
 void Exchange::send(const Course& course) {
   const int code = handler_.send(&course.to, &course.request);
   const int cause = errno;
-  if (output_.settings().trace) trace_.sent("sent", course.to, course.request);
+  if (output_.settings().trace) trace_.sent(course.to, course.request);
   if (code == kNoError) return;
   // The second of several fragments fails when the first was refused.
   endWhenRefused(course);
@@ -146,8 +146,7 @@ void Exchange::sendAgain(const Course& course, Progress* progress) {
   }
   if (handler_.messageHandler->nextMessageId == before) return;
   ++progress->sentAgain;
-  if (output_.settings().trace)
-    trace_.sent("sent again", course.to, course.request);
+  if (output_.settings().trace) trace_.sent(course.to, course.request);
 }
 
 void Exchange::show(const Course& course, Progress* progress) {

@@ -1,93 +1,97 @@
 #include "session/principal.h"
 
 #include <ostrel/codes.h>
-#include <ostrel/elements.h>
 #include <ostrel/names.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdint>
 #include <utility>
 
-#include "common/addresses.h"
 #include "session/lookup_memory.h"
+#include "session/session.h"
+#include "session/waiting.h"
 
 namespace ostrel::tools::cli {
 namespace {
 
-// The first element of a list, seen as a Value; null when it is none.
-template <class Value>
-Value* first(const veskList& list) {
-  const Elements<Value> all(list);
-  return list.count != 0 ? *all.begin() : nullptr;
-}
+const Endpoint kThisHost("127.0.0.1");
 
-// Asks the object server of this host, without a principal.
+// Waits for what the object server of this host is asked, without a principal.
 class LocalServer {
  public:
-  LocalServer(Exchange& exchange, Output& output, int retries)
-      : exchange_(exchange), output_(output), retries_(retries) {}
+  LocalServer(Session& session, bool once) : session_(session) {
+    options_ = session.times();
+    options_.principal = Oid();
+    if (!once) return;
+    options_.firstWait =
+        std::chrono::seconds(session.output().settings().timeout);
+    options_.transmissions = 1;
+  }
 
-  template <class Response>
-  Owned<Response> ask(veskPDU& request) {
-    Owned<veskPDU> answer;
-    exchange_.run(
-        {address_, request, output_.settings().timeout, retries_,
-         "looking up this user's principal at " + endpointText(address_) +
-             " (--principal none does without)"},
-        [&](const sockaddr_in&, Owned<veskPDU> arrived) {
-          answer = std::move(arrived);
-          return true;
-        });
-    return checked<Response>(std::move(answer));
+  const RequestOptions& options() const { return options_; }
+
+  template <class T>
+  T resultOf(Request<T> request) {
+    session_.await(request, [this] {
+      // People see this where there is no terminal, too.
+      if (!announced_)
+        session_.output().announce("looking up this user's principal at " +
+                                   kThisHost.text() +
+                                   " (--principal none does without)");
+      announced_ = true;
+      return kThisHost.text();
+    });
+    Result<T> result = request.wait();
+    if (!result) throw failureOf(result.error(), kThisHost);
+    return *std::move(result);
   }
 
  private:
-  Exchange& exchange_;
-  Output& output_;
-  int retries_;
-  const sockaddr_in address_ = endpoint(loopbackAddress(), kObjectServerPort);
+  Session& session_;
+  RequestOptions options_;
+  bool announced_ = false;
 };
 
 // As the library's own lookup does: the object for the user, and the principal
 // that its first attribute names.
-veskOid principalOf(unsigned user, LocalServer server) {
-  veskOid principals(kPrincipalClass);
-  veskAid userId(kPrincipalUserId);
-  veskInt id(static_cast<int>(user));
-  OwnedList terms;
-  terms.append(new veskAttributeValueOp(&userId, &id, kOperatorEquals));
-  veskSearchPDU search(principals, &terms, kSearchFlag);
-  const auto found = server.ask<veskSearchRespPDU>(search);
-  auto* object = first<veskOid>(*found->list);
-  if (object == nullptr) return veskOid();
-
-  veskList everything;
-  veskGetPDU get(*object, &everything);
-  const auto answer = server.ask<veskGetRespPDU>(get);
-  auto* attribute = first<veskAttribute>(*answer->list);
-  auto* named =
-      attribute != nullptr ? dynamic_cast<veskOid*>(attribute->value) : nullptr;
-  return named != nullptr ? *named : *object;
+Oid principalOf(unsigned user, Session& session, LocalServer server) {
+  SearchOptions options;
+  options.request = server.options();
+  Oid object;
+  server.resultOf(session.client().search(
+      kThisHost, kPrincipalClass,
+      {Term(kPrincipalUserId, ostrel::Value(static_cast<std::int32_t>(user)))},
+      [&](std::vector<Object>&& found) {
+        object = found[0].oid;
+        return false;
+      },
+      {}, options));
+  if (!object.valid()) return {};
+  const Attributes all = server.resultOf(
+      session.client().get(kThisHost, object, {}, {}, server.options()));
+  if (all.empty()) return object;
+  const Oid named = all[0].value.as<Oid>().value_or(Oid());
+  return named.valid() ? named : object;
 }
 
 }  // namespace
 
-veskOid lookUpPrincipal(Exchange& exchange, Output& output,
-                        const sockaddr_in& to) {
+Oid lookUpPrincipal(Session& session, const Endpoint& to) {
+  Output& output = session.output();
   const auto without = [&](const std::string& why) {
     output.announce("the request goes out without a principal: " + why);
     output.hint("--principal none does not look for one.");
-    return veskOid();
+    return Oid();
   };
-  const bool sameServer =
-      sameEndpoint(to, endpoint(loopbackAddress(), kObjectServerPort));
+  const bool sameServer = to == kThisHost;
   const auto age = failedLookupAge();
   // The same server is asked anyway, so it can be asked for this, too.
   if (age && !sameServer)
     return without("the lookup failed " + plural(*age, "second") + " ago");
   try {
-    const veskOid found = principalOf(
-        geteuid(), LocalServer(exchange, output,
-                               sameServer ? output.settings().retries : 0));
+    const Oid found =
+        principalOf(geteuid(), session, LocalServer(session, !sameServer));
     if (age) forgetFailedLookup();
     return found;
   } catch (const Failure& failure) {

@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <set>
 #include <string>
+#include <string_view>
 
 #include "common/addresses.h"
 #include "format/value_text.h"
@@ -19,23 +21,102 @@ Session::Session(Output& output)
 }
 
 const sockaddr_in& Session::objectServer() {
-  if (!server_) {
-    const std::string& name = output_.settings().server;
-    server_ = name.empty() ? endpoint(loopbackAddress(), kObjectServerPort)
-                           : lookUp(name, kObjectServerPort);
-  }
+  if (server_) return *server_;
+  if (servers({}).size() > 1)
+    throw Failure(kUsage, "this command asks one server",
+                  "Run it for each of the servers.");
+  server_ = servers_[0].at.socketAddress();
   return *server_;
 }
 
+const std::vector<Target>& Session::servers(const Lost& lost) {
+  if (!servers_.empty()) return servers_;
+  const std::string& names = output_.settings().server;
+  servers_ = lookUpAll(names.empty() ? addressText(loopbackAddress()) : names,
+                       kObjectServerPort, lost);
+  return servers_;
+}
+
+std::vector<Target> Session::directories(const Lost& lost) {
+  if (directory_) return {*directory_};
+  return lookUpAll(output_.settings().directory, kDirectoryPort, lost);
+}
+
+// The same server by two names is asked once: it would carry out twice what was
+// asked for.
+std::vector<Target> Session::lookUpAll(const std::string& names,
+                                       std::uint16_t usualPort,
+                                       const Lost& lost) {
+  std::vector<Target> found;
+  std::set<Endpoint> known;
+  const std::vector<std::string> all = serverNames(names);
+  for (const std::string& name : all) {
+    try {
+      const sockaddr_in address = lookUp(name, usualPort);
+      if (known.insert(Endpoint(address)).second)
+        found.push_back({Endpoint(address), serverText(address, usualPort)});
+    } catch (const Failure& failure) {
+      if (all.size() == 1 || !lost || failure.exit == kInterrupted) throw;
+      lost(name, failure);
+    }
+  }
+  return found;
+}
+
 Client& Session::client() {
-  if (client_ == nullptr) client_ = std::make_unique<Client>();
+  if (client_ != nullptr) return *client_;
+  client_ = std::make_unique<Client>();
+  if (output_.settings().trace || output_.settings().dryRun)
+    client_->onDatagram(
+        [this](const ostrel::Datagram& datagram) { return tap(datagram); });
   return *client_;
 }
 
-RequestOptions Session::requestOptions() {
+bool Session::tap(const ostrel::Datagram& datagram) {
+  if (!output_.settings().dryRun) {
+    trace_.passing(datagram);
+    return true;
+  }
+  if (trace_.wouldSend(datagram)) shown_ = true;
+  return false;
+}
+
+void Session::show(Ticket& request) {
+  shown_ = false;
+  drive([this, &request] { return shown_ || request.done(); });
+  request.forget();
+  noteDryRun();
+}
+
+void Session::await(Ticket& request, const Shown& what) {
+  try {
+    await([&] { return request.done(); }, what);
+  } catch (...) {
+    request.forget();
+    throw;
+  }
+}
+
+void Session::await(const std::function<bool()>& done, const Shown& what) {
+  const long before = sentAgain();
+  drive(done, [&] {
+    const long again = sentAgain() - before;
+    return what() + (again != 0 ? ", sent again " + plural(again, "time") : "");
+  });
+}
+
+long Session::sentAgain() {
+  long count = 0;
+  client().eachCounter([&](const char* name, std::uint64_t value) {
+    if (std::string_view(name) == "retransmissions")
+      count = static_cast<long>(value);
+  });
+  return count;
+}
+
+RequestOptions Session::times() const {
   const Settings& settings = output_.settings();
   RequestOptions options;
-  options.principal = Oid(principal(objectServer()));
   // These are the client's own, which it shortens for servers that answer.
   if (settings.timeout == kUsualTimeout && settings.retries == kUsualRetries)
     return options;
@@ -44,26 +125,36 @@ RequestOptions Session::requestOptions() {
   return options;
 }
 
-void Session::drive(const std::function<bool()>& done) {
+RequestOptions Session::requestOptions() {
+  const std::vector<Target>& all = servers({});
+  return requestOptions(all.size() == 1 ? all[0].at : Endpoint());
+}
+
+RequestOptions Session::requestOptions(const Endpoint& to) {
+  RequestOptions options = times();
+  options.principal = principal(to);
+  return options;
+}
+
+void Session::drive(const std::function<bool()>& done, const Shown& what) {
   Client& asked = client();
   const int descriptor = asked.descriptor();
   if (descriptor < 0)
     throw Failure(kSetup, std::string("cannot wait for answers: ") +
                               std::strerror(errno));
+  const Stopwatch watch;
   while (!done() && asked.outstanding() != 0) {
     asked.process();
-    if (!done() && asked.outstanding() != 0) waitFor(descriptor);
+    if (done() || asked.outstanding() == 0) break;
+    if (what && watch.isLong())
+      output_.progress("waiting for " + what() + ", " + watch.secondsText());
+    waitFor(descriptor);
   }
+  output_.endProgress();
 }
 
 std::string Session::serverName() {
   return serverText(objectServer(), kObjectServerPort);
-}
-
-std::optional<sockaddr_in> Session::directory() {
-  const std::string& name = output_.settings().directory;
-  if (name.empty()) return std::nullopt;
-  return lookUp(name, kDirectoryPort);
 }
 
 sockaddr_in Session::lookUp(const std::string& server,
@@ -75,21 +166,25 @@ sockaddr_in Session::lookUp(const std::string& server,
                   name->port != 0 ? name->port : usualPort);
 }
 
-veskOid Session::principal(const sockaddr_in& to) {
+Oid Session::principal(const Endpoint& to) {
   if (!principal_) principal_ = findPrincipal(to);
   return *principal_;
 }
 
-veskOid Session::findPrincipal(const sockaddr_in& to) {
+Oid Session::findPrincipal(const Endpoint& to) {
   const std::string& given = output_.settings().principal;
-  if (given == "none") return veskOid();
+  if (given == "none") return {};
   if (!given.empty()) return parseOid(given);
-  if (output_.settings().dryRun) return veskOid();
-  return lookUpPrincipal(exchange_, output_, to);
+  if (output_.settings().dryRun) return {};
+  return lookUpPrincipal(*this, to);
 }
 
 void Session::wouldSend(const sockaddr_in& to, veskPDU& request) {
   trace_.wouldSend(to, request);
+  noteDryRun();
+}
+
+void Session::noteDryRun() {
   if (announcedDryRun_) return;
   announcedDryRun_ = true;
   const bool given = !output_.settings().principal.empty();
@@ -100,7 +195,7 @@ void Session::wouldSend(const sockaddr_in& to, veskPDU& request) {
 
 Owned<veskPDU> Session::exchange(const sockaddr_in& to, veskPDU& request) {
   const Settings& settings = output_.settings();
-  request.principal = principal(to);
+  request.principal = principal(Endpoint(to)).vesk();
   if (settings.dryRun) {
     wouldSend(to, request);
     return nullptr;

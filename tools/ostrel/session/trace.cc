@@ -6,7 +6,6 @@
 
 #include "common/addresses.h"
 #include "common/encoding.h"
-#include "format/decode.h"
 #include "format/pdu_text.h"
 
 namespace ostrel::tools::cli {
@@ -16,6 +15,9 @@ constexpr std::size_t kLargestDatagram = 65536;
 
 // Messages of which some fragments were shown; beyond this the oldest go.
 constexpr std::size_t kMostPartials = 64;
+
+// Requests whose first transmission is remembered.
+constexpr std::size_t kMostIds = 65536;
 
 // Digits on a line, as four times 8 bytes.
 constexpr std::size_t kDigitsInLine = 64;
@@ -50,8 +52,8 @@ Shown shown(const char* how, const char* preposition,
 
 }  // namespace
 
-void Trace::sent(const char* how, const sockaddr_in& to, veskPDU& pdu) {
-  const Shown line = shown(how, "to", to, pduText(pdu, "  "),
+void Trace::sent(const sockaddr_in& to, veskPDU& pdu) {
+  const Shown line = shown("sent", "to", to, pduText(pdu, "  "),
                            encoded(pdu).value_or(""), toJson(&pdu));
   output_.trace(line.text, line.json);
 }
@@ -60,6 +62,37 @@ void Trace::wouldSend(const sockaddr_in& to, veskPDU& pdu) {
   const Shown line = shown("would send", "to", to, pduText(pdu, "  "),
                            encoded(pdu).value_or(""), toJson(&pdu));
   output_.result(line.text, line.json);
+}
+
+bool Trace::wouldSend(const ostrel::Datagram& datagram) {
+  const sockaddr_in to = datagram.peer.socketAddress();
+  const auto message = assembled(false, to, datagram.bytes);
+  if (!message) return false;
+  // The identifier of a request is chosen when it is sent.
+  if (auto* pdu = dynamic_cast<veskPDU*>(message->value.get())) {
+    pdu->requestId.value = 0;
+    wouldSend(to, *pdu);
+  }
+  return true;
+}
+
+void Trace::passing(const ostrel::Datagram& datagram) {
+  const sockaddr_in peer = datagram.peer.socketAddress();
+  if (datagram.received) return arrived(peer, datagram.bytes);
+  const auto message = assembled(false, peer, datagram.bytes);
+  if (!message || message->value == nullptr) return;
+  const char* how = isAgain(*message->value) ? "sent again" : "sent";
+  const Shown line =
+      shown(how, "to", peer, valueLines(message->value.get(), "  "),
+            message->bytes, toJson(message->value.get()));
+  output_.trace(line.text, line.json);
+}
+
+bool Trace::isAgain(const veskType& value) {
+  auto* pdu = dynamic_cast<const veskPDU*>(&value);
+  if (pdu == nullptr) return false;
+  if (sent_.size() == kMostIds) sent_.clear();
+  return !sent_.insert(pdu->requestId.value).second;
 }
 
 void Trace::arriving(int socket) {
@@ -74,49 +107,60 @@ void Trace::arriving(int socket) {
   arrived(from, datagram);
 }
 
-void Trace::arrived(const sockaddr_in& from, const std::string& datagram) {
-  const auto show = [&](const Shown& line) {
-    output_.trace(line.text, line.json);
-  };
+// What a datagram completes, or is: one that receivers refuse is a problem
+// without a value. Nothing while fragments are missing.
+std::optional<Decoded> Trace::assembled(bool received, const sockaddr_in& peer,
+                                        std::string_view datagram) {
   Datagram header;
   const std::string problem = readDatagram(datagram, &header);
   if (!problem.empty()) {
-    show(shown("refused", "from", from, "  " + problem + "\n", datagram,
-               nullptr));
-    return;
+    Decoded refused;
+    refused.bytes = std::string(datagram);
+    refused.problem = problem;
+    return refused;
   }
-  std::vector<std::string> parts = {datagram};
+  std::vector<std::string> parts = {std::string(datagram)};
   if (header.fragmentCount > 1) {
     const auto known = std::find_if(
         partials_.begin(), partials_.end(), [&](const Partial& partial) {
-          return sameEndpoint(partial.from, from) &&
+          return partial.received == received &&
+                 sameEndpoint(partial.peer, peer) &&
                  partial.messageId == header.messageId;
         });
-    Partial partial = {from, header.messageId, {}};
+    Partial partial = {received, peer, header.messageId, {}};
     if (known != partials_.end()) {
       partial = std::move(*known);
       partials_.erase(known);
     }
     // The same again is no news.
-    partial.fragments[header.fragment] = datagram;
+    partial.fragments[header.fragment] = parts[0];
     if (partial.fragments.size() < header.fragmentCount) {
       if (partials_.size() == kMostPartials) partials_.erase(partials_.begin());
       partials_.push_back(std::move(partial));
-      return;
+      return std::nullopt;
     }
     parts.clear();
     for (const auto& fragment : partial.fragments)
       parts.push_back(fragment.second);
   }
-  const std::vector<Decoded> messages = decodeAll(parts);
-  const Decoded& message = messages[0];
-  if (message.value == nullptr) {
-    show(shown("refused", "from", from, "  " + message.problem + "\n",
-               message.bytes.empty() ? datagram : message.bytes, nullptr));
-    return;
-  }
-  show(shown("received", "from", from, valueLines(message.value.get(), "  "),
-             message.bytes, toJson(message.value.get())));
+  std::vector<Decoded> messages = decodeAll(parts);
+  Decoded& message = messages[0];
+  if (message.value == nullptr && message.bytes.empty())
+    message.bytes = std::string(datagram);
+  return std::move(message);
+}
+
+void Trace::arrived(const sockaddr_in& from, std::string_view datagram) {
+  const auto message = assembled(true, from, datagram);
+  if (!message) return;
+  veskType* value = message->value.get();
+  const Shown line =
+      value != nullptr
+          ? shown("received", "from", from, valueLines(value, "  "),
+                  message->bytes, toJson(value))
+          : shown("refused", "from", from, "  " + message->problem + "\n",
+                  message->bytes, nullptr);
+  output_.trace(line.text, line.json);
 }
 
 }  // namespace ostrel::tools::cli

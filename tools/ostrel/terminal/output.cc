@@ -19,7 +19,19 @@ Output::Output(const Settings& settings)
 
 void Output::result(const std::string& text, const Json& json) {
   endProgress();
-  write(settings_.json ? line(json) + "\n" : text);
+  write(settings_.json ? line(json) + "\n" : prefixed(text));
+}
+
+std::string Output::prefixed(const std::string& text) const {
+  if (prefix_.empty()) return text;
+  std::string result;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t end = std::min(text.find('\n', at), text.size() - 1) + 1;
+    result += prefix_ + text.substr(at, end - at);
+    at = end;
+  }
+  return result;
 }
 
 // A pipe that can be written to takes PIPE_BUF bytes at least. What nobody
@@ -44,7 +56,7 @@ void Output::write(std::string_view text) {
 
 void Output::failure(const Failure& failure, const Json& about) {
   if (!settings_.json) {
-    error("ostrel: " + std::string(failure.what()) + "\n");
+    error("ostrel: " + prefix_ + failure.what() + "\n");
     hint(failure.hint);
     return;
   }
@@ -57,7 +69,7 @@ void Output::failure(const Failure& failure, const Json& about) {
 }
 
 void Output::itemFailure(const std::string& text) {
-  if (!settings_.json) error("ostrel: " + text + "\n");
+  if (!settings_.json) error("ostrel: " + prefix_ + text + "\n");
 }
 
 void Output::hint(const std::string& text) {

@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "format/json.h"
 #include "terminal/failure.h"
@@ -24,6 +25,10 @@ class Output {
 
   // What has no JSON form: help and scripts.
   void write(std::string_view text);
+
+  // What lines of results and failures begin with from now on, "10.0.0.7: " for
+  // instance, where several servers answer. Not in the JSON form.
+  void setPrefix(std::string prefix) { prefix_ = std::move(prefix); }
 
   // A failure, as "ostrel: MESSAGE" with the hint on the next line. `about`
   // holds what the command knows: "command", "server", "oid".
@@ -62,7 +67,10 @@ class Output {
  private:
   void error(const std::string& text);
 
+  std::string prefixed(const std::string& text) const;
+
   const Settings& settings_;
+  std::string prefix_;
   bool terminal_;
   bool inProgress_ = false;
   int writeError_ = 0;  // the errno of the write that failed
