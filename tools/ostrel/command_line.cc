@@ -111,7 +111,8 @@ std::vector<Command> allCommands() {
   std::vector<Command> all;
   for (const auto part :
        {objectCommands, searchCommands, directoryCommands, actionCommands,
-        watchCommands, decodeCommands, classCommands})
+        watchCommands, pollCommands, dumpCommands, loadCommands, batchCommands,
+        decodeCommands, classCommands})
     for (Command& command : part()) all.push_back(std::move(command));
   return all;
 }

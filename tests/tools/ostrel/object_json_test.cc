@@ -296,11 +296,5 @@ TEST(ObjectJson, RefusesLinesThatAreNoObjects) {
     EXPECT_THROW(objectFrom(text), TextError) << text;
 }
 
-TEST(ObjectJson, ListsErrors) {
-  EXPECT_EQ(line(errorsJson({{2, Aid("59.6.1"), kPermissionDenied}})),
-            R"([{"index":2,"code":5,"text":"Permission Denied"}])");
-  EXPECT_EQ(line(errorsJson(std::vector<ItemError>())), "[]");
-}
-
 }  // namespace
 }  // namespace ostrel::tools::cli

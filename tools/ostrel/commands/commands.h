@@ -27,6 +27,9 @@ struct Arguments {
   // Seconds until it is verified again what was registered: at least every
   // minute, though an answer may take some seconds.
   unsigned verifyEvery = 45;
+  bool update = false;  // load: sets objects instead of making them
+  std::string state;    // where load notes what is done; empty: nowhere
+  std::string every;    // of poll, with its unit
   std::string shell;
   std::string verb;     // of class
   std::string against;  // the former class files
@@ -48,6 +51,10 @@ struct Command {
 std::vector<Command> objectCommands();     // get, set, create, clone, remove...
 std::vector<Command> searchCommands();     // search, walk
 std::vector<Command> directoryCommands();  // find, discover
+std::vector<Command> dumpCommands();
+std::vector<Command> loadCommands();
+std::vector<Command> batchCommands();
+std::vector<Command> pollCommands();
 std::vector<Command> actionCommands();
 std::vector<Command> watchCommands();
 std::vector<Command> decodeCommands();

@@ -1,75 +1,99 @@
 // The commands on the objects of a class: search, walk.
 
-#include <ostrel/elements.h>
-#include <ostrel/names.h>
+#include <ctime>
+#include <map>
+#include <utility>
 
-#include "commands/command_support.h"
+#include "commands/paged_search.h"
+#include "format/object_json.h"
+#include "format/pdu_text.h"
 
 namespace ostrel::tools::cli {
 namespace {
 
-Owned<veskSearchRespPDU> search(Session& session, veskOid& oid,
-                                veskList& conditions) {
-  veskSearchPDU request(oid, &conditions, kSearchFlag);
-  return session.ask<veskSearchRespPDU>(request);
+// The beginning of a line, where several servers answer.
+std::string prefixOf(const Target& server, const PagedSearch& search) {
+  return search.severalServers() ? server.name + ": " : "";
 }
 
 Exit runSearch(Session& session, const Arguments& arguments) {
   Output& output = session.output();
-  veskOid oid = parseOid(arguments.id);
-  const Owned<veskList> conditions = conditionsFrom(arguments.words);
-  const auto response = search(session, oid, *conditions);
-  if (response == nullptr) return kDone;
-  std::string text;
-  Json found = Json::array();
-  for (veskType* value : Elements(response->list)) {
-    text += foundText(value) + "\n";
-    auto* object = dynamic_cast<veskOid*>(value);
-    found.push_back(object != nullptr ? oidJson(*object) : toJson(value));
+  const bool asJson = output.settings().json;
+  const Oid classOid(parseOid(arguments.id));
+  // The JSON form is one object, so that it has to wait for the last page.
+  std::map<Endpoint, std::vector<Oid>> found;
+  PagedSearch search(session, "search", std::nullopt);
+  search.ask(
+      arguments.id, classOid, termsFrom(arguments.words),
+      [&](const Target& server, const std::vector<Object>& page) {
+        const std::string prefix = prefixOf(server, search);
+        std::string text;
+        for (const Object& object : page) {
+          if (asJson)
+            found[server.at].push_back(object.oid);
+          else
+            text += prefix + object.oid.text() + "\n";
+        }
+        output.write(text);
+      },
+      [&](const Target& server, const ItemErrors& errors) {
+        Json json = resultJson(server, "search", errors);
+        json["oid"] = classOid.text();
+        json["found"] = Json::array();
+        for (const Oid& oid : found[server.at])
+          json["found"].push_back(oid.text());
+        json["errors"] = errorsJson(errors);
+        output.result("", json);
+      });
+  return search.finish();
+}
+
+// An object with its attributes, for people.
+void appendLines(std::string* text, const Object& object,
+                 const std::string& prefix, bool quiet) {
+  *text += prefix + object.oid.text() + "\n";
+  for (const Attribute& attribute : object.attributes) {
+    const auto shown = printable(ostrel::Value(attribute));
+    auto& copy = dynamic_cast<veskAttribute&>(*shown);
+    *text += prefix;
+    *text += quiet ? plainText(copy.value) + "\n" : valueLines(&copy, "  ");
   }
-  Json json = resultJson(session, "search", *response);
-  json["oid"] = oidJson(oid);
-  json["found"] = std::move(found);
-  json["errors"] = errorsJson(response->errors);
-  output.result(text, json);
-  const Exit exit =
-      reportErrors(output, oidText(oid), *response, conditions.get());
-  if (exit == kDone && response->list->count == 0)
-    output.note("ostrel: nothing found");
-  return exit;
 }
 
 Exit runWalk(Session& session, const Arguments& arguments) {
   Output& output = session.output();
-  veskOid oid = parseOid(arguments.id);
-  const Owned<veskList> conditions = conditionsFrom(arguments.words);
-  const auto response = search(session, oid, *conditions);
-  if (response == nullptr) return kDone;
-  const Exit searched =
-      reportErrors(output, oidText(oid), *response, conditions.get());
-  if (searched != kDone) {
-    Json json = resultJson(session, "walk", *response);
-    json["oid"] = oidJson(oid);
-    json["attributes"] = Json::array();
-    json["errors"] = errorsJson(response->errors);
-    output.result("", json);
-  }
-  Words found;
-  for (veskType* value : Elements(response->list))
-    found.push_back(foundText(value));
-  if (searched == kDone && found.empty()) output.note("ostrel: nothing found");
-  Exit partly = searched;
-  auto at = Elements<veskOid>(response->list).begin();
-  const Exit walked = forEachOf(output, "walk", found, [&](std::size_t) {
-    veskOid* object = *at++;
-    if (object == nullptr || object->valid == 0)
-      throw Failure(kDecode, "the server found what is no object",
-                    "--trace shows what was received.");
-    veskList everything;
-    if (showObject(session, "walk", *object, everything, true) != kDone)
-      partly = kPartial;
-  });
-  return walked != kDone ? walked : partly;
+  const Settings& settings = output.settings();
+  const Oid classOid(parseOid(arguments.id));
+  PagedSearch search(session, "walk", Aids());
+  search.ask(
+      arguments.id, classOid, termsFrom(arguments.words),
+      [&](const Target& server, const std::vector<Object>& page) {
+        std::string text;
+        // Of a line only the identifier and the attributes differ.
+        std::string head = line(resultJson(server, "walk", {}));
+        head.back() = ',';
+        for (const Object& object : page) {
+          if (!settings.json) {
+            appendLines(&text, object, prefixOf(server, search),
+                        settings.quiet);
+            continue;
+          }
+          text +=
+              head + "\"oid\":\"" + object.oid.text() + "\",\"attributes\":";
+          appendJson(&text, object.attributes, Form::kShown);
+          text += ",\"errors\":[]}\n";
+        }
+        output.write(text);
+      },
+      [&](const Target& server, const ItemErrors& errors) {
+        if (errors.empty()) return;
+        Json json = resultJson(server, "walk", errors);
+        json["oid"] = classOid.text();
+        json["attributes"] = Json::array();
+        json["errors"] = errorsJson(errors);
+        output.result("", json);
+      });
+  return search.finish();
 }
 
 }  // namespace

@@ -410,17 +410,6 @@ void appendJson(std::string* out, const Attributes& attributes, Form form) {
   *out += ']';
 }
 
-Json errorsJson(const std::vector<ItemError>& errors) {
-  Json json = Json::array();
-  for (const ItemError& error : errors) {
-    Json one;
-    one["index"] = error.position;
-    one.update(codeJson(error.code));
-    json.push_back(std::move(one));
-  }
-  return json;
-}
-
 Json idJson(const Oid& oid) {
   return oid.valid() ? Json(oid.text()) : Json(nullptr);
 }

@@ -27,9 +27,6 @@ void appendJson(std::string* out, const ostrel::Value& value, Form form);
 // Appends an array of {"id": "59.6.1", "value": VALUE}.
 void appendJson(std::string* out, const Attributes& attributes, Form form);
 
-// An array of {"index": 0, "code": 5, "text": "Permission Denied"}.
-Json errorsJson(const std::vector<ItemError>& errors);
-
 // null when invalid.
 Json idJson(const Oid& oid);
 Json idJson(const Aid& aid);

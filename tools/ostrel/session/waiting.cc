@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 #include "terminal/failure.h"
@@ -36,9 +37,13 @@ std::string plural(long count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-bool waitFor(int socket) {
-  pollfd ends[] = {{socket, POLLIN, 0}, {signalEnd(), POLLIN, 0}};
-  const int ready = poll(ends, 2, kPollMilliseconds);
+namespace {
+
+// Waits for the ends, the last of which is that of signals. Returns whether the
+// first can be read.
+template <std::size_t count>
+bool waitForEnds(pollfd (&ends)[count], int milliseconds) {
+  const int ready = poll(ends, count, milliseconds);
   const int cause = errno;
   if (interrupted())
     throw Failure(kInterrupted, "interrupted before the answer came",
@@ -46,6 +51,19 @@ bool waitFor(int socket) {
   if (ready < 0 && cause != EINTR)
     throw Failure(kSetup, std::string("cannot wait: ") + std::strerror(cause));
   return ready > 0 && (ends[0].revents & POLLIN) != 0;
+}
+
+}  // namespace
+
+bool waitFor(int socket) {
+  pollfd ends[] = {{socket, POLLIN, 0}, {signalEnd(), POLLIN, 0}};
+  return waitForEnds(ends, kPollMilliseconds);
+}
+
+void waitForEither(int first, int second, int milliseconds) {
+  pollfd ends[] = {
+      {first, POLLIN, 0}, {second, POLLIN, 0}, {signalEnd(), POLLIN, 0}};
+  waitForEnds(ends, milliseconds);
 }
 
 }  // namespace ostrel::tools::cli

@@ -31,6 +31,10 @@ std::string plural(long count, const char* what);
 // Throws Failure when a signal came.
 bool waitFor(int socket);
 
+// Waits until one of two descriptors, either of which may be -1, can be read,
+// at most so long. Throws Failure when a signal came.
+void waitForEither(int first, int second, int milliseconds);
+
 }  // namespace ostrel::tools::cli
 
 #endif  // OSTREL_TOOLS_OSTREL_SESSION_WAITING_H
