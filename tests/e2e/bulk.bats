@@ -135,11 +135,11 @@ LINES
 
 @test "poll reads again and again, and stops" {
   ostrel create 59.200 59.200.1=lamp 59.200.2=5
-  run --separate-stderr ostrel poll --every 20ms --count 3 59.200.0.1 59.200.1
+  run --separate-stderr ostrel poll --every 500ms --count 3 59.200.0.1 59.200.1
   [ "$status" = 0 ]
   same "$(cut -d' ' -f2- <<<"$output")" \
     $'59.200.1 = string:lamp\n59.200.1 = string:lamp\n59.200.1 = string:lamp'
-  run ostrel --json poll --every 20ms --count 2 59.200.0.1
+  run --separate-stderr ostrel --json poll --every 500ms --count 2 59.200.0.1
   same "$(json '[.round, .oid, (.attributes | length)]')" \
     $'[1,"59.200.0.1",2]\n[2,"59.200.0.1",2]'
   run ostrel poll --every 5 59.200.0.1
