@@ -1,7 +1,7 @@
 // What becomes of the asynchronous client when a call of the system or an
-// allocation fails: each walk repeats the same life of a client and lets a later
-// call fail each time. Every handler runs once at most, nothing stays open, and
-// nothing leaks.
+// allocation fails: each walk repeats the same life of a client and lets a
+// later call fail each time. Every handler runs once at most, nothing stays
+// open, and nothing leaks.
 
 #include <gtest/gtest.h>
 #include <ostrel/client.h>
@@ -39,6 +39,9 @@ void* operator new[](std::size_t size) { return operator new(size); }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return take(size);
 }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return take(size);
+}
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
@@ -56,19 +59,29 @@ struct Failure {
 };
 
 const Failure kFailures[] = {
-    {Call::kOpen, EMFILE},          {Call::kBind, EADDRINUSE},
-    {Call::kSocketName, ENOBUFS},   {Call::kSetSendBuffer, ENOBUFS},
+    {Call::kOpen, EMFILE},
+    {Call::kBind, EADDRINUSE},
+    {Call::kSocketName, ENOBUFS},
+    {Call::kSetSendBuffer, ENOBUFS},
     {Call::kSetReceiveBuffer, ENOBUFS},
     {Call::kSetMulticastTtl, EINVAL},
-    {Call::kSend, ENETUNREACH},     {Call::kSend, EPERM},
-    {Call::kSend, EAGAIN},          {Call::kSend, ENOBUFS},
-    {Call::kSend, EINTR},           {Call::kSend, ECONNREFUSED},
-    {Call::kSend, EMSGSIZE},        {Call::kReceive, EINTR},
-    {Call::kReceive, ECONNREFUSED}, {Call::kReceive, ENOMEM},
-    {Call::kWait, EINTR},           {Call::kWait, EINVAL},
-    {Call::kClose, EIO},            {Call::kRandom, ENOSYS},
+    {Call::kSend, ENETUNREACH},
+    {Call::kSend, EPERM},
+    {Call::kSend, EAGAIN},
+    {Call::kSend, ENOBUFS},
+    {Call::kSend, EINTR},
+    {Call::kSend, ECONNREFUSED},
+    {Call::kSend, EMSGSIZE},
+    {Call::kReceive, EINTR},
+    {Call::kReceive, ECONNREFUSED},
+    {Call::kReceive, ENOMEM},
+    {Call::kWait, EINTR},
+    {Call::kWait, EINVAL},
+    {Call::kClose, EIO},
+    {Call::kRandom, ENOSYS},
     {Call::kLocalAddress, ENETUNREACH},
-    {Call::kOpenWakeup, EMFILE},    {Call::kOpenReadiness, EMFILE},
+    {Call::kOpenWakeup, EMFILE},
+    {Call::kOpenReadiness, EMFILE},
     {Call::kSetTimer, EINVAL},
 };
 
@@ -99,8 +112,8 @@ void live(Tally& tally) {
         server, "59.7.0.0", {}, [](auto&&) { return true; },
         counted<Done>(tally)));
     count(client.discover(counted<Endpoint>(tally)));
-    count(client.watch(server, oid, "59.6.0", [](Event&&) {},
-                       counted<Done>(tally)));
+    count(client.watch(
+        server, oid, "59.6.0", [](Event&&) {}, counted<Done>(tally)));
   } catch (const std::bad_alloc&) {
     // Nothing of that call was taken.
   }

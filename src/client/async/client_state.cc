@@ -73,13 +73,18 @@ void ClientState::enter(std::unique_ptr<Operation> operation) {
 
 // Afterwards no ticket names it.
 std::unique_ptr<Operation> ClientState::leave(Operation* operation) {
-  Slot& slot = slots[operation->slotNumber];
+  const std::uint32_t number = operation->slotNumber;
+  operation->slotNumber = Operation::kNoSlot;
+  return leave(number);
+}
+
+std::unique_ptr<Operation> ClientState::leave(std::uint32_t number) {
+  Slot& slot = slots[number];
   std::unique_ptr<Operation> owned = std::move(slot.owned);
   slot.operation = nullptr;
   slot.generation++;
   slot.nextFree = firstFree;
-  firstFree = operation->slotNumber;
-  operation->slotNumber = Operation::kNoSlot;
+  firstFree = number;
   inUse--;
   return owned;
 }
@@ -117,10 +122,12 @@ Pending* ClientState::ask(std::unique_ptr<Pending> owned,
         principalBytes(given.principal.value_or(Oid())) + pending->rest;
   }
   enter(pending);
+  const std::uint32_t number = pending->slotNumber;
   try {
     engine.add(std::move(owned), platform::elapsed());
   } catch (...) {
-    leave(pending);
+    // The request is gone, and its number is all that is left.
+    leave(number);
     throw;
   }
   if (pending->to.port == 0) {

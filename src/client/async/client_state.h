@@ -35,6 +35,7 @@ struct ClientState : std::enable_shared_from_this<ClientState> {
   // Also takes care of an operation that the client owns.
   void enter(std::unique_ptr<Operation> operation);
   std::unique_ptr<Operation> leave(Operation* operation);
+  std::unique_ptr<Operation> leave(std::uint32_t number);
   Operation* find(const Ticket& ticket) const;
   void name(const Operation* operation, Ticket* ticket);
 

@@ -38,7 +38,12 @@ Watch::Watch(ClientState& state, const Endpoint& server, const Oid& oid,
       tell_(std::move(tell)),
       options_(std::move(options)) {
   state_.watches.push_back(this);
-  state_.engine.watchHost(server_.address());
+  try {
+    state_.engine.watchHost(server_.address());
+  } catch (...) {
+    state_.watches.pop_back();
+    throw;
+  }
 }
 
 Watch::~Watch() {
