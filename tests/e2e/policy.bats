@@ -12,7 +12,7 @@ teardown() { stopAll; }
   [ "$status" = 1 ]
   [[ $stderr == *'Permission Denied'* ]]
   ostrel search 59.200 || [ $? = 1 ]
-  grep -q 'info: refused create 59.200.0.0 by 127.0.0.1:.*5(Permission Denied)' \
+  grep -q 'info: refused 127.0.0.1:.*: create 59.200.0.0: 5(Permission Denied)' \
     "$BATS_TEST_TMPDIR/server.log"
 }
 
@@ -20,6 +20,6 @@ teardown() { stopAll; }
   serve server --memory --allow 192.0.2.0/24
   run --separate-stderr ostrel --retries 0 verify 59.1.0.1
   [ "$status" = 3 ]
-  grep -q 'info: refused verify 59.1.0.1 by 127.0.0.1:.* dropped' \
+  grep -q 'info: refused 127.0.0.1:.*: verify 59.1.0.1: dropped' \
     "$BATS_TEST_TMPDIR/server.log"
 }

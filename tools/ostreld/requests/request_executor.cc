@@ -1,8 +1,11 @@
 #include "requests/request_executor.h"
 
 #include <ostrel/codes.h>
+#include <ostrel/veskError.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -19,6 +22,21 @@ void logRequest(veskPDU& request, const sockaddr_in& from) {
   if (!logs(Level::kDebug)) return;
   log(Level::kDebug, endpointText(from) + " tag " +
                          std::to_string(request.tag) + ": " + printed(request));
+}
+
+struct Free {
+  void operator()(char* text) const { std::free(text); }
+};
+
+// A request was refused with a code, or dropped when that is 0.
+void logRefused(const RequestKind& kind, veskPDU& request,
+                const sockaddr_in& from, int code) {
+  if (!logs(Level::kInfo)) return;
+  const std::unique_ptr<char, Free> text(veskGetErrorString(code, nullptr));
+  const std::string why = text ? text.get() : std::to_string(code);
+  veskOid& principal = request.principal;
+  logRefusal({from, principal.valid != 0 ? printed(principal) : "",
+              describe(kind, request), code == kNoError ? "dropped" : why});
 }
 
 }  // namespace
@@ -134,7 +152,7 @@ bool RequestExecutor::refuses(const Asked& asked) {
   const bool change = changes(asked.kind);
   const int code = change ? kPermissionDenied : kNoError;
   counters_->add(change ? Counter::kChangesRefused : Counter::kReadingRefused);
-  refusals_.note(asked.kind, asked.pdu, from, code, asked.arrived);
+  logRefused(asked.kind, asked.pdu, from, code);
   if (change)
     ready_.push_back(
         {from, refusalBytes(asked.kind, asked.pdu.requestId.value, code)});
@@ -194,8 +212,9 @@ std::string RequestExecutor::change(const Asked& asked) {
   if (code == kNoError || code == kArgListError) {
     repeats_.keep(asked.key, message.id, asked.arrived, *bytes);
     change.keep();
-  } else {
-    refusals_.note(asked.kind, asked.pdu, message.from, code, asked.arrived);
+  } else if (code != kPermissionDenied) {
+    // A manager that does not permit something says why itself.
+    logRefused(asked.kind, asked.pdu, message.from, code);
   }
   return *bytes;
 }

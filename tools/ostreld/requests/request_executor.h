@@ -14,7 +14,6 @@
 
 #include "net/udp_socket.h"
 #include "objects/registrations.h"
-#include "requests/refusals.h"
 #include "requests/repeats.h"
 #include "requests/request_router.h"
 #include "requests/searches.h"
@@ -103,7 +102,6 @@ class RequestExecutor {
   RequestLimits limits_;
   Repeats repeats_;
   Searches searches_;
-  Refusals refusals_;
 
   std::optional<Transaction> transaction_;  // of the batch
   std::size_t mark_ = 0;                    // where its events begin
