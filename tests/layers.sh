@@ -13,7 +13,7 @@ layers=(base value model transport client)
 declare -A rank public
 for i in "${!layers[@]}"; do rank[${layers[i]}]=$i; done
 for unit in export tags codes names; do public[$unit]=0; done
-for unit in list type elements; do public[$unit]=1; done
+for unit in list type elements encoding; do public[$unit]=1; done
 for unit in veskAttr veskOmAttr veskError veskPDU objectdesc; do public[$unit]=2; done
 for unit in timelist datagram message transaction; do public[$unit]=3; done
 for unit in commreq access veskQuery veskEvent; do public[$unit]=4; done

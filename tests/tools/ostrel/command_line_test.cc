@@ -37,10 +37,11 @@ TEST(CommandLine, HasTheCommandsInTheOrderOfTheHelp) {
   std::vector<std::string> names;
   for (CLI::App* command : commandsOf(line))
     names.push_back(command->get_name());
-  EXPECT_THAT(names,
-              ElementsAre("get", "set", "create", "clone", "remove", "verify",
-                          "search", "walk", "find", "discover", "action",
-                          "watch", "decode", "class", "config", "completion"));
+  EXPECT_THAT(
+      names,
+      ElementsAre("get", "set", "create", "clone", "remove", "verify", "search",
+                  "walk", "find", "discover", "action", "watch", "poll", "dump",
+                  "load", "batch", "decode", "class", "config", "completion"));
 }
 
 TEST(CommandLine, ShowsAnExampleOfEveryCommand) {

@@ -80,7 +80,7 @@ inline veskList* condition(veskList* list, const char* name, veskType* value,
                            int op) {
   veskAid id(name);
   list->append(new veskAttributeValueOp(&id, value, op));
-  delete value;
+  veskType::destroyDecoded(value);
   return list;
 }
 

@@ -344,7 +344,7 @@ std::vector<Command> batchCommands() {
       {"batch", "Carry out commands from standard input, many at once",
        R"(Each line is a JSON object, and so is each answer. Answers come in any
 order, each with the "id" of its command. Two changes of one object are
-carried out in the order of their lines.
+carried out in the order of their lines. Commands:
 
   {"id": 1, "command": "get", "object": "59.200.0.1", "attributes": ["59.200.1"]}
   {"id": 2, "command": "set", "object": "59.200.0.1", "attributes": ["59.200.2=int:5"]}
@@ -357,7 +357,10 @@ carried out in the order of their lines.
 
 "server": "10.0.0.7:5300" asks another server. Attributes and values are
 written as on the command line, or as ostrel dump and --json write them.
-With "attributes" a search finds objects with these, [] all of them.)",
+With "attributes" a search finds objects with these, [] all of them.
+
+Examples:
+  echo '{"id": 1, "command": "verify", "object": "59.1.0.1"}' | ostrel batch)",
        [](CLI::App&, Arguments&) {}, inSession<runBatch>},
   };
 }
