@@ -27,12 +27,12 @@ constexpr mode_t kReadByAll = 0666;  // less what the umask takes away
 }
 
 std::string contentsOf(int file, const std::string& name) {
-  constexpr std::size_t kBlock = std::size_t{1} << 16;
+  constexpr std::size_t kStep = std::size_t{1} << 16;
   std::string text;
   for (;;) {
     const std::size_t used = text.size();
-    text.resize(used + kBlock);
-    const ssize_t length = read(file, &text[used], kBlock);
+    text.resize(used + kStep);
+    const ssize_t length = read(file, &text[used], kStep);
     if (length < 0) throwCannot("read", name);
     text.resize(used + static_cast<std::size_t>(length));
     if (length == 0) return text;

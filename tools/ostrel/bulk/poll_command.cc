@@ -62,10 +62,6 @@ class Poll {
   Clock::time_point next_ = Clock::now();
 };
 
-std::string timeNow() {
-  return timeText(static_cast<std::uint32_t>(std::time(nullptr)));
-}
-
 Poll::Poll(Session& session, const Arguments& arguments)
     : session_(session),
       arguments_(arguments),
@@ -215,10 +211,10 @@ void Poll::loop() {
     }
     client.process();
     if (isDone()) return;
-    constexpr Millis kLongest{1000};
+    constexpr Millis kLongestTurn{1000};
     const auto left = std::chrono::ceil<Millis>(next_ - Clock::now());
     const Millis wait =
-        mayBegin() ? std::clamp(left, Millis(0), kLongest) : kLongest;
+        mayBegin() ? std::clamp(left, Millis(0), kLongestTurn) : kLongestTurn;
     waitForEither(descriptor, -1, static_cast<int>(wait.count()));
   }
 }

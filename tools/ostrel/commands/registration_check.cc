@@ -10,7 +10,7 @@ constexpr const char* kHost = "59.1.0.1";
 constexpr const char* kServerStart = "59.1.39";
 
 // Attributes of an object; null with --dry-run.
-Owned<veskGetRespPDU> read(Session& session, veskOid oid,
+Owned<veskGetRespPDU> readAttributes(Session& session, veskOid oid,
                            std::initializer_list<const char*> names) {
   const Owned<veskList> wanted(new veskList);
   for (const char* name : names)
@@ -36,7 +36,7 @@ bool isAt(veskGetRespPDU& answer, unsigned i, Value& expected) {
 
 bool hasRegistration(Session& session, Registered& registered) {
   try {
-    const auto answer = read(session, registered.oid,
+    const auto answer = readAttributes(session, registered.oid,
                              {kRegistrationObject, kRegistrationEvent,
                               kRegistrationAddress, kRegistrationPort});
     return answer != nullptr && isAt(*answer, 0, registered.object) &&
@@ -50,7 +50,7 @@ bool hasRegistration(Session& session, Registered& registered) {
 
 std::optional<double> serverStart(Session& session) {
   try {
-    const auto answer = read(session, kHost, {kServerStart});
+    const auto answer = readAttributes(session, kHost, {kServerStart});
     auto* start = answer != nullptr
                       ? dynamic_cast<veskDouble*>(valueAt(*answer, 0))
                       : nullptr;

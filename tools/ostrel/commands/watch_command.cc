@@ -56,10 +56,6 @@ constexpr Gap kSilent = {"silent", "did not answer for a while"};
 constexpr Gap kRestarted = {"restarted", "was restarted"};
 constexpr Gap kLost = {"lost", "has lost the registration"};
 
-std::string timeNow() {
-  return timeText(static_cast<std::uint32_t>(std::time(nullptr)));
-}
-
 // This host's address on the way to the server: events have to come back.
 in_addr localAddressTowards(in_addr server) {
   const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -17,18 +17,18 @@ namespace ostrel::tools::cli {
 namespace {
 
 // Lists that lie deeper inside others are written as text, and not read at all.
-constexpr unsigned kDeepest = 100;
+constexpr unsigned kDeepestTyped = 100;
 constexpr unsigned kDeepestRead = 500;
 
-constexpr auto kNames = valueTypeTable([](auto type) constexpr {
+constexpr auto kTagNames = valueTypeTable([](auto type) constexpr {
   return ValueType<void>{type.name, type.tag};
 });
 
 const char* nameOf(Tag tag) {
   const auto* found = std::find_if(
-      kNames.begin(), kNames.end(),
+      kTagNames.begin(), kTagNames.end(),
       [&](const ValueType<void>& each) { return each.tag == tag; });
-  return found != kNames.end() ? found->name : nullptr;
+  return found != kTagNames.end() ? found->name : nullptr;
 }
 
 // Characters that stand in JSON for themselves, and on a terminal, too.
@@ -140,7 +140,7 @@ void appendNested(std::string* out, const ostrel::Value& value, Form form,
     *out += ",\"value\":";
   };
   if (const Values* elements = value.as<Values>()) {
-    if (depth >= kDeepest)
+    if (depth >= kDeepestTyped)
       appendDeep(out, value, form);
     else
       appendList(out, *elements, form, depth);
@@ -353,10 +353,10 @@ ostrel::Value typedFrom(const Json& json, std::time_t now, unsigned depth) {
   const std::string& type = textOf(*named, "name of a type");
   if (type == "null") return ostrel::Value();
   const auto* row = std::find_if(
-      kNames.begin(), kNames.end(),
+      kTagNames.begin(), kTagNames.end(),
       [&](const ValueType<void>& each) { return type == each.name; });
   const Json* value = member(json, "value");
-  const bool isKnown = row != kNames.end() && value != nullptr;
+  const bool isKnown = row != kTagNames.end() && value != nullptr;
   if (isKnown && row->tag == kTagString) return stringFrom(json, *value);
   if (isKnown && row->tag == kTagBool) return boolFrom(json, *value);
   if (isKnown && row->tag == kTagList) {

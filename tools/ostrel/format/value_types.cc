@@ -1,10 +1,12 @@
 #include "format/value_types.h"
 
 #include <ostrel/codes.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <ctime>
 #include <iterator>
 #include <limits>
 #include <type_traits>
@@ -513,6 +515,10 @@ std::string timeText(std::uint32_t seconds) {
   const std::size_t length =
       std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
   return std::string(text, length);
+}
+
+std::string timeNow() {
+  return timeText(static_cast<std::uint32_t>(std::time(nullptr)));
 }
 
 std::string elementText(std::string_view bytes) {

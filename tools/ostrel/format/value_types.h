@@ -77,6 +77,7 @@ Json aidJson(const veskAid& aid);
 
 // "2026-11-21T03:19:26Z".
 std::string timeText(std::uint32_t seconds);
+std::string timeNow();
 
 // Escaped text that may stand in a list, where commas and brackets mean
 // something.

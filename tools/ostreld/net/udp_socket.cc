@@ -45,12 +45,6 @@ Nanoseconds waited(msghdr& message, Nanoseconds now) {
   return Nanoseconds(0);
 }
 
-// Room for that note.
-union Note {
-  char bytes[CMSG_SPACE(sizeof(timespec))];
-  cmsghdr aligned;
-};
-
 std::string explain(const sockaddr_in& address) {
   const std::string where = endpointText(address);
   switch (errno) {
@@ -138,6 +132,12 @@ class Burst {
 // Where the system puts what it takes. What was written is made ready for the
 // next call, and nothing else.
 struct UdpSocket::Intake {
+  // Room for the system's note of the time.
+  union Note {
+    char bytes[CMSG_SPACE(sizeof(timespec))];
+    cmsghdr aligned;
+  };
+
   Intake() : bytes(new char[kAtOnce * kRoom]) {
     for (std::size_t i = 0; i < kAtOnce; ++i) {
       rooms[i] = {&bytes[i * kRoom], kRoom};

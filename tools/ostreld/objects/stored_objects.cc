@@ -53,7 +53,7 @@ class StoredObjects::Change {
   // An object that is not there yet has no record.
   Change(const Record* former, std::size_t mostValues)
       : former_(former), mostValues_(mostValues) {
-    if (former != nullptr) size_ = sizeOf(*former);
+    if (former != nullptr) take(sizeOf(*former));
   }
 
   // Takes an attribute, in place of one with that identifier, and returns 0; or
@@ -65,11 +65,11 @@ class StoredObjects::Change {
     const Record::Key key = Record::keyOf(attribute->id);
     const Size before = held(key);
     const Size added = sizeOf(bytes);
-    const Size after = {size_.bytes - before.bytes + added.bytes,
-                        size_.values - before.values + added.values};
+    const Size after = {bytesUsed_ - before.bytes + added.bytes,
+                        valuesUsed_ - before.values + added.values};
     if (after.bytes > kLongestObject || after.values > mostValues_)
       return kBadValue;
-    size_ = after;
+    take(after);
     values_[key] = {attribute->id, std::move(bytes)};
     return kNoError;
   }
@@ -87,6 +87,11 @@ class StoredObjects::Change {
   }
 
  private:
+  void take(const Size& size) {
+    bytesUsed_ = size.bytes;
+    valuesUsed_ = size.values;
+  }
+
   Size held(const Record::Key& key) const {
     const auto replaced = values_.find(key);
     if (replaced != values_.end()) return sizeOf(replaced->second.second);
@@ -96,7 +101,8 @@ class StoredObjects::Change {
 
   const Record* former_;
   std::size_t mostValues_;
-  Size size_;
+  std::size_t bytesUsed_ = 0;
+  std::size_t valuesUsed_ = 0;
   std::map<Record::Key, std::pair<veskAid, std::string>> values_;
 };
 

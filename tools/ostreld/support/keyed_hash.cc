@@ -7,7 +7,7 @@ namespace ostrel::tools::server {
 namespace {
 
 constexpr std::size_t kWordBytes = 8;
-constexpr unsigned kByteBits = 8;
+constexpr unsigned kBitsInByte = 8;
 
 constexpr std::uint64_t rotated(std::uint64_t word, unsigned bits) {
   return word << bits | word >> (64 - bits);
@@ -55,7 +55,7 @@ std::uint64_t wordOf(std::string_view bytes) {
   std::uint64_t word = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i)
     word |= std::uint64_t{static_cast<unsigned char>(bytes[i])}
-            << (i * kByteBits);
+            << (i * kBitsInByte);
   return word;
 }
 
