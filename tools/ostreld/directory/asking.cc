@@ -1,11 +1,13 @@
 #include "directory/asking.h"
 
 #include <ostrel/codes.h>
+#include <ostrel/encoding.h>
 
 #include <random>
 
 #include "common/addresses.h"
 #include "common/encoding.h"
+#include "support/limits.h"
 #include "support/log.h"
 
 namespace ostrel::tools::server {
@@ -17,8 +19,12 @@ std::uint64_t endpointKey(const sockaddr_in& endpoint) {
          endpoint.sin_port;
 }
 
-// The PDU that a message begins with; null when there is none.
+// The PDU that a message begins with; null when there is none, or one of which
+// decoding makes too much.
 Owned<veskPDU> pduIn(const std::string& message) {
+  const auto measured =
+      measureValue(message.data(), static_cast<unsigned>(message.size()));
+  if (!measured || measured->values > kMostValues) return nullptr;
   Decoding decoding = decode(message);
   return decoding.used == 0 ? nullptr : takeAs<veskPDU>(decoding.value);
 }
@@ -82,7 +88,10 @@ bool Asking::receive(Time now, Owned<veskPDU>* answer) {
   if (!reassembly_.take(datagram.from, datagram.bytes, now, nullptr, &message))
     return true;
   Owned<veskPDU> pdu = pduIn(message.bytes);
-  if (pdu == nullptr) return true;
+  if (pdu == nullptr) {
+    counters_->add(Counter::kMalformed);
+    return true;
+  }
   const auto question = questions_.find(pdu->requestId.value);
   if (question == questions_.end() ||
       !sameEndpoint(question->second.server, message.from))

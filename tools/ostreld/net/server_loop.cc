@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <new>
 #include <utility>
 
 #include "support/log.h"
@@ -41,23 +42,34 @@ int ServerLoop::run() {
   tellReady();
   listDescriptors();
   for (;;) {
-    now_ = timeNow();
-    const int milliseconds = watchdog.alive(runTimers(), now_);
-    outbox_.sendDue(now_);
-    flush();
-    reassembly_.expire(now_);
-    wait(milliseconds);
-    now_ = timeNow();
-    if (isReady(0) && ended()) return 0;
-    takeAll();
-    // What does not depend on the batch does not wait for the disk.
-    flush();
-    now_ = timeNow();
-    finishBatch(now_);
-    flush();
-    working_ = work(now_ + kTurn);
-    flush();
+    try {
+      if (!turn(&watchdog)) return 0;
+    } catch (const std::bad_alloc&) {
+      // What it was for is lost as on the network; the server goes on.
+      counters_.add(Counter::kOutOfMemory);
+    }
   }
+}
+
+// Returns false when the server has to end.
+bool ServerLoop::turn(Watchdog* watchdog) {
+  now_ = timeNow();
+  const int milliseconds = watchdog->alive(runTimers(), now_);
+  outbox_.sendDue(now_);
+  flush();
+  reassembly_.expire(now_);
+  wait(milliseconds);
+  now_ = timeNow();
+  if (isReady(0) && ended()) return false;
+  takeAll();
+  // What does not depend on the batch does not wait for the disk.
+  flush();
+  now_ = timeNow();
+  finishBatch(now_);
+  flush();
+  working_ = work(now_ + kTurn);
+  flush();
+  return true;
 }
 
 void ServerLoop::flush() {

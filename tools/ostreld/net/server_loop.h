@@ -43,6 +43,8 @@ struct ServerOptions {
   std::uint32_t eventBytesPerSecond = 1000000;
 };
 
+class Watchdog;
+
 class ServerLoop {
  public:
   using Time = std::chrono::steady_clock::time_point;
@@ -107,6 +109,7 @@ class ServerLoop {
  private:
   // What stands in ready_, in this order: the signals, the sockets, and the
   // descriptors of wakeFor().
+  bool turn(Watchdog* watchdog);
   void listDescriptors();
   void flush();
   void wait(int milliseconds);
