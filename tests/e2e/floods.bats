@@ -43,12 +43,12 @@ memoryOf() { sed -n 's/^VmRSS:[^0-9]*\([0-9]*\).*/\1/p' "/proc/$1/status"; }
   # From another machine, and from other ports of the sender's own.
   for stranger in 127.0.0.9 127.0.0.1; do
     : >"$log"
-    "$FLOOD" openings "$stranger" 3000 12 3>&- >"$log" &
+    "$FLOOD" openings "$stranger" 2000 12 3>&- >"$log" &
     flooding=$!
     waitFor 1 ready "$log"
     sleep 0.5
-    # Sent three times at the most, and the flood outlasts that.
-    run --separate-stderr ostrel \
+    # Sent four times at the most, and the flood outlasts that.
+    run --separate-stderr ostrel --retries 3 \
       create 59.200 59.200.1="$(textOf 90000)" 59.200.2="$(textOf 90000)"
     kill $flooding || true
     wait $flooding || true
