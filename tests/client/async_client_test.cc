@@ -960,6 +960,18 @@ TEST_F(AsyncSearch, TellsOfObjectsThatTheOldWayDoesNotShow) {
                                                     {1, Aid("59.7.1"), 1}}));
 }
 
+TEST_F(AsyncSearch, TellsOfObjectsThatNoAnswerHolds) {
+  fake::Server server(kAddress, 5135);
+  server.then("29" SUCCESS NONE ONE FIRST_OBJECT).then("29" SUCCESS NONE NONE);
+  Client client;
+  SearchOptions options;
+  options.wanted = {Aid("59.7.1")};
+  search(client, options);
+  EXPECT_TRUE(ok);
+  EXPECT_THAT(pages, IsEmpty());
+  EXPECT_EQ(errors, (std::vector<ostrel::ItemError>{{0, Aid(), 100}}));
+}
+
 TEST_F(AsyncSearch, HandsOverTheErrorsOfItsTerms) {
   fake::Server server(kAddress, 5135);
   server.then("29" PARTIAL ONE "1A 43 00 03 01 04" ONE FIRST_OBJECT)

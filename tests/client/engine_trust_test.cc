@@ -16,7 +16,7 @@ using ::testing::IsEmpty;
 
 TEST(EngineTrust, RequestIdsDoNotRepeat) {
   ostrel::RequestIds ids(kKey);
-  std::vector<bool> seen(std::size_t{1} << 32 >> 8);
+  std::vector<bool> seen(std::size_t{1} << 24);
   // Of all numbers with a certain low byte each may come once.
   for (std::uint32_t i = 0; i < 1U << 20; ++i) {
     const std::uint32_t id = ids.next();

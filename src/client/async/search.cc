@@ -1,5 +1,7 @@
 #include "client/async/search.h"
 
+#include <ostrel/codes.h>
+
 #include <algorithm>
 
 namespace ostrel {
@@ -82,18 +84,25 @@ void Search::arrived(Result<Values>&& found) {
     return;
   }
   if (!found) return finish(found.error());
-  if (first_) errors_ = found.itemErrors();
+  for (const ItemError& error : found.itemErrors()) errors_.push_back(error);
   first_ = false;
   if (found->empty()) return succeed();
-  std::vector<Object> objects(found->size());
-  for (std::size_t i = 0; i < objects.size(); ++i) {
+  std::vector<Object> objects;
+  for (const Value& each : *found) {
+    Object object;
     // In ascending order, or the search would never end.
-    const bool right =
-        toObject((*found)[i], &objects[i]) && objects[i].oid > behind_;
+    const bool right = toObject(each, &object) && object.oid > behind_;
     if (!right) return finish(notWhatWasAsked(server_));
-    behind_ = objects[i].oid;
+    behind_ = object.oid;
+    // A server names an object that is too long for an answer, and no more.
+    if (options_.wanted && each.as<Oid>())
+      errors_.push_back(
+          {static_cast<std::uint32_t>(before_), Aid(), kTooManyResults});
+    else
+      objects.push_back(std::move(object));
+    before_++;
   }
-  if (give(std::move(objects))) next();
+  if (objects.empty() || give(std::move(objects))) next();
 }
 
 bool Search::give(std::vector<Object> objects) {

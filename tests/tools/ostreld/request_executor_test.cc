@@ -4,7 +4,6 @@
 
 #include "executor_test.h"
 #include "requests/answer_bytes.h"
-#include "requests/answer_cache.h"
 #include "store/sqlite_store.h"
 
 namespace ostrel::tools::server {
@@ -430,17 +429,6 @@ TEST(RefusalBytes, TellAnUndecodedRequestByItsFirstBytes) {
   for (std::size_t i = 0; i < 6; ++i)
     EXPECT_EQ(refusalBytes(request.substr(0, i), kInternalError), "") << i;
   EXPECT_EQ(refusalBytes("\x29" + request.substr(1), kInternalError), "");
-}
-
-TEST(AnswerCacheTest, DropsTheOldestBeyondItsBound) {
-  AnswerCache cache;
-  const AnswerCache::Time now{};
-  const std::string half(AnswerCache::kMostBytes / 2, 'x');
-  cache.keep("first", half, now);
-  cache.keep("second", half, now);
-  EXPECT_EQ(cache.find("first", now), nullptr);
-  ASSERT_NE(cache.find("second", now), nullptr);
-  EXPECT_LE(cache.bytes(), AnswerCache::kMostBytes);
 }
 
 }  // namespace

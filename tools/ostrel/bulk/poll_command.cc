@@ -227,6 +227,9 @@ Exit Poll::run() {
     }
     return kDone;
   }
+  // Of no server the name could be resolved.
+  if (rows_.empty() && exits_.size() == 1) return *exits_.begin();
+  if (rows_.empty()) return kPartial;
   try {
     loop();
   } catch (const Failure& failure) {

@@ -1,5 +1,6 @@
 #include "format/pdu_text.h"
 
+#include <ostrel/codes.h>
 #include <ostrel/elements.h>
 #include <ostrel/veskError.h>
 
@@ -164,6 +165,8 @@ std::string valueLines(veskType* value, const std::string& indent) {
 }
 
 std::string codeText(int code, int cause) {
+  // A code of servers' own, which the library has no text for.
+  if (code == kTooManyResults) return "100(Too Many Results)";
   const ErrnoIs given(cause);
   std::string line = takeText(veskGetErrorString(code, nullptr));
   while (!line.empty() && line.back() == '\n') line.pop_back();
