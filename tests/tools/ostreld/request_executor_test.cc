@@ -132,6 +132,20 @@ TEST_F(RequestExecutorTest, HandlersThatBeginAnewAreAllExecuted) {
   }
 }
 
+// A program that has just begun may have the port of one that has just ended.
+TEST_F(RequestExecutorTest, ASenderThatBeginsAnewInABatchIsExecuted) {
+  handle(createRequest(1));
+  begin(setRequest(0, 1), 5);
+  begin(setRequest(0, 2), 6);
+  begin(setRequest(0, 1), 4);
+  EXPECT_THAT(codes(finish()), ElementsAre(0, 0, 0));
+  EXPECT_EQ(value(), "59.200.1 = 1");
+  begin(setRequest(0, 3), 5);
+  begin(setRequest(0, 3), 5);
+  begin(setRequest(0, 3), 6);
+  EXPECT_THAT(codes(finish()), ElementsAre(0));
+}
+
 TEST_F(RequestExecutorTest, AReadIsNeverAnsweredFromAnOldAnswer) {
   handle(createRequest(1));
   veskOid object("59.200.0.1");

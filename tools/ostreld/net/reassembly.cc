@@ -100,14 +100,21 @@ void Reassembly::open(const sockaddr_in& from, const Fragment& fragment,
   share.count++;
   while (share.count > kMostOfOne) dropOf(from.sin_addr, false);
   while (partials_.size() >= kMost) dropOf(largest(false), false);
-  partials_.push_back({{from, fragment.id, "", {}},
-                       fragment.count,
-                       fragment.total,
-                       now + kLife,
-                       &share,
-                       {},
-                       0});
-  byKey_[messageKey(from, fragment.id)] = std::prev(partials_.end());
+  const std::size_t before = partials_.size();
+  try {
+    partials_.push_back({{from, fragment.id, "", {}},
+                         fragment.count,
+                         fragment.total,
+                         now + kLife,
+                         &share,
+                         {},
+                         0});
+    byKey_[messageKey(from, fragment.id)] = std::prev(partials_.end());
+  } catch (...) {
+    if (partials_.size() > before) partials_.pop_back();
+    if (--share.count == 0) shares_.erase(from.sin_addr.s_addr);
+    throw;
+  }
 }
 
 // Keeps a fragment's bytes, unless it is here already. Returns whether it was

@@ -16,10 +16,6 @@ using Milliseconds = std::chrono::milliseconds;
 // A part of the rate that events leave for requests.
 constexpr std::size_t kSparePart = 10;
 
-// The time is looked at again after so many requests of a batch, and after each
-// one that is longer than a datagram: those may take longer.
-constexpr int kTimeCheck = 8;
-
 std::chrono::steady_clock::time_point timeNow() {
   return std::chrono::steady_clock::now();
 }
@@ -47,6 +43,7 @@ int ServerLoop::run() {
     } catch (const std::bad_alloc&) {
       // What it was for is lost as on the network; the server goes on.
       counters_.add(Counter::kOutOfMemory);
+      if (ended()) return 0;
     }
   }
 }
@@ -143,9 +140,7 @@ void ServerLoop::takeRequests(UdpSocket& socket) {
       continue;
     counters_.add(Counter::kRequests);
     request.arrived = datagram.arrived;
-    const bool isLong = request.bytes.size() > kFragmentData;
     handle(request, now_);
-    if (!isLong && i % kTimeCheck != 0) continue;
     now_ = timeNow();
     if (now_ >= end) break;
   }

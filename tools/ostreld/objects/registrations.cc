@@ -389,7 +389,7 @@ void Registrations::finish(const std::vector<Registration>& due) {
       replace(oid, registration);
     }
     transaction.commit();
-  } catch (const StoreError&) {
+  } catch (...) {
     rollBackTo(before);
     throw;
   }

@@ -46,15 +46,20 @@ std::optional<std::string> Repeats::answerTo(std::string_view key,
   if (!given) return std::nullopt;
   // Between two runs of the server the calendar may have been set back a
   // little.
-  const std::int64_t passed = std::abs(milliseconds(arrived) - given->arrived);
-  const auto ahead =
-      static_cast<std::uint16_t>(message - given->message.value_or(0));
-  const bool retransmitted =
-      !given->message || (ahead > 0 && ahead <= kMostAhead);
-  const bool repeated = (retransmitted && passed <= kLife.count()) ||
-                        (ahead == 0 && passed <= kOnTheWay.count());
+  const std::chrono::milliseconds passed(
+      std::abs(milliseconds(arrived) - given->arrived));
+  const bool repeated = given->message
+                            ? areRepeats(*given->message, message, passed)
+                            : passed <= kLife;
   if (!repeated) return std::nullopt;
   return std::move(given->bytes);
+}
+
+bool Repeats::areRepeats(std::uint16_t former, std::uint16_t message,
+                         std::chrono::milliseconds passed) {
+  const auto ahead = static_cast<std::uint16_t>(message - former);
+  if (ahead == 0) return passed <= kOnTheWay;
+  return ahead <= kMostAhead && passed <= kLife;
 }
 
 void Repeats::keep(std::string_view key, std::uint16_t message, Time arrived,

@@ -36,6 +36,11 @@ class Repeats {
   // request id.
   static std::string keyOf(const sockaddr_in& from, std::string_view request);
 
+  // Whether two messages with the same bytes are one request: of the ids of the
+  // first and of the later message, and the time between them.
+  static bool areRepeats(std::uint16_t former, std::uint16_t message,
+                         std::chrono::milliseconds passed);
+
   // The answer that was given, when the message is a repeat. Throws StoreError,
   // as the others do.
   std::optional<std::string> answerTo(std::string_view key,

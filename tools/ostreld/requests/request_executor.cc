@@ -109,6 +109,7 @@ void RequestExecutor::handle(Message& message, Time arrived) {
 }
 
 void RequestExecutor::take(Message& message, Time arrived) {
+  message.arrived = arrived;
   if (isHeld(message) || searches_.has(message)) {
     counters_->add(Counter::kRepeats);
     return;
@@ -225,11 +226,16 @@ void RequestExecutor::beginBatch(Time now) {
   repeats_.forget(now);
 }
 
-// Whether the same was asked in this batch: it has one answer.
+// Whether this repeats what was asked in this batch: it has one answer.
 bool RequestExecutor::isHeld(const Message& message) const {
   return std::any_of(held_.begin(), held_.end(), [&](const Held& each) {
+    using Milliseconds = std::chrono::milliseconds;
+    const auto passed = std::chrono::floor<Milliseconds>(
+        std::max(message.arrived, each.message.arrived) -
+        std::min(message.arrived, each.message.arrived));
     return sameEndpoint(each.message.from, message.from) &&
-           each.message.bytes == message.bytes;
+           each.message.bytes == message.bytes &&
+           Repeats::areRepeats(each.message.id, message.id, passed);
   });
 }
 
@@ -251,7 +257,13 @@ void RequestExecutor::deliver(Message* message, const Asked& asked,
 void RequestExecutor::finishBatch() {
   if (!inBatch()) return;
   try {
+    // Behind the commit nothing may fail.
+    ready_.reserve(ready_.size() + held_.size());
     transaction_->commit();
+  } catch (const std::bad_alloc&) {
+    counters_->add(Counter::kOutOfMemory);
+    failBatch();
+    return;
   } catch (const StoreError& error) {
     counters_->add(Counter::kStoreErrors);
     log(Level::kError, error.what());

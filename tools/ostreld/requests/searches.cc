@@ -22,13 +22,15 @@ using std::chrono::steady_clock;
 struct Searches::UnderWay {
   UnderWay(Message&& asked, Owned<veskSearchPDU> pdu, Places* places,
            std::size_t longest)
-      : message(std::move(asked)),
+      : cost(costOf(asked)),
+        message(std::move(asked)),
         request(std::move(pdu)),
         kind(kindOf(*request)),
         found(places, answer.get(), longest) {
     answer->requestId = request->requestId;
   }
 
+  std::size_t cost;  // of the request
   Message message;
   Owned<veskSearchPDU> request;
   const RequestKind* kind;
@@ -52,13 +54,19 @@ bool Searches::has(const Message& message) const {
   });
 }
 
+// The memory that a request takes, about: its bytes, and the values in it.
+std::size_t Searches::costOf(const Message& message) {
+  return message.bytes.size() +
+         valuesIn(message.bytes).value_or(0) * kValueMemory;
+}
+
 bool Searches::hasRoomFor(const Message& message) const {
   std::size_t ofOne = 0;
-  std::size_t bytes = message.bytes.size();
+  std::size_t bytes = costOf(message);
   for (const auto& each : underWay_) {
     if (each->message.from.sin_addr.s_addr == message.from.sin_addr.s_addr)
       ofOne++;
-    bytes += each->message.bytes.size() + each->found.size();
+    bytes += each->cost + each->found.size();
   }
   return underWay_.size() < kMost && ofOne < kMostOfOne && bytes <= kMostBytes;
 }

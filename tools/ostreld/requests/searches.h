@@ -66,6 +66,7 @@ class Searches {
  private:
   struct UnderWay;
 
+  static std::size_t costOf(const Message& message);
   bool hasRoomFor(const Message& message) const;
   bool step(UnderWay* each, Time until);
   std::string finish(UnderWay* each);

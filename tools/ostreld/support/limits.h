@@ -14,9 +14,11 @@ constexpr std::size_t kLongestValue = 16 << 20;
 constexpr std::size_t kLongestObject = kLongestValue;
 
 // How many values a request or an object may have, those inside others
-// included, unless the command line says otherwise: each takes up to 600 bytes
-// of memory.
+// included, unless the command line says otherwise.
 constexpr std::size_t kMostValues = 65536;
+
+// The memory that each of them takes at the most.
+constexpr std::size_t kValueMemory = 600;
 
 // Longer than any answer that has nothing but a code.
 constexpr std::size_t kLongestRefusal = 256;
