@@ -58,12 +58,11 @@ value() { sed -E "s/.*\\b$1 ([-0-9.]+).*/\\1/" <<<"$2"; }
   [[ ${lines[0]} == 'registered 10 refused 1 last 5 '* ]]
 }
 
-@test "1,000 registrations take a second at most, and hear of a change" {
+@test "1,000 registrations of one address hear of a change" {
   serve server --memory --max-registrations-per-address 1000
   run "$WATCHERS" 1000 127.0.0.1 10
   echo "$output"
   [[ ${lines[0]} == 'registered 1000 refused 0 '* ]]
-  [ "$(value milliseconds "${lines[0]}")" -le 1000 ]
   [[ ${lines[1]} == 'datagrams 1000 '* ]]
 }
 
