@@ -11,7 +11,7 @@ constexpr const char* kServerStart = "59.1.39";
 
 // Attributes of an object; null with --dry-run.
 Owned<veskGetRespPDU> readAttributes(Session& session, veskOid oid,
-                           std::initializer_list<const char*> names) {
+                                     std::initializer_list<const char*> names) {
   const Owned<veskList> wanted(new veskList);
   for (const char* name : names)
     veskAtAppendAttr(wanted.get(), name, static_cast<veskType*>(nullptr));
@@ -36,9 +36,10 @@ bool isAt(veskGetRespPDU& answer, unsigned i, Value& expected) {
 
 bool hasRegistration(Session& session, Registered& registered) {
   try {
-    const auto answer = readAttributes(session, registered.oid,
-                             {kRegistrationObject, kRegistrationEvent,
-                              kRegistrationAddress, kRegistrationPort});
+    const auto answer =
+        readAttributes(session, registered.oid,
+                       {kRegistrationObject, kRegistrationEvent,
+                        kRegistrationAddress, kRegistrationPort});
     return answer != nullptr && isAt(*answer, 0, registered.object) &&
            isAt(*answer, 1, registered.event) &&
            isAt(*answer, 2, registered.to) && isAt(*answer, 3, registered.port);
