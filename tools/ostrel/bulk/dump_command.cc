@@ -38,7 +38,7 @@ std::vector<Command> dumpCommands() {
   return {
       {"dump", "Print the objects of classes as JSON lines for load",
        "Each line is an object: {\"object\": \"59.200.0.1\", \"attributes\": "
-       "[...]}.\nNothing is lost: ostrel load reads any value again.\n\n" +
+       "[...]}.\nNo value is changed: ostrel load reads any again.\n\n" +
            examples("  ostrel dump 59.200 59.201 >all.jsonl"),
        [](CLI::App& command, Arguments& arguments) {
          addWords(command, arguments, "CLASS", "Classes; 0.0 for all")

@@ -1,5 +1,6 @@
 // Which lines of its input a load has done, in a file beside it, so that a load
-// that was ended goes on where it ended and makes no object twice.
+// that was ended goes on where it ended. Lines that were under way when it was
+// killed may be done again.
 //
 // Each line is a JSON object: the number of the input's line, the object that
 // stands there, and the identifier that the object has now.
